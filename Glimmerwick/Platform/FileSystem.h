@@ -1,0 +1,35 @@
+#pragma once
+
+#include "Models/Result.h"
+
+#include <chrono>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace glimmerwick {
+
+struct FileError {
+    /// One readable line: what failed, where, why.
+    std::string description;
+};
+
+/// Files and folders. Any thread.
+class FileSystem {
+public:
+    virtual ~FileSystem() = default;
+
+    virtual bool exists(const std::filesystem::path& path) = 0;
+    virtual Result<std::string, FileError> read(const std::filesystem::path& path) = 0;
+    /// Replaces the file's contents in place.
+    virtual Result<Success, FileError> write(const std::filesystem::path& path, std::string_view bytes) = 0;
+    virtual Result<Success, FileError> createDirectories(const std::filesystem::path& path) = 0;
+    /// Nothing inside a success: the file has no such date.
+    virtual Result<std::optional<std::chrono::system_clock::time_point>, FileError>
+    modificationDate(const std::filesystem::path& path) = 0;
+    virtual Result<Success, FileError> setModificationDate(const std::filesystem::path& path,
+                                                          std::chrono::system_clock::time_point date) = 0;
+};
+
+} // namespace glimmerwick

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace glimmerwick {
+
+struct AlertContent {
+    std::string messageText;
+    std::string informativeText;
+    std::vector<std::string> buttons;
+};
+
+/// Shows a message and its buttons without blocking. Main thread.
+class Alert {
+public:
+    virtual ~Alert() = default;
+
+    /// The completion gets the index of the button pressed.
+    virtual void show(AlertContent content, std::function<void(std::size_t)> completion) = 0;
+};
+
+/// The desktop's file manager. Main thread.
+class FileViewer {
+public:
+    virtual ~FileViewer() = default;
+
+    virtual void openFolder(const std::filesystem::path& folder) = 0;
+};
+
+/// Facts about the volume that holds this installation.
+class VolumeInfo {
+public:
+    virtual ~VolumeInfo() = default;
+
+    /// Nothing when it cannot be told.
+    virtual std::optional<bool> isInstallationReadOnly() = 0;
+};
+
+/// Looks for new versions of the program. Main thread.
+class Updater {
+public:
+    virtual ~Updater() = default;
+
+    /// Begins checking automatically.
+    virtual void start() = 0;
+    virtual void checkForUpdates() = 0;
+};
+
+} // namespace glimmerwick
