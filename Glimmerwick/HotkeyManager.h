@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/EventTap.h"
+#include "Platform/Lifetime.h"
 
 #include <functional>
 #include <memory>
@@ -17,7 +18,8 @@ public:
     HotkeyManager(EventTap& eventTap, MainQueue& mainQueue);
     ~HotkeyManager();
 
-    /// What to do when the shortcut is pressed; runs from the main queue, never inside the tap. Kept by `stop()`.
+    /// What to do when the shortcut is pressed; runs from the main queue, never inside the tap. Kept by
+    /// `stop()`.
     std::function<void()> onHotkeyTriggered;
 
     /// Installs the tap; true when it is, or already was, running. A failure is reported only by the result.
@@ -29,11 +31,15 @@ public:
     static TapDecision hotkeyEventCallback(const KeyEvent& event, HotkeyManager* manager);
 
 private:
+    void trigger();
+
     EventTap& m_tapService;
     MainQueue& m_mainQueue;
     std::unique_ptr<EventTapPort> m_eventTap;
+    /// After the tap, so that it goes first.
     std::unique_ptr<RunLoopSource> m_runLoopSource;
     bool m_isRunning = false;
+    Lifetime m_lifetime;
 };
 
 } // namespace glimmerwick

@@ -34,15 +34,21 @@ public:
     bool isActive() const { return m_isActive; }
 
     /// The decision; true means that the key press is swallowed.
-    bool handleKeyEvent(std::uint16_t keyCode, EventFlags flags, const std::optional<std::string>& characters);
+    bool handleKeyEvent(std::uint16_t keyCode, EventFlags flags,
+                        const std::optional<std::string>& characters);
 
-    /// The tap's callback. A null interceptor passes key presses on. A key code outside 16 bits stops the program.
+    /// The tap's callback. A null interceptor passes key presses on. A key code outside 16 bits stops the
+    /// program.
     static TapDecision keyEventInterceptorCallback(const KeyEvent& event, KeyEventInterceptor* interceptor);
 
 private:
+    void reportSpecialKey(std::uint16_t keyCode, EventFlags flags);
+    void reportCharacters(const std::string& characters);
+
     EventTap& m_tapService;
     MainQueue& m_mainQueue;
     std::unique_ptr<EventTapPort> m_eventTap;
+    /// After the tap, so that it goes first.
     std::unique_ptr<RunLoopSource> m_runLoopSource;
     bool m_isActive = false;
     Lifetime m_lifetime;

@@ -9,8 +9,8 @@ namespace glimmerwick {
 class AccessibilityTrust;
 class MainQueue;
 
-/// Answers whether this process may watch and inject keys, and waits for the permission by polling once a second.
-/// Main thread.
+/// Answers whether this process may watch and inject keys, and waits for the permission by polling once a
+/// second. Main thread.
 class PermissionManager {
 public:
     static PermissionManager& shared();
@@ -24,12 +24,14 @@ public:
     bool isAccessibilityEnabled();
     /// Makes the system show the user what to do.
     void requestAccessibilityPermission();
-    /// Runs the callback at once when permission is there already, else polls. A second call while polling does nothing.
+    /// Runs the callback at once when permission is there already, else polls. A second call while polling
+    /// does nothing.
     void startPollingForPermission();
     void stopPollingForPermission();
 
 private:
     void checkPermissionStatus();
+    void reportPermissionGranted();
 
     AccessibilityTrust& m_accessibilityTrust;
     MainQueue& m_mainQueue;

@@ -11,8 +11,8 @@ class Log;
 class NotificationCenter;
 class Pasteboard;
 
-/// Puts an emoji on the clipboard when the user copies it, marked so that clipboard histories do not record it.
-/// Main thread.
+/// Puts an emoji on the clipboard when the user copies it, marked so that clipboard histories do not record
+/// it. Main thread.
 class ClipboardManager {
 public:
     /// User info "emoji" (Emoji).

@@ -5,20 +5,18 @@
 #include "Models/Result.h"
 #include "Platform/FileSystem.h"
 #include "Platform/HttpClient.h"
+#include "Platform/NotificationCenter.h"
 #include "Platform/Process.h"
 #include "Platform/Registration.h"
 #include "Platform/Task.h"
 
 #include <filesystem>
 #include <functional>
-#include <list>
-#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <variant>
 
 namespace glimmerwick {
 
@@ -29,8 +27,9 @@ class MainQueue;
 class TextLayout;
 struct Platform;
 
-/// Owns the catalogue: finds the content server, fetches the manifest, keeps a copy on disk, falls back to that
-/// copy, and publishes the result. Also tells which emoji the system draws and brings pictures of those it cannot.
+/// Owns the catalogue: finds the content server, fetches the manifest, keeps a copy on disk, falls back to
+/// that copy, and publishes the result. Also tells which emoji the system draws and brings pictures of those
+/// it cannot.
 ///
 /// Main thread, except `isEmojiNativelySupported`, which any thread may call.
 class EmojiDataManager {
@@ -70,7 +69,8 @@ public:
 
     /// Logs the system's version and creates the cache folders.
     EmojiDataManager(const Process& process, Log& log, FileSystem& fileSystem, FileClock& fileClock,
-                     MainQueue& mainQueue, HttpClient& httpClient, TextLayout& textLayout, ImageCodec& imageCodec);
+                     MainQueue& mainQueue, HttpClient& httpClient, TextLayout& textLayout,
+                     ImageCodec& imageCodec);
     ~EmojiDataManager();
 
     /// The current catalogue; absent until the first successful load, replaced only on success.
@@ -80,9 +80,9 @@ public:
     /// Calls the observer before each change of `manifest` or `loadingState`.
     Registration observeWillChange(std::function<void()> observer);
 
-    /// Loads the manifest: a cache younger than a day unless forced, else the network, else the cache of any age.
-    /// Its first step runs from the main queue, so a load started during launch does not hold the launch up.
-    /// Fails only when both the network and the cache failed. The manager must outlive the task.
+    /// Loads the manifest: a cache younger than a day unless forced, else the network, else the cache of any
+    /// age. Its first step runs from the main queue, so a load started during launch does not hold the launch
+    /// up. Fails only when both the network and the cache failed. The manager must outlive the task.
     Task<Result<Success, ManifestError>> fetchManifest(bool forceRefresh);
 
     /// Whether the colour emoji font draws the emoji, found by laying it out; remembered per codepoint.
@@ -99,7 +99,7 @@ public:
 
     /// The content server's address, read from the key files once.
     const std::string& productionBaseURL() const { return m_productionBaseURL; }
-    /// The address of the picture of a codepoint string.
+    /// The address of the picture of a codepoint string, whatever the string holds.
     std::string imageURL(std::string_view codepoint) const;
     /// The program's own cache folder.
     const std::filesystem::path& cacheDirectory() const { return m_cacheDirectory; }
@@ -108,17 +108,16 @@ public:
     Registration refreshTimer;
 
 private:
-    struct Observers;
-
     std::string readBaseURL(std::string_view key) const;
     void createCacheDirectories();
     bool isCacheExpired() const;
     std::optional<Manifest> loadManifestFromCache() const;
     void storeManifestInCache(const Manifest& manifest) const;
-    void setManifest(Manifest manifest);
+    void publish(Manifest manifest);
     void setLoadingState(LoadingState state);
     Task<Result<Manifest, ManifestError>> performManifestFetch();
     bool canRenderEmoji(std::string_view text) const;
+    std::filesystem::path manifestPath() const;
     std::filesystem::path imagePath(std::string_view codepoint) const;
 
     const Process& m_process;
@@ -136,7 +135,7 @@ private:
 
     std::optional<Manifest> m_manifest;
     LoadingState m_loadingState;
-    std::shared_ptr<Observers> m_observers;
+    NotificationCenter m_willChange;
 
     mutable std::mutex m_cacheLock;
     std::unordered_map<std::string, bool> m_nativeSupportCache;

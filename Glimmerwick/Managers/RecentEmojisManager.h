@@ -13,8 +13,8 @@ class Log;
 class NotificationCenter;
 class UserDefaults;
 
-/// Remembers the emoji picked most recently, newest first, across runs. The list holds codepoint strings, so it
-/// survives catalogue updates. Main thread.
+/// Remembers the emoji picked most recently, newest first, across runs. The list holds codepoint strings, so
+/// it survives catalogue updates. Main thread.
 class RecentEmojisManager {
 public:
     /// Posted by `addRecent`; user info "codepoints" is the new list (std::vector<std::string>).
@@ -29,13 +29,16 @@ public:
     /// Reads the stored list; anything but a list of strings is an empty one.
     std::vector<std::string> loadRecents() const;
 
-    /// Records a pick: moves the codepoint to the front, keeps at most 30, saves at once and announces the list.
+    /// Records a pick: moves the codepoint to the front, keeps at most 30, saves at once and announces the
+    /// list.
     void addRecent(const std::string& codepoint);
 
-    /// The list resolved against the manifest currently published; empty, with a log line, while there is none.
+    /// The list resolved against the manifest currently published; empty, with a log line, while there is
+    /// none.
     std::vector<Emoji> recentEmojis();
 
-    /// The list resolved against a manifest. Codepoints it does not know are dropped from the stored list too.
+    /// The list resolved against a manifest. Codepoints it does not know are dropped from the stored list
+    /// too.
     std::vector<Emoji> recentEmojis(const Manifest& manifest);
 
     const std::vector<std::string>& recentCodepoints() const { return m_recentCodepoints; }

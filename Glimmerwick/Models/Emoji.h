@@ -36,13 +36,15 @@ struct Emoji {
     /// Writes the emoji as a JSON object, without its codepoint; "ios" only when present.
     std::string encode() const;
 
-    friend bool operator==(const Emoji& left, const Emoji& right) { return left.codepoint == right.codepoint; }
+    friend bool operator==(const Emoji& left, const Emoji& right)
+    {
+        return left.codepoint == right.codepoint;
+    }
 };
 
 } // namespace glimmerwick
 
-template <>
-struct std::hash<glimmerwick::Emoji> {
+template <> struct std::hash<glimmerwick::Emoji> {
     std::size_t operator()(const glimmerwick::Emoji& emoji) const noexcept
     {
         return std::hash<std::string>{}(emoji.codepoint);

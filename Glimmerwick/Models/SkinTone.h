@@ -12,7 +12,7 @@ class SkinTone {
 public:
     enum Case { default_, light, mediumLight, medium, mediumDark, dark };
 
-    constexpr SkinTone(Case case_ = default_) : m_case(case_) {}
+    constexpr SkinTone(Case case_ = default_) : m_case(case_) { }
 
     /// Every tone in declaration order, which is also the order of the selector's buttons.
     static const std::array<SkinTone, 6>& allCases();

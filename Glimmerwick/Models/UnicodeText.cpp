@@ -1,0 +1,228 @@
+#include "Models/UnicodeText.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+#include <unicode/brkiter.h>
+#include <unicode/normalizer2.h>
+#include <unicode/uchar.h>
+#include <unicode/unistr.h>
+#include <unicode/utf8.h>
+
+namespace glimmerwick::unicode {
+
+namespace {
+
+constexpr std::string_view replacementCharacter = "\uFFFD";
+
+/// A failure here is an ICU without its data: nothing that handles text could work.
+void require(UErrorCode status)
+{
+    if (U_FAILURE(status)) {
+        std::fprintf(stderr, "glimmerwick: ICU cannot be used: %s\n", u_errorName(status));
+        std::abort();
+    }
+}
+
+icu::UnicodeString toUtf16(std::string_view text)
+{
+    return icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())));
+}
+
+std::string toUtf8(const icu::UnicodeString& text)
+{
+    std::string bytes;
+    text.toUTF8String(bytes);
+    return bytes;
+}
+
+constexpr bool isAscii(char byte)
+{
+    return static_cast<unsigned char>(byte) < 0x80;
+}
+
+bool isAscii(std::string_view text)
+{
+    return std::all_of(text.begin(), text.end(), [](char byte) { return isAscii(byte); });
+}
+
+/// Each byte of such a text is one cluster: the only cluster within ASCII is CR LF.
+bool isPlainAscii(std::string_view text)
+{
+    return isAscii(text) && text.find('\r') == std::string_view::npos;
+}
+
+/// Setting an iterator up costs far more than a typical text, and it must not be shared between threads.
+icu::BreakIterator& characterIterator()
+{
+    thread_local const std::unique_ptr<icu::BreakIterator> iterator = [] {
+        UErrorCode status = U_ZERO_ERROR;
+        std::unique_ptr<icu::BreakIterator> made(
+            icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
+        require(status);
+        return made;
+    }();
+    return *iterator;
+}
+
+/// Calls `take` with the bounds, in UTF-16 units, of each cluster in order.
+template <typename Take>
+void forEachCluster(const icu::UnicodeString& text, Take take)
+{
+    icu::BreakIterator& iterator = characterIterator();
+    iterator.setText(text);
+    std::int32_t begin = iterator.first();
+    for (std::int32_t end = iterator.next(); end != icu::BreakIterator::DONE; end = iterator.next()) {
+        take(begin, end);
+        begin = end;
+    }
+}
+
+bool isWhiteSpace(UChar32 scalar)
+{
+    return u_isUWhiteSpace(scalar);
+}
+
+bool isControlOrLineBreak(UChar32 scalar)
+{
+    return (U_GET_GC_MASK(scalar) & (U_GC_CC_MASK | U_GC_ZL_MASK | U_GC_ZP_MASK)) != 0;
+}
+
+void appendEscape(std::string& line, UChar32 scalar)
+{
+    switch (scalar) {
+    case '\n':
+        line += "\\n";
+        return;
+    case '\r':
+        line += "\\r";
+        return;
+    case '\t':
+        line += "\\t";
+        return;
+    default:
+        break;
+    }
+    char digits[8];
+    constexpr int hexadecimal = 16;
+    const auto end = std::to_chars(std::begin(digits), std::end(digits), scalar, hexadecimal).ptr;
+    line.append("\\u{").append(digits, end).append("}");
+}
+
+} // namespace
+
+bool isWellFormed(std::string_view text)
+{
+    const std::size_t size = text.size();
+    for (std::size_t index = 0; index < size;) {
+        UChar32 scalar = 0;
+        U8_NEXT(text, index, size, scalar);
+        if (scalar < 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::string lowercased(std::string_view text)
+{
+    if (isAscii(text)) {
+        std::string lowered(text);
+        std::transform(lowered.begin(), lowered.end(), lowered.begin(),
+                       [](char byte) { return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte | 0x20) : byte; });
+        return lowered;
+    }
+    return toUtf8(toUtf16(text).toLower(icu::Locale::getRoot()));
+}
+
+std::string trimmed(std::string_view text)
+{
+    const icu::UnicodeString whole = toUtf16(text);
+    std::int32_t begin = 0;
+    std::int32_t end = whole.length();
+    while (begin < end && isWhiteSpace(whole.char32At(begin))) {
+        begin = whole.moveIndex32(begin, 1);
+    }
+    while (end > begin && isWhiteSpace(whole.char32At(end - 1))) {
+        end = whole.moveIndex32(end, -1);
+    }
+    return toUtf8(whole.tempSubStringBetween(begin, end));
+}
+
+std::vector<std::string> graphemeClusters(std::string_view text)
+{
+    std::vector<std::string> clusters;
+    if (isPlainAscii(text)) {
+        clusters.reserve(text.size());
+        for (const char byte : text) {
+            clusters.emplace_back(1, byte);
+        }
+        return clusters;
+    }
+    const icu::UnicodeString whole = toUtf16(text);
+    forEachCluster(whole, [&](std::int32_t begin, std::int32_t end) {
+        clusters.push_back(toUtf8(whole.tempSubStringBetween(begin, end)));
+    });
+    return clusters;
+}
+
+std::size_t graphemeClusterCount(std::string_view text)
+{
+    if (isPlainAscii(text)) {
+        return text.size();
+    }
+    std::size_t count = 0;
+    forEachCluster(toUtf16(text), [&count](std::int32_t, std::int32_t) { ++count; });
+    return count;
+}
+
+std::string canonical(std::string_view text)
+{
+    if (isAscii(text)) {
+        return std::string(text);
+    }
+    UErrorCode status = U_ZERO_ERROR;
+    const icu::Normalizer2* composer = icu::Normalizer2::getNFCInstance(status);
+    require(status);
+    const icu::UnicodeString composed = composer->normalize(toUtf16(text), status);
+    require(status);
+    return toUtf8(composed);
+}
+
+bool startsWithPrintable(std::string_view text)
+{
+    if (text.empty()) {
+        return false;
+    }
+    std::size_t index = 0;
+    UChar32 scalar = 0;
+    U8_NEXT_OR_FFFD(text, index, text.size(), scalar);
+    constexpr std::uint32_t printable = U_GC_L_MASK | U_GC_M_MASK | U_GC_N_MASK | U_GC_P_MASK | U_GC_S_MASK;
+    return scalar == ' ' || (U_GET_GC_MASK(scalar) & printable) != 0;
+}
+
+std::string escapedForLog(std::string_view text)
+{
+    std::string line;
+    line.reserve(text.size());
+    const std::size_t size = text.size();
+    for (std::size_t index = 0; index < size;) {
+        const std::size_t begin = index;
+        UChar32 scalar = 0;
+        U8_NEXT(text, index, size, scalar);
+        if (scalar < 0) {
+            line += replacementCharacter;
+        } else if (isControlOrLineBreak(scalar)) {
+            appendEscape(line, scalar);
+        } else {
+            line.append(text, begin, index - begin);
+        }
+    }
+    return line;
+}
+
+} // namespace glimmerwick::unicode

@@ -8,6 +8,9 @@
 /// Text rules by Unicode (ICU behind them), for UTF-8 strings. Ill-formed bytes are read as U+FFFD.
 namespace glimmerwick::unicode {
 
+/// Whether the bytes are UTF-8 as it should be.
+bool isWellFormed(std::string_view text);
+
 /// Full, locale-independent lower-casing.
 std::string lowercased(std::string_view text);
 
@@ -21,7 +24,8 @@ std::size_t graphemeClusterCount(std::string_view text);
 /// Canonical composition (NFC): canonically equivalent texts have one such form.
 std::string canonical(std::string_view text);
 
-/// Whether the first scalar is a letter, mark or digit, punctuation, a symbol, or U+0020. False for empty text.
+/// Whether the first scalar is a letter, mark or digit, punctuation, a symbol, or U+0020. False for empty
+/// text.
 bool startsWithPrintable(std::string_view text);
 
 /// Line breaks and other controls written as escapes, so that a logged value stays on one line.

@@ -36,7 +36,8 @@ class DispatchQueues {
 public:
     virtual ~DispatchQueues() = default;
 
-    virtual std::unique_ptr<SerialQueue> makeSerialQueue(const std::string& label, QualityOfService quality) = 0;
+    virtual std::unique_ptr<SerialQueue> makeSerialQueue(const std::string& label,
+                                                         QualityOfService quality) = 0;
 
     /// The process-wide concurrent queue of a quality; lives as long as this object.
     virtual ConcurrentQueue& globalQueue(QualityOfService quality) = 0;

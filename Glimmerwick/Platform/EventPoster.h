@@ -26,7 +26,8 @@ public:
     virtual ~EventSource() = default;
 
     /// Null when the event cannot be made.
-    virtual std::unique_ptr<KeyboardEvent> makeKeyboardEvent(std::uint16_t keyCode, KeyDirection direction) = 0;
+    virtual std::unique_ptr<KeyboardEvent> makeKeyboardEvent(std::uint16_t keyCode,
+                                                             KeyDirection direction) = 0;
 };
 
 /// Presses keys on the user's behalf. Main thread.

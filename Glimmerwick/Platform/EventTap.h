@@ -49,8 +49,8 @@ public:
 
     virtual ~EventTap() = default;
 
-    /// Null when the platform refuses (no permission; another program holds the combination). The callback runs
-    /// on the main thread, must be quick, and is not called after the port is gone. Main thread.
+    /// Null when the platform refuses (no permission; another program holds the combination). The callback
+    /// runs on the main thread, must be quick, and is not called after the port is gone. Main thread.
     virtual std::unique_ptr<EventTapPort> create(Options options, Callback callback) = 0;
 };
 

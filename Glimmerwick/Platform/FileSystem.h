@@ -29,7 +29,7 @@ public:
     virtual Result<std::optional<std::chrono::system_clock::time_point>, FileError>
     modificationDate(const std::filesystem::path& path) = 0;
     virtual Result<Success, FileError> setModificationDate(const std::filesystem::path& path,
-                                                          std::chrono::system_clock::time_point date) = 0;
+                                                           std::chrono::system_clock::time_point date) = 0;
 };
 
 } // namespace glimmerwick

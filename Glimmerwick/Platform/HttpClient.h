@@ -15,7 +15,8 @@ namespace glimmerwick {
 
 struct HttpRequest {
     std::string url;
-    /// Name and value. An "Accept-Encoding" given here is sent as it stands and the encodings it names are decoded.
+    /// Name and value. An "Accept-Encoding" given here is sent as it stands and the encodings it names are
+    /// decoded.
     std::vector<std::pair<std::string, std::string>> headers;
     /// Absent: the client's own default of 60 seconds. No data for this long ends the request.
     std::optional<std::chrono::nanoseconds> timeout;
@@ -36,7 +37,8 @@ struct TransportError {
     std::string description;
 };
 
-/// Sends GET requests. Redirects are followed (at most 20, never from https to http); certificates are verified.
+/// Sends GET requests. Redirects are followed (at most 20, never from https to http); certificates are
+/// verified.
 class HttpClient {
 public:
     using Completion = std::function<void(Result<HttpResponse, TransportError>)>;

@@ -6,7 +6,8 @@
 
 namespace glimmerwick {
 
-/// Modifier bits. On Linux Command is Ctrl, Control is Super, Option is Alt. Others may be set and mean nothing here.
+/// Modifier bits. On Linux Command is Ctrl, Control is Super, Option is Alt. Others may be set and mean
+/// nothing here.
 namespace eventFlag {
 inline constexpr std::uint64_t capsLock = 0x10000;
 inline constexpr std::uint64_t shift = 0x20000;

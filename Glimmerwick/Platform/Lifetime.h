@@ -4,8 +4,8 @@
 
 namespace glimmerwick {
 
-/// Lets work that outlives a call hold its owner weakly: `[this, alive = m_lifetime.watch()] { if (alive) ... }`.
-/// The owner and the watching work must live on the same thread. Declare it last, so that it ends first.
+/// Lets work that outlives a call hold its owner weakly: `[this, alive = m_lifetime.watch()] { if (alive) ...
+/// }`. The owner and the watching work must live on the same thread. Declare it last, so that it ends first.
 class Lifetime {
 public:
     class Watch {
@@ -14,7 +14,7 @@ public:
 
     private:
         friend class Lifetime;
-        explicit Watch(std::weak_ptr<int> token) : m_token(std::move(token)) {}
+        explicit Watch(std::weak_ptr<int> token) : m_token(std::move(token)) { }
         std::weak_ptr<int> m_token;
     };
 

@@ -10,7 +10,8 @@ class Log {
 public:
     virtual ~Log() = default;
 
-    /// Prints one line. Line breaks and other controls inside a logged value are escaped (\n, \r, \t, \u{..}).
+    /// Prints one line. Line breaks and other controls inside a logged value are escaped (\n, \r, \t,
+    /// \u{..}).
     void print(std::string_view line);
 
 protected:

@@ -19,7 +19,8 @@ public:
     /// started; `release()` it to let the work run regardless.
     virtual Registration asyncAfter(std::chrono::nanoseconds delay, std::function<void()> work) = 0;
 
-    /// Runs the work at every interval until the handle is destroyed; the work itself may destroy it. Main thread.
+    /// Runs the work at every interval until the handle is destroyed; the work itself may destroy it. Main
+    /// thread.
     virtual Registration every(std::chrono::nanoseconds interval, std::function<void()> work) = 0;
 };
 

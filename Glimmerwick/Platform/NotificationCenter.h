@@ -21,8 +21,7 @@ struct Notification {
     std::optional<std::map<std::string, std::any>> userInfo;
 
     /// The user info's value under the key when there is one of exactly this type, else null.
-    template <typename T>
-    const T* value(const std::string& key) const
+    template <typename T> const T* value(const std::string& key) const
     {
         if (!userInfo) {
             return nullptr;
@@ -42,7 +41,8 @@ public:
     NotificationCenter();
     ~NotificationCenter();
 
-    /// Observes a name, from any sender or from one alone. The handle removes the observer and may outlive the centre.
+    /// Observes a name, from any sender or from one alone. The handle removes the observer and may outlive
+    /// the centre.
     Registration addObserver(const std::string& name, Handler handler, const void* object = nullptr);
 
     void post(const Notification& notification);

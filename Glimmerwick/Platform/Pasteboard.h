@@ -21,13 +21,13 @@ public:
     /// Takes the clipboard over, empty. What another program had put there is gone.
     virtual void clearContents() = 0;
 
-    /// Adds a representation to what `clearContents()` began. False when the clipboard refuses, or when another
-    /// program has taken it over since.
+    /// Adds a representation to what `clearContents()` began. False when the clipboard refuses, or when
+    /// another program has taken it over since.
     virtual bool setString(std::string_view text, const std::string& type) = 0;
     virtual bool setData(std::string_view bytes, const std::string& type) = 0;
 
-    /// The clipboard's text of this type, whoever put it there; nothing when there is none or its owner does not
-    /// answer in time.
+    /// The clipboard's text of this type, whoever put it there; nothing when there is none or its owner does
+    /// not answer in time.
     virtual std::optional<std::string> string(const std::string& type) = 0;
 };
 

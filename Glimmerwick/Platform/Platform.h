@@ -60,7 +60,8 @@ struct Platform {
 };
 
 /// Installs the set that `shared()` instances are made from, for as long as this object lives, and owns those
-/// instances: they are made on first use and destroyed with it, the youngest first. One at a time. Main thread.
+/// instances: they are made on first use and destroyed with it, the youngest first. One at a time. Main
+/// thread.
 class InstalledPlatform {
 public:
     explicit InstalledPlatform(const Platform& platform);
@@ -72,8 +73,7 @@ public:
     static const Platform& current();
 
     /// The process-wide instance of T, made from the installed set on first use.
-    template <typename T>
-    static T& sharedInstance(std::unique_ptr<T> (*make)(const Platform&))
+    template <typename T> static T& sharedInstance(std::unique_ptr<T> (*make)(const Platform&))
     {
         static char key = 0;
         void* instance = find(&key);

@@ -10,10 +10,10 @@ namespace glimmerwick {
 class [[nodiscard]] Registration {
 public:
     Registration() = default;
-    explicit Registration(std::function<void()> undo) : m_undo(std::move(undo)) {}
+    explicit Registration(std::function<void()> undo) : m_undo(std::move(undo)) { }
     ~Registration() { reset(); }
 
-    Registration(Registration&& other) noexcept : m_undo(std::exchange(other.m_undo, nullptr)) {}
+    Registration(Registration&& other) noexcept : m_undo(std::exchange(other.m_undo, nullptr)) { }
     Registration& operator=(Registration&& other) noexcept
     {
         if (this != &other) {

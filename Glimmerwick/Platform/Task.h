@@ -9,13 +9,12 @@
 
 namespace glimmerwick {
 
-/// An asynchronous sequence: a lazy coroutine that its Task owns. Nothing runs until it is started or awaited,
-/// and destroying the Task cancels it at its current suspension (and with it whatever it awaits).
+/// An asynchronous sequence: a lazy coroutine that its Task owns. Nothing runs until it is started or
+/// awaited, and destroying the Task cancels it at its current suspension (and with it whatever it awaits).
 ///
 /// Rules: never destroy a running task from inside itself, except in the completion given to `start`; take
 /// parameters by value; one thread, the main one.
-template <typename T>
-class [[nodiscard]] Task {
+template <typename T> class [[nodiscard]] Task {
 public:
     struct promise_type {
         std::optional<T> result;
@@ -40,7 +39,7 @@ public:
                 }
                 return std::noop_coroutine();
             }
-            void await_resume() noexcept {}
+            void await_resume() noexcept { }
         };
         FinalAwaiter final_suspend() noexcept { return {}; }
 
@@ -49,7 +48,7 @@ public:
     };
 
     Task() = default;
-    Task(Task&& other) noexcept : m_handle(std::exchange(other.m_handle, nullptr)) {}
+    Task(Task&& other) noexcept : m_handle(std::exchange(other.m_handle, nullptr)) { }
     Task& operator=(Task&& other) noexcept
     {
         if (this != &other) {
@@ -62,8 +61,8 @@ public:
     Task& operator=(const Task&) = delete;
     ~Task() { cancel(); }
 
-    /// Runs the sequence to its first suspension; the completion runs once, when it has ended. A task that ends
-    /// without suspending completes inside this call.
+    /// Runs the sequence to its first suspension; the completion runs once, when it has ended. A task that
+    /// ends without suspending completes inside this call.
     void start(std::function<void(T)> completion = nullptr)
     {
         assert(m_handle && !m_handle.done());
@@ -96,7 +95,7 @@ public:
     }
 
 private:
-    explicit Task(std::coroutine_handle<promise_type> handle) : m_handle(handle) {}
+    explicit Task(std::coroutine_handle<promise_type> handle) : m_handle(handle) { }
 
     std::coroutine_handle<promise_type> m_handle;
 };

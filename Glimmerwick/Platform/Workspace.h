@@ -21,7 +21,8 @@ public:
     /// -1 when the window system does not tell.
     virtual std::int32_t processIdentifier() const = 0;
 
-    /// Brings the remembered window to the front and waits, for a bounded time, until it is. False when it is not.
+    /// Brings the remembered window to the front and waits, for a bounded time, until it is. False when it is
+    /// not.
     virtual bool activate(ActivationOption option) = 0;
 };
 

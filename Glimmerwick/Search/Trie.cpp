@@ -1,0 +1,148 @@
+#include "Search/Trie.h"
+
+#include "Models/UnicodeText.h"
+
+#include <algorithm>
+
+namespace glimmerwick {
+
+Trie::Trie() : m_nodes(1) { }
+Trie::~Trie() = default;
+Trie::Trie(Trie&&) noexcept = default;
+Trie& Trie::operator=(Trie&&) noexcept = default;
+
+void Trie::insert(const std::string& word, const Emoji& emoji)
+{
+    const auto known = m_numbers.find(emoji.codepoint);
+    insertShared(word,
+                 known != m_numbers.end() ? m_emojis[known->second] : std::make_shared<const Emoji>(emoji));
+}
+
+void Trie::insertShared(const std::string& word, const std::shared_ptr<const Emoji>& emoji)
+{
+    const auto characters = m_graphemes.intern(unicode::lowercased(word));
+    if (characters.empty()) {
+        return;
+    }
+    NodeIndex node = 0;
+    for (const GraphemeId character : characters) {
+        node = childFor(node, character);
+    }
+    TrieNode& end = m_nodes[node];
+    end.isEndOfWord = true;
+    const EmojiNumber number = numberOf(emoji);
+    if (std::ranges::find(end.emojis, number) == end.emojis.end()) {
+        end.emojis.push_back(number);
+    }
+}
+
+std::vector<Emoji> Trie::search(const std::string& prefix) const
+{
+    const std::string lowercased = unicode::lowercased(prefix);
+    const TrieNode* node = lowercased.empty() ? nullptr : findNode(lowercased);
+    return node ? getAllEmojis(*node) : std::vector<Emoji>();
+}
+
+std::vector<const Emoji*> Trie::matches(const std::string& prefix) const
+{
+    const std::string lowercased = unicode::lowercased(prefix);
+    const TrieNode* node = lowercased.empty() ? nullptr : findNode(lowercased);
+    return node ? emojisBelow(*node) : std::vector<const Emoji*>();
+}
+
+bool Trie::contains(const std::string& word) const
+{
+    const TrieNode* node = findNode(unicode::lowercased(word));
+    return node && node->isEndOfWord;
+}
+
+std::unordered_set<Emoji> Trie::getEmojis(const std::string& word) const
+{
+    std::unordered_set<Emoji> emojis;
+    if (const TrieNode* node = findNode(unicode::lowercased(word))) {
+        for (const EmojiNumber number : node->emojis) {
+            emojis.insert(*m_emojis[number]);
+        }
+    }
+    return emojis;
+}
+
+std::vector<Trie::Edge>::const_iterator Trie::TrieNode::position(GraphemeId character) const
+{
+    return std::ranges::lower_bound(children, character, {}, &Edge::character);
+}
+
+Trie::NodeIndex Trie::childFor(NodeIndex parent, GraphemeId character)
+{
+    auto& children = m_nodes[parent].children;
+    const auto position = m_nodes[parent].position(character);
+    if (position != children.end() && position->character == character) {
+        return position->child;
+    }
+    const auto child = static_cast<NodeIndex>(m_nodes.size());
+    children.insert(position, Edge{character, child});
+    m_nodes.emplace_back();
+    return child;
+}
+
+Trie::EmojiNumber Trie::numberOf(const std::shared_ptr<const Emoji>& emoji)
+{
+    const auto next = static_cast<EmojiNumber>(m_emojis.size());
+    const auto [entry, isNew] = m_numbers.try_emplace(emoji->codepoint, next);
+    if (isNew) {
+        m_emojis.push_back(emoji);
+    }
+    return entry->second;
+}
+
+const Trie::TrieNode* Trie::findNode(const std::string& text) const
+{
+    const TrieNode* node = &m_nodes.front();
+    for (const GraphemeId character : m_graphemes.lookUp(text)) {
+        const auto position = node->position(character);
+        if (position == node->children.end() || position->character != character) {
+            return nullptr;
+        }
+        node = &m_nodes[position->child];
+    }
+    return node;
+}
+
+void Trie::collectEmojis(const TrieNode& from, EmojiSet& into) const
+{
+    std::vector<const TrieNode*> unvisited{&from};
+    while (!unvisited.empty()) {
+        const TrieNode* node = unvisited.back();
+        unvisited.pop_back();
+        for (const EmojiNumber number : node->emojis) {
+            into[number] = true;
+        }
+        for (const Edge& edge : node->children) {
+            unvisited.push_back(&m_nodes[edge.child]);
+        }
+    }
+}
+
+std::vector<const Emoji*> Trie::emojisBelow(const TrieNode& from) const
+{
+    EmojiSet collected(m_emojis.size());
+    collectEmojis(from, collected);
+    std::vector<const Emoji*> emojis;
+    for (std::size_t number = 0; number < collected.size(); ++number) {
+        if (collected[number]) {
+            emojis.push_back(m_emojis[number].get());
+        }
+    }
+    return emojis;
+}
+
+std::vector<Emoji> Trie::getAllEmojis(const TrieNode& from) const
+{
+    std::vector<Emoji> emojis;
+    for (const Emoji* emoji : emojisBelow(from)) {
+        emojis.push_back(*emoji);
+    }
+    return emojis;
+}
+
+} // namespace glimmerwick

@@ -54,7 +54,8 @@ public:
         }
         return TapDecision::pass;
     }
-    TapDecision press(std::uint16_t code, EventFlags flags = 0, std::optional<std::string> characters = std::nullopt)
+    TapDecision press(std::uint16_t code, EventFlags flags = 0,
+                      std::optional<std::string> characters = std::nullopt)
     {
         return send(KeyEvent{EventType::keyDown, code, flags, std::move(characters)});
     }
@@ -76,7 +77,7 @@ private:
 
     class Port : public EventTapPort {
     public:
-        Port(FakeEventTap& owner, std::shared_ptr<Tap> tap) : m_owner(owner), m_tap(std::move(tap)) {}
+        Port(FakeEventTap& owner, std::shared_ptr<Tap> tap) : m_owner(owner), m_tap(std::move(tap)) { }
         ~Port() override { m_owner.taps.remove(m_tap); }
         std::unique_ptr<RunLoopSource> createRunLoopSource() override
         {
@@ -120,13 +121,14 @@ public:
 private:
     class Event : public KeyboardEvent {
     public:
-        Event(FakeEventPoster& owner, Posted event) : m_owner(owner), m_event(event) {}
+        Event(FakeEventPoster& owner, Posted event) : m_owner(owner), m_event(event) { }
         void setFlags(EventFlags flags) override { m_event.flags = flags; }
         void post() override
         {
             m_owner.posted.push_back(m_event);
             if (m_owner.calls) {
-                m_owner.calls->push_back(m_event.direction == KeyDirection::down ? "post key-down" : "post key-up");
+                m_owner.calls->push_back(m_event.direction == KeyDirection::down ? "post key-down"
+                                                                                 : "post key-up");
             }
             if (m_owner.onPost) {
                 m_owner.onPost(m_event);
@@ -140,8 +142,9 @@ private:
 
     class Source : public EventSource {
     public:
-        explicit Source(FakeEventPoster& owner) : m_owner(owner) {}
-        std::unique_ptr<KeyboardEvent> makeKeyboardEvent(std::uint16_t keyCode, KeyDirection direction) override
+        explicit Source(FakeEventPoster& owner) : m_owner(owner) { }
+        std::unique_ptr<KeyboardEvent> makeKeyboardEvent(std::uint16_t keyCode,
+                                                         KeyDirection direction) override
         {
             const bool fails = direction == KeyDirection::down ? m_owner.failsKeyDown : m_owner.failsKeyUp;
             return fails ? nullptr : std::make_unique<Event>(m_owner, Posted{keyCode, direction, 0});
@@ -203,7 +206,8 @@ private:
 
 class FakeRunningApplication : public RunningApplication {
 public:
-    FakeRunningApplication(std::optional<std::string> identifier, std::optional<std::string> name, std::int32_t pid)
+    FakeRunningApplication(std::optional<std::string> identifier, std::optional<std::string> name,
+                           std::int32_t pid)
         : identifier_(std::move(identifier)), name_(std::move(name)), pid_(pid)
     {
     }
@@ -279,16 +283,14 @@ public:
         }
     }
 
-    template <typename F>
-    using Handlers = std::list<std::shared_ptr<std::function<F>>>;
+    template <typename F> using Handlers = std::list<std::shared_ptr<std::function<F>>>;
 
     Handlers<MonitorDecision(const KeyEvent&)> localKeyDown;
     Handlers<void(const KeyEvent&)> globalKeyDown;
     Handlers<void()> globalMouseDown;
 
 private:
-    template <typename F>
-    Registration add(Handlers<F>& handlers, std::function<F> handler)
+    template <typename F> Registration add(Handlers<F>& handlers, std::function<F> handler)
     {
         auto kept = std::make_shared<std::function<F>>(std::move(handler));
         handlers.push_back(kept);

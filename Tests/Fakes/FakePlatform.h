@@ -38,11 +38,14 @@ public:
     FakeVolumeInfo volumeInfo;
     FakeUpdater updater;
 
-    Platform platform{process,        log,        time,       time,       time,
-                      fileClock,      fileSystem, userDefaults, notificationCenter, httpClient,
-                      textLayout,     imageCodec, pasteboard, workspace,  eventTap,
-                      eventPoster,    eventMonitors, accessibilityTrust, panelHost, menuHost,
-                      alert,          fileViewer, volumeInfo, updater};
+    Platform platform{process,     log,           time,
+                      time,        time,          fileClock,
+                      fileSystem,  userDefaults,  notificationCenter,
+                      httpClient,  textLayout,    imageCodec,
+                      pasteboard,  workspace,     eventTap,
+                      eventPoster, eventMonitors, accessibilityTrust,
+                      panelHost,   menuHost,      alert,
+                      fileViewer,  volumeInfo,    updater};
 
 private:
     static Process makeProcess()

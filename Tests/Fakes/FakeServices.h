@@ -32,7 +32,10 @@ class FakeLog : public Log {
 public:
     std::vector<std::string> lines;
 
-    bool contains(std::string_view line) const { return std::find(lines.begin(), lines.end(), line) != lines.end(); }
+    bool contains(std::string_view line) const
+    {
+        return std::find(lines.begin(), lines.end(), line) != lines.end();
+    }
 
 protected:
     void write(std::string_view line) override { lines.emplace_back(line); }
@@ -47,7 +50,10 @@ public:
     }
     std::optional<bool> boolean(const std::string& key) override { return read<bool>(key); }
     void setString(const std::string& key, const std::string& value) override { write(key, value); }
-    void setStringArray(const std::string& key, const std::vector<std::string>& value) override { write(key, value); }
+    void setStringArray(const std::string& key, const std::vector<std::string>& value) override
+    {
+        write(key, value);
+    }
     void setBoolean(const std::string& key, bool value) override { write(key, value); }
     void synchronize() override { ++synchronizeCount; }
 
@@ -56,8 +62,7 @@ public:
     int synchronizeCount = 0;
 
 private:
-    template <typename T>
-    std::optional<T> read(const std::string& key)
+    template <typename T> std::optional<T> read(const std::string& key)
     {
         const auto found = values.find(key);
         if (found == values.end()) {
@@ -66,8 +71,7 @@ private:
         const T* value = std::any_cast<T>(&found->second);
         return value ? std::optional<T>(*value) : std::nullopt;
     }
-    template <typename T>
-    void write(const std::string& key, const T& value)
+    template <typename T> void write(const std::string& key, const T& value)
     {
         ++writeCount;
         values[key] = value;
@@ -80,11 +84,13 @@ public:
     struct Exchange {
         HttpRequest request;
         Completion completion;
+        /// The handle was destroyed before the completion ran.
         bool cancelled = false;
         bool answered = false;
+        bool completed = false;
     };
 
-    explicit FakeHttpClient(MainQueue& mainQueue) : m_mainQueue(mainQueue) {}
+    explicit FakeHttpClient(MainQueue& mainQueue) : m_mainQueue(mainQueue) { }
 
     Registration get(HttpRequest request, Completion completion) override
     {
@@ -95,7 +101,7 @@ public:
         if (respond) {
             answer(exchanges.size() - 1, respond(exchange->request));
         }
-        return Registration([exchange] { exchange->cancelled = true; });
+        return Registration([exchange] { exchange->cancelled = !exchange->completed; });
     }
 
     void answer(std::size_t index, Result<HttpResponse, TransportError> result)
@@ -104,6 +110,7 @@ public:
         exchange->answered = true;
         m_mainQueue.async([exchange, result = std::move(result)] {
             if (!exchange->cancelled) {
+                exchange->completed = true;
                 exchange->completion(result);
             }
         });
@@ -131,10 +138,12 @@ public:
 
     bool exists(const std::filesystem::path& path) override
     {
+        ++accessCount;
         return files.count(path) != 0 || directories.count(path) != 0;
     }
     Result<std::string, FileError> read(const std::filesystem::path& path) override
     {
+        ++accessCount;
         if (unreadable.count(path) != 0 || files.count(path) == 0) {
             return failure("read", path);
         }
@@ -142,6 +151,7 @@ public:
     }
     Result<Success, FileError> write(const std::filesystem::path& path, std::string_view bytes) override
     {
+        ++accessCount;
         if (unwritable.count(path) != 0) {
             return failure("write", path);
         }
@@ -151,6 +161,7 @@ public:
     }
     Result<Success, FileError> createDirectories(const std::filesystem::path& path) override
     {
+        ++accessCount;
         if (unwritable.count(path) != 0) {
             return failure("create", path);
         }
@@ -160,6 +171,7 @@ public:
     Result<std::optional<std::chrono::system_clock::time_point>, FileError>
     modificationDate(const std::filesystem::path& path) override
     {
+        ++accessCount;
         if (undatable.count(path) != 0 || files.count(path) == 0) {
             return failure("stat", path);
         }
@@ -168,6 +180,7 @@ public:
     Result<Success, FileError> setModificationDate(const std::filesystem::path& path,
                                                    std::chrono::system_clock::time_point date) override
     {
+        ++accessCount;
         if (unwritable.count(path) != 0 || files.count(path) == 0) {
             return failure("date", path);
         }
@@ -182,6 +195,8 @@ public:
     std::set<std::filesystem::path> undatable;
     std::chrono::system_clock::time_point now{std::chrono::sys_days{std::chrono::year{2026} / 11 / 21}};
     int writeCount = 0;
+    /// Operations of any kind, failed ones too.
+    int accessCount = 0;
 
 private:
     static Failure<FileError> failure(const char* what, const std::filesystem::path& path)
@@ -190,7 +205,7 @@ private:
     }
 };
 
-/// Answers from a table; a text that is not in it is one run of one glyph.
+/// Answers from a table; a text that is not in it is one run of one glyph, and the empty text has no runs.
 class FakeTextLayout : public TextLayout {
 public:
     std::optional<std::vector<GlyphRun>> layOut(std::string_view text, double) override
@@ -199,8 +214,10 @@ public:
         if (!hasFont) {
             return std::nullopt;
         }
-        const auto found = runs.find(std::string(text));
-        return found != runs.end() ? found->second : std::vector<GlyphRun>{GlyphRun{{1}}};
+        if (const auto found = runs.find(std::string(text)); found != runs.end()) {
+            return found->second;
+        }
+        return text.empty() ? std::vector<GlyphRun>() : std::vector<GlyphRun>{GlyphRun{{1}}};
     }
 
     bool hasFont = true;
@@ -219,7 +236,8 @@ public:
     Image drawText(std::string_view, double, int width, int height) override
     {
         ++drawCount;
-        return Image{width, height, std::vector<std::uint32_t>(static_cast<std::size_t>(width * height), 0xff000000)};
+        return Image{width, height,
+                     std::vector<std::uint32_t>(static_cast<std::size_t>(width * height), 0xff000000)};
     }
 
     int drawCount = 0;

@@ -16,8 +16,8 @@
 
 namespace glimmerwick::fakes {
 
-/// Virtual time and everything that runs by it: the main queue, the clock, serial and concurrent queues, all on
-/// the calling thread and in a fixed order. Nothing runs until `advance` or `runUntilIdle` is called.
+/// Virtual time and everything that runs by it: the main queue, the clock, serial and concurrent queues, all
+/// on the calling thread and in a fixed order. Nothing runs until `advance` or `runUntilIdle` is called.
 class FakeTime : public MainQueue, public Clock, public DispatchQueues {
 public:
     // MainQueue
@@ -109,7 +109,7 @@ private:
 
     class FakeSerialQueue : public SerialQueue {
     public:
-        explicit FakeSerialQueue(FakeTime& time) : m_time(time) {}
+        explicit FakeSerialQueue(FakeTime& time) : m_time(time) { }
         ~FakeSerialQueue() override
         {
             for (const auto& weak : m_submitted) {
@@ -132,15 +132,15 @@ private:
 
     class FakeConcurrentQueue : public ConcurrentQueue {
     public:
-        explicit FakeConcurrentQueue(FakeTime& time) : m_time(time) {}
+        explicit FakeConcurrentQueue(FakeTime& time) : m_time(time) { }
         void async(std::function<void()> work) override { m_time.enqueue(m_time.m_now, {}, std::move(work)); }
 
     private:
         FakeTime& m_time;
     };
 
-    std::shared_ptr<Item> enqueue(std::chrono::steady_clock::time_point time, std::chrono::nanoseconds interval,
-                                  std::function<void()> work)
+    std::shared_ptr<Item> enqueue(std::chrono::steady_clock::time_point time,
+                                  std::chrono::nanoseconds interval, std::function<void()> work)
     {
         auto item = std::make_shared<Item>();
         item->time = time;
@@ -168,9 +168,10 @@ private:
 
     Items::iterator nextDue(std::chrono::steady_clock::time_point end)
     {
-        const auto next = std::min_element(m_items.begin(), m_items.end(), [](const auto& left, const auto& right) {
-            return std::pair(left->time, left->sequence) < std::pair(right->time, right->sequence);
-        });
+        const auto next =
+            std::min_element(m_items.begin(), m_items.end(), [](const auto& left, const auto& right) {
+                return std::pair(left->time, left->sequence) < std::pair(right->time, right->sequence);
+            });
         return next != m_items.end() && (*next)->time <= end ? next : m_items.end();
     }
 

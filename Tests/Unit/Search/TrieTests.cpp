@@ -1,0 +1,269 @@
+#include "Search/Trie.h"
+
+#include "Unit/Search/SearchTestSupport.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+
+namespace glimmerwick {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+class TrieTests : public testing::Test {
+protected:
+    std::vector<std::string> found(const std::string& prefix) const
+    {
+        return codepoints(trie.search(prefix));
+    }
+
+    const Emoji grinning = searchable("1f600", "grinning face");
+    const Emoji cat = searchable("1f408", "cat");
+    const Emoji catFace = searchable("1f431", "cat face");
+    Trie trie;
+};
+
+TEST_F(TrieTests, AnEmptyTrieFindsNothing)
+{
+    EXPECT_THAT(found("a"), IsEmpty());
+    EXPECT_THAT(found(""), IsEmpty());
+    EXPECT_FALSE(trie.contains("a"));
+    EXPECT_FALSE(trie.contains(""));
+    EXPECT_THAT(trie.getEmojis("a"), IsEmpty());
+    EXPECT_THAT(trie.getEmojis(""), IsEmpty());
+}
+
+TEST_F(TrieTests, LetterCaseDoesNotMatterOnEitherSide)
+{
+    trie.insert("Grinning FACE", grinning);
+
+    EXPECT_THAT(found("GRIN"), ElementsAre("1f600"));
+    EXPECT_THAT(found("grin"), ElementsAre("1f600"));
+    EXPECT_THAT(found("gRiNnInG fAcE"), ElementsAre("1f600"));
+}
+
+TEST_F(TrieTests, LowerCasingIsThatOfUnicode)
+{
+    trie.insert("ÄRGER", grinning);
+    trie.insert("ΣΊΣΥΦΟΣ", cat);
+    trie.insert("İstanbul", catFace);
+
+    EXPECT_THAT(found("ärg"), ElementsAre("1f600"));
+    EXPECT_THAT(found("σίσυφ"), ElementsAre("1f408"));
+    EXPECT_THAT(found("İST"), ElementsAre("1f431"));
+}
+
+TEST_F(TrieTests, AnEmptyPrefixFindsNothing)
+{
+    trie.insert("cat", cat);
+
+    EXPECT_THAT(found(""), IsEmpty());
+}
+
+TEST_F(TrieTests, AnEmptyWordChangesNothing)
+{
+    trie.insert("", cat);
+
+    EXPECT_FALSE(trie.contains(""));
+    EXPECT_THAT(trie.getEmojis(""), IsEmpty());
+    EXPECT_THAT(found("c"), IsEmpty());
+}
+
+TEST_F(TrieTests, AWholeWordFindsItsEmojiAndThoseOfLongerWords)
+{
+    trie.insert("cat", cat);
+    trie.insert("cat face", catFace);
+    trie.insert("car", grinning);
+
+    EXPECT_THAT(found("cat"), ElementsAre("1f408", "1f431"));
+}
+
+TEST_F(TrieTests, AnEmojiUnderSeveralWordsIsFoundOnce)
+{
+    trie.insert("smile", grinning);
+    trie.insert("smiley", grinning);
+    trie.insert("smirk", grinning);
+
+    EXPECT_THAT(found("smi"), ElementsAre("1f600"));
+}
+
+TEST_F(TrieTests, AnEmojiInsertedTwiceUnderOneWordIsThereOnce)
+{
+    trie.insert("cat", cat);
+    trie.insert("cat", cat);
+
+    EXPECT_THAT(found("cat"), ElementsAre("1f408"));
+    EXPECT_EQ(trie.getEmojis("cat").size(), 1u);
+}
+
+TEST_F(TrieTests, EqualCodepointsAreOneEmojiAndTheFirstValueStays)
+{
+    trie.insert("cat", searchable("1f408", "first"));
+    trie.insert("cat", searchable("1f408", "second"));
+    trie.insert("catty", searchable("1f408", "third"));
+
+    const auto emojis = trie.search("cat");
+
+    ASSERT_EQ(emojis.size(), 1u);
+    EXPECT_EQ(emojis[0].name, "first");
+}
+
+TEST_F(TrieTests, SeveralEmojiShareAWord)
+{
+    trie.insert("animal", cat);
+    trie.insert("animal", catFace);
+
+    EXPECT_THAT(found("animal"), ElementsAre("1f408", "1f431"));
+}
+
+TEST_F(TrieTests, APrefixBeyondEveryPathFindsNothing)
+{
+    trie.insert("grinning face", grinning);
+
+    EXPECT_THAT(found("grinning faces"), IsEmpty());
+    EXPECT_THAT(found("grinning facf"), IsEmpty());
+}
+
+TEST_F(TrieTests, APrefixFromTheMiddleOfAWordFindsNothing)
+{
+    trie.insert("grinning face", grinning);
+
+    EXPECT_THAT(found("face"), IsEmpty());
+    EXPECT_THAT(found("rinning"), IsEmpty());
+}
+
+TEST_F(TrieTests, SpacesAndPunctuationAreCharactersLikeAnyOther)
+{
+    trie.insert("o'clock: 5 (five)", cat);
+
+    EXPECT_THAT(found("o'clock: 5 ("), ElementsAre("1f408"));
+    EXPECT_THAT(found("o'clock:5"), IsEmpty());
+    EXPECT_THAT(found(" o'clock"), IsEmpty());
+}
+
+TEST_F(TrieTests, ACombinedCharacterIsOneStep)
+{
+    trie.insert("e\u0301clair", cat);
+
+    EXPECT_THAT(found("e"), IsEmpty()) << "the accented letter is another character than the bare one";
+    EXPECT_THAT(found("e\u0301"), ElementsAre("1f408"));
+}
+
+TEST_F(TrieTests, CanonicallyEquivalentTextsAreTheSame)
+{
+    trie.insert("e\u0301clair", cat);
+    trie.insert("\u00fcber", catFace);
+
+    EXPECT_THAT(found("\u00e9cl"), ElementsAre("1f408"));
+    EXPECT_THAT(found("u\u0308b"), ElementsAre("1f431"));
+    EXPECT_TRUE(trie.contains("\u00e9clair"));
+    EXPECT_TRUE(trie.contains("E\u0301CLAIR"));
+}
+
+TEST_F(TrieTests, AJoinedSequenceIsOneStep)
+{
+    trie.insert("👩‍💻 work", cat);
+
+    EXPECT_THAT(found("👩"), IsEmpty());
+    EXPECT_THAT(found("👩‍💻"), ElementsAre("1f408"));
+}
+
+TEST_F(TrieTests, IllFormedBytesAreIndexedWithoutHarm)
+{
+    trie.insert("bad \xff\xfe word", cat);
+
+    EXPECT_THAT(found("bad"), ElementsAre("1f408"));
+    EXPECT_THAT(found("bad \xff"), ElementsAre("1f408"));
+}
+
+TEST_F(TrieTests, ResultsStandInTheOrderOfFirstInsertionWhateverTheTreesShape)
+{
+    std::vector<std::string> order;
+    for (int number = 0; number < 100; ++number) {
+        const std::string codepoint = "e" + std::to_string(number * 37 % 100);
+        order.push_back(codepoint);
+        trie.insert("z" + std::string(1, static_cast<char>('z' - number % 26)),
+                    searchable(codepoint, codepoint));
+    }
+
+    EXPECT_EQ(found("z"), order);
+}
+
+TEST_F(TrieTests, ContainsTellsWholeWordsFromTheirBeginnings)
+{
+    trie.insert("Cat Face", catFace);
+
+    EXPECT_TRUE(trie.contains("cat face"));
+    EXPECT_TRUE(trie.contains("CAT FACE"));
+    EXPECT_FALSE(trie.contains("cat"));
+    EXPECT_FALSE(trie.contains("cat faces"));
+    EXPECT_FALSE(trie.contains(""));
+}
+
+TEST_F(TrieTests, TheEmojiOfAWordAreThoseOfExactlyThatWord)
+{
+    trie.insert("cat", cat);
+    trie.insert("cat", grinning);
+    trie.insert("cat face", catFace);
+
+    EXPECT_THAT(trie.getEmojis("CAT"), UnorderedElementsAre(cat, grinning));
+    EXPECT_THAT(trie.getEmojis("ca"), IsEmpty());
+    EXPECT_THAT(trie.getEmojis("dog"), IsEmpty());
+}
+
+TEST_F(TrieTests, ASharedEmojiIsNotCopied)
+{
+    const auto shared = std::make_shared<const Emoji>(cat);
+    trie.insertShared("cat", shared);
+    trie.insertShared("kitty", shared);
+    trie.insert("pet", cat);
+
+    EXPECT_THAT(trie.matches("CAT"), ElementsAre(shared.get()));
+    EXPECT_THAT(trie.matches("pet"), ElementsAre(shared.get()));
+    EXPECT_THAT(trie.matches(""), IsEmpty());
+    EXPECT_THAT(trie.matches("dog"), IsEmpty());
+}
+
+TEST_F(TrieTests, TheTrieKeepsItsEmojiAlive)
+{
+    auto shared = std::make_shared<const Emoji>(cat);
+    trie.insertShared("cat", shared);
+
+    shared.reset();
+
+    EXPECT_THAT(found("cat"), ElementsAre("1f408"));
+}
+
+TEST_F(TrieTests, MovingTakesTheWordsAlong)
+{
+    trie.insert("cat", cat);
+
+    Trie moved(std::move(trie));
+    EXPECT_THAT(codepoints(moved.search("cat")), ElementsAre("1f408"));
+
+    trie = Trie();
+    trie.insert("cat face", catFace);
+    EXPECT_THAT(found("cat"), ElementsAre("1f431"));
+}
+
+TEST_F(TrieTests, AWordOfAMegabyteNeedsNoDeepStack)
+{
+    const std::string longWord(1024 * 1024, 'a');
+    {
+        Trie deep;
+        deep.insert(longWord, cat);
+
+        EXPECT_THAT(codepoints(deep.search("aaa")), ElementsAre("1f408"));
+        EXPECT_TRUE(deep.contains(longWord));
+        EXPECT_THAT(deep.search(longWord + "a"), IsEmpty());
+    }
+}
+
+} // namespace
+} // namespace glimmerwick

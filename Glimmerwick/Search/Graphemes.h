@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace glimmerwick {
+
+/// A small number that stands for one user-perceived character; only numbers of the same table compare.
+using GraphemeId = std::uint32_t;
+
+/// Numbers user-perceived characters, so that words are compared by integers instead of by Unicode rules.
+/// Canonically equivalent characters share a number. Any thread may read while none writes.
+class GraphemeTable {
+public:
+    /// The text's characters; new ones are given a number. Letter case is kept.
+    std::vector<GraphemeId> intern(std::string_view text);
+
+    /// The text's characters without adding any: one that the table lacks gets a number that nothing in the
+    /// table has, the same one wherever it occurs in the text.
+    std::vector<GraphemeId> lookUp(std::string_view text) const;
+
+private:
+    std::unordered_map<std::string, GraphemeId> m_ids;
+};
+
+} // namespace glimmerwick
