@@ -1,0 +1,360 @@
+#include "AppDelegate.h"
+
+#include "GlimmerwickWindow.h"
+#include "HotkeyManager.h"
+#include "Managers/ClipboardManager.h"
+#include "Managers/EmojiDataManager.h"
+#include "Managers/EmojiRenderer.h"
+#include "Managers/InstallLocationChecker.h"
+#include "Managers/RecentEmojisManager.h"
+#include "Managers/SkinTonePreferences.h"
+#include "Managers/TypeManager.h"
+#include "Managers/UpdateManager.h"
+#include "PermissionManager.h"
+#include "Platform/Log.h"
+#include "Platform/MainQueue.h"
+#include "Platform/MenuHost.h"
+#include "Platform/NotificationCenter.h"
+#include "Platform/Platform.h"
+#include "Search/SearchManager.h"
+#include "Views/SearchBarView.h"
+#include "Views/SkinTonePopoverController.h"
+#include "Views/ToastView.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+namespace glimmerwick {
+
+namespace {
+
+constexpr int searchDebounceDelayMs = 50;
+constexpr std::chrono::milliseconds showPickerFlagDelay(500);
+
+constexpr int searchBarInset = 8;
+constexpr int searchBarHeight = 36;
+constexpr int searchBarBand = 52;
+constexpr int tabBarHeight = 36;
+
+std::string defaultDescription(const EmojiDataManager::ManifestError& error)
+{
+    using Kind = EmojiDataManager::ManifestError::Kind;
+    switch (error.kind) {
+    case Kind::networkError:
+        return "networkError(" + error.underlying + ")";
+    case Kind::httpError:
+        return "httpError(statusCode: " + std::to_string(error.statusCode) + ")";
+    case Kind::parsingError:
+        return "parsingError(" + error.underlying + ")";
+    case Kind::noData:
+        break;
+    }
+    return "noData";
+}
+
+} // namespace
+
+AppDelegate::AppDelegate(const Platform& platform) : m_platform(platform) { }
+
+AppDelegate::~AppDelegate() = default;
+
+void AppDelegate::applicationDidFinishLaunching()
+{
+    m_platform.log.print("[Glimmerwick] App launched");
+    setupMainMenu();
+    setupPickerWindow();
+    setupHotkey();
+    setupNotificationObservers();
+    loadEmojiManifest();
+    updateManager();
+    InstallLocationChecker::checkInstallLocation([this, alive = m_lifetime.watch()] {
+        if (alive) {
+            honourFlags();
+        }
+    });
+}
+
+void AppDelegate::applicationWillTerminate()
+{
+    HotkeyManager::shared().stop();
+}
+
+void AppDelegate::setupMainMenu()
+{
+    MenuHost& host = m_platform.menuHost;
+    const MenuItem separator{MenuItem::Kind::separator, {}, {}, nullptr};
+    host.setMainMenu({
+        {MenuItem::Kind::action, "About Glimmerwick", {}, [&host] { host.showAboutPanel(); }},
+        separator,
+        {MenuItem::Kind::action,
+         "Check for Updates...",
+         {},
+         [this, alive = m_lifetime.watch()] {
+             if (alive) {
+                 checkForUpdates();
+             }
+         }},
+        separator,
+        {MenuItem::Kind::action, "Quit Glimmerwick", "q", [&host] { host.terminate(); }},
+    });
+}
+
+void AppDelegate::setupPickerWindow()
+{
+    m_pickerWindow = std::make_unique<GlimmerwickWindow>(m_platform, EmojiDataManager::shared(),
+                                                         SkinTonePopoverController::shared());
+    QWidget* container = m_pickerWindow->contentContainerView();
+    if (!container) {
+        return;
+    }
+
+    m_searchBarView = new SearchBarView(m_platform, container);
+    m_categoryTabBar = new CategoryTabBar(m_platform, container);
+    m_categoryTabBar->setDelegate(this);
+    m_emojiGridViewController = std::make_unique<EmojiGridViewController>(
+        m_platform, EmojiDataManager::shared(), RecentEmojisManager::shared(), SkinTonePreferences::shared(),
+        EmojiRenderer::shared(), SkinTonePopoverController::shared());
+    m_emojiGridViewController->setDelegate(this);
+
+    const int width = container->width();
+    const int height = container->height();
+    QWidget* gridView = m_emojiGridViewController->view();
+    gridView->setParent(container);
+    m_searchBarView->setGeometry(searchBarInset, searchBarInset, width - 2 * searchBarInset, searchBarHeight);
+    gridView->setGeometry(0, searchBarBand, width, height - searchBarBand - tabBarHeight);
+    m_categoryTabBar->setGeometry(0, height - tabBarHeight, width, tabBarHeight);
+
+    m_pickerWindow->setSearchField(m_searchBarView->internalSearchField());
+    m_pickerWindow->setEmojiCollectionView(m_emojiGridViewController->internalCollectionView());
+    m_pickerWindow->willPickFromKeyboard = [this] {
+        if (m_searchManager) {
+            m_searchManager->flushPendingSearch();
+        }
+    };
+}
+
+void AppDelegate::setupHotkey()
+{
+    HotkeyManager& hotkey = HotkeyManager::shared();
+    hotkey.onHotkeyTriggered = [this, alive = m_lifetime.watch()] {
+        if (alive) {
+            togglePicker();
+        }
+    };
+    if (hotkey.start()) {
+        return;
+    }
+    PermissionManager& permission = PermissionManager::shared();
+    permission.requestAccessibilityPermission();
+    permission.onPermissionGranted = [&hotkey] { hotkey.start(); };
+    permission.startPollingForPermission();
+}
+
+void AppDelegate::setupNotificationObservers()
+{
+    m_emojiSelectedObserver = m_platform.notificationCenter.addObserver(
+        EmojiGridViewController::emojiSelectedNotification,
+        [this](const Notification& notification) { handleEmojiSelected(notification); });
+    SkinTonePopoverController::shared().onSkinToneSelected =
+        [this, alive = m_lifetime.watch()](SkinTone skinTone, const Emoji& emoji) {
+            if (alive) {
+                handleSkinToneSelected(skinTone, emoji);
+            }
+        };
+}
+
+void AppDelegate::loadEmojiManifest()
+{
+    m_manifestTask = fetchAndApplyManifest();
+    m_manifestTask.start();
+}
+
+Task<bool> AppDelegate::fetchAndApplyManifest()
+{
+    const auto outcome = co_await EmojiDataManager::shared().fetchManifest(false);
+    if (!outcome) {
+        m_platform.log.print("[Glimmerwick] Failed to load manifest: " + defaultDescription(outcome.error()));
+        co_return false;
+    }
+    m_platform.log.print("[Glimmerwick] Manifest loaded successfully");
+    applyManifest();
+    co_return true;
+}
+
+void AppDelegate::applyManifest()
+{
+    const auto& manifest = EmojiDataManager::shared().manifest();
+    if (!manifest) {
+        return;
+    }
+    if (m_emojiGridViewController) {
+        m_emojiGridViewController->reloadData();
+    }
+    if (m_categoryTabBar) {
+        m_categoryTabBar->configure(manifest->categories());
+    }
+    auto searchManager = std::make_unique<SearchManager>(*manifest, searchDebounceDelayMs, m_platform);
+    if (m_searchBarView) {
+        m_searchBarView->connect(*searchManager);
+    }
+    // Only now may an earlier manager go: until here the search bar still pointed at it.
+    m_searchManager = std::move(searchManager);
+}
+
+UpdateManager& AppDelegate::updateManager()
+{
+    if (!m_updateManager) {
+        m_updateManager = &UpdateManager::shared();
+    }
+    return *m_updateManager;
+}
+
+void AppDelegate::honourFlags()
+{
+    honourTargetAppFlag();
+    honourShowPickerFlag();
+}
+
+void AppDelegate::honourTargetAppFlag()
+{
+    const auto& arguments = m_platform.process.arguments;
+    const auto flag = std::find(arguments.begin(), arguments.end(), "--target-app");
+    if (flag == arguments.end() || std::next(flag) == arguments.end()) {
+        return;
+    }
+    const std::string& bundleIdentifier = *std::next(flag);
+    m_platform.log.print("[Glimmerwick] Setting target app to: " + bundleIdentifier);
+    TypeManager::shared().setTargetApp(bundleIdentifier);
+}
+
+void AppDelegate::honourShowPickerFlag()
+{
+    const auto& arguments = m_platform.process.arguments;
+    if (std::find(arguments.begin(), arguments.end(), "--show-picker") == arguments.end()) {
+        return;
+    }
+    m_platform.log.print("[Glimmerwick] Showing picker due to --show-picker argument");
+    TypeManager::shared().storeFrontmostApp();
+    m_platform.mainQueue
+        .asyncAfter(showPickerFlagDelay,
+                    [this, alive = m_lifetime.watch()] {
+                        if (alive) {
+                            showPicker();
+                        }
+                    })
+        .release();
+}
+
+void AppDelegate::showPicker()
+{
+    resetPickerState();
+    if (m_pickerWindow) {
+        m_pickerWindow->showAtMouseLocation();
+    }
+}
+
+void AppDelegate::togglePicker()
+{
+    if (!m_pickerWindow) {
+        return;
+    }
+    if (m_pickerWindow->isVisible()) {
+        m_pickerWindow->dismiss();
+        return;
+    }
+    TypeManager::shared().storeFrontmostApp();
+    showPicker();
+}
+
+void AppDelegate::resetPickerState()
+{
+    if (m_searchBarView) {
+        m_searchBarView->clear();
+    }
+    if (m_emojiGridViewController) {
+        m_emojiGridViewController->clearSearch();
+        m_emojiGridViewController->scrollToTop(Animation::none);
+    }
+}
+
+void AppDelegate::handleEmojiSelected(const Notification& notification)
+{
+    const Emoji* emoji = notification.value<Emoji>("emoji");
+    const EmojiSelectionAction* action = notification.value<EmojiSelectionAction>("action");
+    if (!emoji || !action) {
+        return;
+    }
+    RecentEmojisManager::shared().addRecent(emoji->codepoint);
+    const std::string text = SkinTonePreferences::shared().applyPreferredSkinTone(*emoji);
+    switch (*action) {
+    case EmojiSelectionAction::copy:
+        ClipboardManager::shared().copyToClipboard(text, *emoji);
+        // The toast goes away with the picker in the same turn: nobody waits for a picker that is done.
+        showCopiedToast();
+        dismissPickerAfterSelection();
+        break;
+    case EmojiSelectionAction::type:
+        typeAndReset(text, *emoji);
+        break;
+    }
+}
+
+void AppDelegate::handleSkinToneSelected(SkinTone skinTone, const Emoji& emoji)
+{
+    SkinTonePreferences::shared().setPreferredSkinTone(skinTone);
+    const std::string codepoints = skinTone.apply(emoji.codepoint);
+    const auto text = SkinTone::codepointToChar(codepoints);
+    if (!text) {
+        m_platform.log.print("[Glimmerwick] Failed to convert skin-toned codepoint: " + codepoints);
+        return;
+    }
+    RecentEmojisManager::shared().addRecent(emoji.codepoint);
+    typeAndReset(*text, emoji);
+}
+
+void AppDelegate::typeAndReset(const std::string& text, const Emoji& emoji)
+{
+    TypeManager::shared().typeCharacter(text, emoji, m_pickerWindow.get(),
+                                        [this, alive = m_lifetime.watch()](bool) {
+                                            if (alive) {
+                                                resetPickerState();
+                                            }
+                                        });
+}
+
+void AppDelegate::showCopiedToast()
+{
+    if (QWidget* container = m_pickerWindow ? m_pickerWindow->contentContainerView() : nullptr) {
+        ToastView::showCopied(*container, std::nullopt, m_platform.mainQueue);
+    }
+}
+
+void AppDelegate::dismissPickerAfterSelection()
+{
+    if (m_pickerWindow) {
+        m_pickerWindow->dismiss();
+    }
+    resetPickerState();
+}
+
+void AppDelegate::checkForUpdates()
+{
+    updateManager().checkForUpdates();
+}
+
+void AppDelegate::didSelectCategory(CategoryTabBar&, const EmojiCategory& category)
+{
+    if (m_emojiGridViewController) {
+        m_emojiGridViewController->scrollToCategory(category, Animation::animated);
+    }
+}
+
+void AppDelegate::didScrollToCategory(EmojiGridViewController&, const EmojiCategory& category)
+{
+    if (m_categoryTabBar) {
+        m_categoryTabBar->selectCategory(category.id, Animation::animated);
+    }
+}
+
+} // namespace glimmerwick

@@ -1,0 +1,454 @@
+#include "Views/EmojiGridViewController.h"
+
+#include "Managers/EmojiDataManager.h"
+#include "Managers/RecentEmojisManager.h"
+#include "Managers/SkinTonePreferences.h"
+#include "Platform/Log.h"
+#include "Platform/MainQueue.h"
+#include "Platform/NotificationCenter.h"
+#include "Platform/Platform.h"
+#include "Views/Accessibility.h"
+#include "Views/CategoryHeaderView.h"
+#include "Views/EmojiCell.h"
+#include "Views/SearchBarView.h"
+#include "Views/Style.h"
+
+#include <QCoreApplication>
+#include <QGridLayout>
+#include <QPainter>
+#include <QThread>
+
+#include <algorithm>
+#include <any>
+#include <cstddef>
+#include <map>
+#include <utility>
+
+namespace glimmerwick {
+
+namespace {
+
+constexpr const char* itemIdentifier = "EmojiCell";
+constexpr const char* headerIdentifier = "CategoryHeader";
+constexpr int noResultsFontSize = 14;
+constexpr std::chrono::milliseconds scrollToTopDuration(200);
+constexpr std::chrono::milliseconds scrollToCategoryDuration(300);
+/// How many emoji are drawn ahead of need before other work gets its turn.
+constexpr std::size_t warmedPerTurn = 8;
+/// A screen of emoji.
+constexpr std::size_t warmedCount = 56;
+
+class NoResultsLabel : public QLabel {
+public:
+    NoResultsLabel() : QLabel(QStringLiteral("No results found"))
+    {
+        setAlignment(Qt::AlignCenter);
+        setFont(style::systemFont(noResultsFontSize, QFont::Medium));
+        setAttribute(Qt::WA_TransparentForMouseEvents);
+        hide();
+    }
+
+protected:
+    void paintEvent(QPaintEvent*) override
+    {
+        QPainter painter(this);
+        painter.setPen(style::secondaryLabel());
+        painter.drawText(rect(), Qt::AlignCenter, text());
+    }
+};
+
+} // namespace
+
+const std::string EmojiGridViewController::emojiSelectedNotification = "EmojiGridViewControllerEmojiSelected";
+
+EmojiGridViewController::EmojiGridViewController(const Platform& platform, EmojiDataManager& emojiDataManager,
+                                                 RecentEmojisManager& recentEmojisManager,
+                                                 SkinTonePreferences& skinTonePreferences,
+                                                 EmojiRenderer& emojiRenderer,
+                                                 SkinTonePopoverController& skinTonePopoverController)
+    : m_platform(platform), m_emojiDataManager(emojiDataManager), m_recentEmojisManager(recentEmojisManager),
+      m_skinTonePreferences(skinTonePreferences), m_emojiRenderer(emojiRenderer),
+      m_skinTonePopoverController(skinTonePopoverController)
+{
+}
+
+EmojiGridViewController::~EmojiGridViewController()
+{
+    // The view holds cells that refer to what the controller was given, and calls back into the controller.
+    delete m_view.data();
+}
+
+QWidget* EmojiGridViewController::view()
+{
+    if (!m_isViewLoaded) {
+        m_isViewLoaded = true;
+        loadView();
+        viewDidLoad();
+    }
+    return m_view;
+}
+
+CollectionView* EmojiGridViewController::internalCollectionView()
+{
+    view();
+    return m_collectionView;
+}
+
+void EmojiGridViewController::loadView()
+{
+    m_view = new QWidget;
+    auto* layout = new QGridLayout(m_view);
+    layout->setContentsMargins(0, 0, 0, 0);
+}
+
+void EmojiGridViewController::viewDidLoad()
+{
+    setupCollectionView();
+    setupNoResultsLabel();
+    setupNotificationObservers();
+    loadEmojiData();
+}
+
+void EmojiGridViewController::setupCollectionView()
+{
+    m_collectionView = new CollectionView(m_view);
+    accessibility::identify(*m_collectionView, QStringLiteral("emojiGrid"));
+    const EmojiCell::Services services{m_platform, m_emojiDataManager, m_skinTonePreferences, m_emojiRenderer,
+                                       m_skinTonePopoverController};
+    m_collectionView->registerItem(itemIdentifier, [services] { return new EmojiCell(services); });
+    m_collectionView->registerHeader(headerIdentifier, [] { return new CategoryHeaderView; });
+    m_collectionView->setDataSource(this);
+    m_collectionView->setDelegate(this);
+    m_collectionView->setPrefetching(this);
+    m_collectionView->onBoundsDidChange = [this] { handleScrollViewDidScroll(); };
+    static_cast<QGridLayout*>(m_view->layout())->addWidget(m_collectionView, 0, 0);
+}
+
+void EmojiGridViewController::setupNoResultsLabel()
+{
+    m_noResultsLabel = new NoResultsLabel;
+    static_cast<QGridLayout*>(m_view->layout())->addWidget(m_noResultsLabel, 0, 0, Qt::AlignCenter);
+}
+
+void EmojiGridViewController::setupNotificationObservers()
+{
+    NotificationCenter& center = m_platform.notificationCenter;
+    m_observers.push_back(
+        center.addObserver(SearchBarView::searchResultsDidChangeNotification,
+                           [this](const Notification& notification) { handleSearchResultsChanged(notification); }));
+    m_observers.push_back(
+        center.addObserver(SearchBarView::searchClearedNotification, [this](const Notification&) { clearSearch(); }));
+    m_observers.push_back(center.addObserver(RecentEmojisManager::recentsChangedNotification,
+                                             [this](const Notification&) { handleRecentsChanged(); }));
+    m_observers.push_back(center.addObserver(SkinTonePreferences::preferredSkinToneDidChangeNotification,
+                                             [this](const Notification&) { handleSkinTonePreferenceChanged(); }));
+}
+
+bool EmojiGridViewController::redispatch(std::function<void()> work)
+{
+    if (QThread::currentThread() == QCoreApplication::instance()->thread()) {
+        return false;
+    }
+    m_platform.mainQueue.async([work = std::move(work), alive = m_lifetime.watch()] {
+        if (alive) {
+            work();
+        }
+    });
+    return true;
+}
+
+void EmojiGridViewController::reloadData()
+{
+    if (redispatch([this] { reloadData(); })) {
+        return;
+    }
+    loadEmojiData();
+}
+
+void EmojiGridViewController::loadEmojiData()
+{
+    const auto& manifest = m_emojiDataManager.manifest();
+    if (!manifest) {
+        m_platform.log.print("EmojiGridViewController: No manifest available");
+        return;
+    }
+    m_sections.setManifest(*manifest);
+    m_platform.log.print("EmojiGridViewController: Loaded " + std::to_string(m_sections.categories().size())
+                         + " categories");
+    m_platform.log.print("EmojiGridViewController: Loaded " + std::to_string(m_sections.totalEmojiCount())
+                         + " total emojis");
+    loadRecentEmojis();
+    reloadCollectionView();
+    warmFirstScreen();
+}
+
+void EmojiGridViewController::loadRecentEmojis()
+{
+    m_sections.setRecentEmojis(m_recentEmojisManager.recentEmojis());
+    m_platform.log.print("EmojiGridViewController: Loaded " + std::to_string(m_sections.recentEmojis().size())
+                         + " recent emojis");
+}
+
+void EmojiGridViewController::reloadCollectionView()
+{
+    if (m_collectionView) {
+        m_collectionView->reloadData();
+    }
+}
+
+void EmojiGridViewController::warmFirstScreen()
+{
+    std::vector<Emoji> emojis;
+    for (std::size_t section = 0; section < m_sections.numberOfSections(); ++section) {
+        for (std::size_t item = 0; item < m_sections.numberOfItems(section); ++item) {
+            if (emojis.size() == warmedCount) {
+                break;
+            }
+            emojis.push_back(*m_sections.emoji({section, item}));
+        }
+    }
+    warm(std::move(emojis), ++m_warmGeneration);
+}
+
+void EmojiGridViewController::warm(std::vector<Emoji> emojis, int generation)
+{
+    m_platform.mainQueue.async(
+        [this, emojis = std::move(emojis), generation, alive = m_lifetime.watch()]() mutable {
+            if (!alive || !m_view || generation != m_warmGeneration) {
+                return;
+            }
+            const auto end = emojis.begin() + static_cast<std::ptrdiff_t>(std::min(warmedPerTurn, emojis.size()));
+            for (auto emoji = emojis.begin(); emoji != end; ++emoji) {
+                if (m_emojiDataManager.isEmojiNativelySupported(*emoji)) {
+                    EmojiCell::drawAhead(m_skinTonePreferences.applyPreferredSkinTone(*emoji),
+                                         m_view->devicePixelRatioF());
+                }
+            }
+            emojis.erase(emojis.begin(), end);
+            if (!emojis.empty()) {
+                warm(std::move(emojis), generation);
+            }
+        });
+}
+
+void EmojiGridViewController::handleSearchResultsChanged(const Notification& notification)
+{
+    if (const auto* results = notification.value<std::vector<Emoji>>("results")) {
+        showSearchResults(*results);
+    }
+}
+
+void EmojiGridViewController::showSearchResults(std::vector<Emoji> results)
+{
+    if (redispatch([this, results] { showSearchResults(results); })) {
+        return;
+    }
+    m_sections.showSearchResults(std::move(results));
+    updateSearchState();
+    // Each search's best match comes first, wherever the user had scrolled to.
+    if (m_collectionView) {
+        m_collectionView->scrollTo(0);
+    }
+}
+
+void EmojiGridViewController::clearSearch()
+{
+    if (redispatch([this] { clearSearch(); })) {
+        return;
+    }
+    m_sections.clearSearch();
+    updateSearchState();
+    m_visibleCategory.reset();
+    m_platform.mainQueue.async([this, alive = m_lifetime.watch()] {
+        if (alive) {
+            updateVisibleCategory();
+        }
+    });
+}
+
+void EmojiGridViewController::updateSearchState()
+{
+    if (!m_collectionView) {
+        return;
+    }
+    const bool showsNoResults = m_sections.hasNoSearchResults();
+    m_noResultsLabel->setVisible(showsNoResults);
+    m_collectionView->setVisible(!showsNoResults);
+    reloadCollectionView();
+}
+
+void EmojiGridViewController::handleScrollViewDidScroll()
+{
+    if (!m_sections.isSearching() && !m_isScrollingToCategory) {
+        updateVisibleCategory();
+    }
+}
+
+void EmojiGridViewController::updateVisibleCategory()
+{
+    if (!m_collectionView) {
+        return;
+    }
+    std::vector<std::optional<double>> headerTops(m_sections.browsingSectionCount());
+    for (std::size_t section = 0; section < headerTops.size(); ++section) {
+        if (const auto frame = m_collectionView->flowLayout().headerFrame(section)) {
+            headerTops[section] = frame->y;
+        }
+    }
+    const auto category = m_visibleCategory.update(m_collectionView->visibleTop(), headerTops, m_sections);
+    if (category && m_delegate) {
+        const EmojiCategory visible = m_sections.categories()[*category];
+        m_delegate->didScrollToCategory(*this, visible);
+    }
+}
+
+void EmojiGridViewController::handleRecentsChanged()
+{
+    if (redispatch([this] { handleRecentsChanged(); })) {
+        return;
+    }
+    const std::size_t oldCount = m_sections.recentEmojis().size();
+    loadRecentEmojis();
+    const std::size_t newCount = m_sections.recentEmojis().size();
+    if (!m_sections.isSearching() && m_collectionView) {
+        if (oldCount > 0 && newCount > 0) {
+            m_collectionView->reloadSection(0);
+        } else if (oldCount != newCount) {
+            m_collectionView->reloadData();
+        }
+    }
+    m_platform.log.print("EmojiGridViewController: Recent emojis updated, count: " + std::to_string(newCount));
+}
+
+void EmojiGridViewController::handleSkinTonePreferenceChanged()
+{
+    if (!redispatch([this] { handleSkinTonePreferenceChanged(); })) {
+        reloadCollectionView();
+    }
+}
+
+void EmojiGridViewController::scrollToTop(Animation animation)
+{
+    if (redispatch([this, animation] { scrollToTop(animation); }) || !m_collectionView) {
+        return;
+    }
+    if (animation == Animation::none) {
+        m_collectionView->scrollTo(0);
+    } else {
+        m_collectionView->scrollTo(0, scrollToTopDuration, QEasingCurve::OutQuad);
+    }
+}
+
+void EmojiGridViewController::scrollToCategory(const EmojiCategory& category, Animation animation)
+{
+    if (redispatch([this, category, animation] { scrollToCategory(category, animation); }) || !m_collectionView
+        || m_sections.isSearching()) {
+        return;
+    }
+    const auto section = m_sections.section(category.id);
+    const auto header = section ? m_collectionView->flowLayout().headerFrame(*section) : std::nullopt;
+    if (!header) {
+        return;
+    }
+    m_visibleCategory.setCurrent(category.id);
+    // On its way the scroll passes other categories, and the last one may be too short to reach the top: neither
+    // may take the highlight off the tab that the user clicked.
+    m_isScrollingToCategory = true;
+    const auto duration = animation == Animation::none ? std::chrono::milliseconds(0) : scrollToCategoryDuration;
+    m_collectionView->scrollTo(header->y, duration, QEasingCurve::InOutQuad,
+                               [this] { m_isScrollingToCategory = false; });
+}
+
+std::size_t EmojiGridViewController::numberOfSections() const
+{
+    return m_sections.numberOfSections();
+}
+
+std::size_t EmojiGridViewController::numberOfItems(std::size_t section) const
+{
+    return m_sections.numberOfItems(section);
+}
+
+CollectionViewItem* EmojiGridViewController::itemForIndexPath(CollectionView& collectionView, IndexPath path)
+{
+    CollectionViewItem* item = collectionView.makeItem(itemIdentifier);
+    const auto emoji = m_sections.emoji(path);
+    auto* cell = dynamic_cast<EmojiCell*>(item);
+    if (cell && emoji) {
+        cell->configure(*emoji);
+    }
+    return item;
+}
+
+CollectionReusableView* EmojiGridViewController::headerForSection(CollectionView& collectionView, std::size_t section)
+{
+    CollectionReusableView* view = collectionView.makeHeader(headerIdentifier);
+    const auto title = m_sections.title(section);
+    auto* header = dynamic_cast<CategoryHeaderView*>(view);
+    if (header && title) {
+        header->setTitle(*title);
+    }
+    return view;
+}
+
+double EmojiGridViewController::headerHeight(std::size_t) const
+{
+    return m_sections.headerHeight();
+}
+
+void EmojiGridViewController::didSelectItems(CollectionView& collectionView, const std::vector<IndexPath>& paths,
+                                             SelectionModifier modifier)
+{
+    if (paths.empty()) {
+        return;
+    }
+    if (const auto emoji = m_sections.emoji(paths.front())) {
+        const EmojiSelectionAction action
+            = modifier == SelectionModifier::option ? EmojiSelectionAction::copy : EmojiSelectionAction::type;
+        if (auto* cell = dynamic_cast<EmojiCell*>(collectionView.item(paths.front()))) {
+            cell->showSelectionFeedback();
+        }
+        if (m_delegate) {
+            m_delegate->didSelectEmoji(*this, *emoji, action);
+        }
+        std::map<std::string, std::any> userInfo{{"emoji", *emoji}, {"action", action}};
+        m_platform.notificationCenter.post({emojiSelectedNotification, this, std::move(userInfo)});
+    }
+    for (const IndexPath path : paths) {
+        collectionView.deselectItem(path);
+    }
+}
+
+void EmojiGridViewController::prefetchItems(const std::vector<IndexPath>& paths)
+{
+    for (const IndexPath path : paths) {
+        const auto emoji = m_sections.emoji(path);
+        if (emoji && !m_emojiDataManager.isEmojiNativelySupported(*emoji)
+            && m_activePrefetchTasks.count(emoji->codepoint) == 0
+            && !m_emojiDataManager.cachedImagePathIfExists(*emoji)) {
+            startPrefetch(emoji->codepoint);
+        }
+    }
+}
+
+void EmojiGridViewController::startPrefetch(const std::string& codepoint)
+{
+    PrefetchTask& task = m_activePrefetchTasks[codepoint];
+    task = m_emojiDataManager.downloadImageIfNeeded(codepoint);
+    // Erasing the entry destroys the task, and with it this function: the codepoint must be a copy.
+    task.start([this, codepoint](const auto&) {
+        const std::string finished = codepoint;
+        m_activePrefetchTasks.erase(finished);
+    });
+}
+
+void EmojiGridViewController::cancelPrefetching(const std::vector<IndexPath>& paths)
+{
+    for (const IndexPath path : paths) {
+        if (const auto emoji = m_sections.emoji(path)) {
+            m_activePrefetchTasks.erase(emoji->codepoint);
+        }
+    }
+}
+
+} // namespace glimmerwick

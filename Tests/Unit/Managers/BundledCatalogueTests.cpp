@@ -85,8 +85,8 @@ TEST_F(BundledCatalogueTests, MakesTheCacheFolderWhenThereIsNone)
 TEST_F(BundledCatalogueTests, CountsAsExpiredSoThatTheNetworkIsAskedFirst)
 {
     seed();
-    EmojiDataManager manager(fakes.process, fakes.log, fakes.fileSystem, fakes.fileClock, fakes.time, fakes.httpClient,
-                             fakes.textLayout, fakes.imageCodec);
+    EmojiDataManager manager(fakes.process, fakes.log, fakes.fileSystem, fakes.fileClock, fakes.time,
+                             fakes.httpClient, fakes.textLayout, fakes.imageCodec);
     auto task = manager.fetchManifest(false);
     task.start();
     fakes.time.runUntilIdle();
@@ -154,7 +154,7 @@ TEST_F(BundledCatalogueTests, ReplacesASeedThatCannotBeReadAndReportsIt)
 TEST_F(BundledCatalogueTests, NeverTouchesAFetchedCache)
 {
     const auto date = std::chrono::sys_days(std::chrono::year(2026) / 11 / 20);
-    for (const std::string bytes : {sampleManifestJson("0"), std::string("corrupt"), std::string()}) {
+    for (const std::string& bytes : {sampleManifestJson("0"), std::string("corrupt"), std::string()}) {
         fakes.fileSystem.files[cached] = {bytes, date};
 
         seed();

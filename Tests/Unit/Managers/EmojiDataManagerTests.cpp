@@ -43,9 +43,9 @@ protected:
     EmojiDataManager& manager()
     {
         if (!m_manager) {
-            m_manager = std::make_unique<EmojiDataManager>(fakes.process, fakes.log, fakes.fileSystem, fakes.fileClock,
-                                                           fakes.time, fakes.httpClient, fakes.textLayout,
-                                                           fakes.imageCodec);
+            m_manager = std::make_unique<EmojiDataManager>(fakes.process, fakes.log, fakes.fileSystem,
+                                                           fakes.fileClock, fakes.time, fakes.httpClient,
+                                                           fakes.textLayout, fakes.imageCodec);
         }
         return *m_manager;
     }
@@ -62,8 +62,9 @@ protected:
 
     void failWith(const std::string& description)
     {
-        fakes.httpClient.respond
-            = [=](const HttpRequest&) { return Result<HttpResponse, TransportError>(Failure{TransportError{description}}); };
+        fakes.httpClient.respond = [=](const HttpRequest&) {
+            return Result<HttpResponse, TransportError>(Failure{TransportError{description}});
+        };
     }
 
     /// Loads until nothing more happens; nothing when the load still waits.
@@ -103,7 +104,8 @@ TEST_F(EmojiDataManagerTests, LogsTheSystemVersionThenCreatesTheCacheFolders)
     manager();
 
     EXPECT_EQ(fakes.log.lines, Lines{"[OS VERSION] Detected macOS 15.0.3"});
-    EXPECT_EQ(fakes.fileSystem.directories, (std::set<std::filesystem::path>{cacheDirectory, imagesDirectory}));
+    EXPECT_EQ(fakes.fileSystem.directories,
+              (std::set<std::filesystem::path>{cacheDirectory, imagesDirectory}));
     EXPECT_EQ(manager().cacheDirectory(), cacheDirectory);
 }
 
@@ -233,7 +235,8 @@ TEST_F(BaseAddressTests, IsTheDefaultWhenTheValueFoundIsEmptyOrBeginsWithASpace)
     EXPECT_EQ(address(), defaultAddress);
 
     fakes::FakePlatform others;
-    others.fileSystem.files[others.process.keyFiles[0]] = {"PRODUCTION_BASE_URL= https://host.example", std::nullopt};
+    others.fileSystem.files[others.process.keyFiles[0]] = {"PRODUCTION_BASE_URL= https://host.example",
+                                                           std::nullopt};
     const EmojiDataManager other(others.process, others.log, others.fileSystem, others.fileClock, others.time,
                                  others.httpClient, others.textLayout, others.imageCodec);
     EXPECT_EQ(other.productionBaseURL(), defaultAddress);
@@ -268,7 +271,8 @@ TEST_F(EmojiDataManagerTests, AsksForTheManifestCompressedAndWithATimeLimit)
     const HttpRequest& request = fakes.httpClient.exchanges[0]->request;
     EXPECT_EQ(request.url, "https://content.example.invalid/manifest.json");
     ASSERT_EQ(request.headers.size(), 1U);
-    EXPECT_EQ(request.headers[0], (std::pair<std::string, std::string>("Accept-Encoding", "gzip, deflate, br")));
+    EXPECT_EQ(request.headers[0],
+              (std::pair<std::string, std::string>("Accept-Encoding", "gzip, deflate, br")));
     EXPECT_EQ(request.timeout, 60s);
     EXPECT_EQ(request.maximumBodySize, 32U * 1024 * 1024);
 }
@@ -375,7 +379,8 @@ TEST_F(EmojiDataManagerTests, PublishesAManifestThatCannotBeCached)
     ASSERT_TRUE(outcome && *outcome);
     EXPECT_EQ(manager().manifest(), sampleManifest());
     EXPECT_EQ(manager().loadingState(), loaded);
-    EXPECT_EQ(fakes.log.lines, Lines{"Warning: Failed to cache manifest: cannot write " + cachedManifest.string()});
+    EXPECT_EQ(fakes.log.lines,
+              Lines{"Warning: Failed to cache manifest: cannot write " + cachedManifest.string()});
 }
 
 TEST_F(EmojiDataManagerTests, ReplacesAnOldCacheByWhatTheServerSends)
@@ -476,7 +481,8 @@ TEST_F(EmojiDataManagerTests, FallsThroughToTheNetworkFromAFreshCacheThatIsCorru
     ASSERT_TRUE(outcome && *outcome);
     EXPECT_EQ(requestCount(), 1U);
     EXPECT_EQ(manager().manifest(), sampleManifest());
-    EXPECT_EQ(fakes.log.lines, Lines{"Failed to load cached manifest: version: expected string, found number"});
+    EXPECT_EQ(fakes.log.lines,
+              Lines{"Failed to load cached manifest: version: expected string, found number"});
     EXPECT_EQ(fakes.fileSystem.files.at(cachedManifest).bytes, sampleManifest().encode());
 }
 
@@ -489,7 +495,8 @@ TEST_F(EmojiDataManagerTests, FallsThroughToTheNetworkFromAFreshCacheThatCannotB
     const auto outcome = fetch();
 
     ASSERT_TRUE(outcome && *outcome);
-    EXPECT_EQ(fakes.log.lines, Lines{"Failed to load cached manifest: cannot read " + cachedManifest.string()});
+    EXPECT_EQ(fakes.log.lines,
+              Lines{"Failed to load cached manifest: cannot read " + cachedManifest.string()});
 }
 
 TEST_F(EmojiDataManagerTests, ReportsACorruptCacheAgainWhenTheNetworkFailsToo)
@@ -500,8 +507,8 @@ TEST_F(EmojiDataManagerTests, ReportsACorruptCacheAgainWhenTheNetworkFailsToo)
     const auto outcome = fetch();
 
     ASSERT_TRUE(outcome && !*outcome);
-    const std::string line
-        = "Failed to load cached manifest: The document is not valid JSON: unexpected end at line 1, column 1";
+    const std::string line =
+        "Failed to load cached manifest: The document is not valid JSON: unexpected end at line 1, column 1";
     EXPECT_EQ(fakes.log.lines, (Lines{line, line}));
     EXPECT_EQ(manager().loadingState(), failed("Network error: no route"));
 }
@@ -520,8 +527,9 @@ class FailingAnswerTests : public EmojiDataManagerTests, public testing::WithPar
 protected:
     FailingAnswerTests()
     {
-        fakes.httpClient.respond
-            = [](const HttpRequest&) { return HttpResponse{GetParam().statusCode, GetParam().body}; };
+        fakes.httpClient.respond = [](const HttpRequest&) {
+            return HttpResponse{GetParam().statusCode, GetParam().body};
+        };
     }
 };
 
@@ -568,17 +576,22 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         FailingAnswer{"Status201", 201, "{}", Error::Kind::httpError, "HTTP error: status code 201"},
         FailingAnswer{"Status204", 204, "", Error::Kind::httpError, "HTTP error: status code 204"},
-        FailingAnswer{"Status206", 206, sampleManifestJson(), Error::Kind::httpError, "HTTP error: status code 206"},
+        FailingAnswer{"Status206", 206, sampleManifestJson(), Error::Kind::httpError,
+                      "HTTP error: status code 206"},
         FailingAnswer{"Status301", 301, "", Error::Kind::httpError, "HTTP error: status code 301"},
         FailingAnswer{"Status304", 304, "", Error::Kind::httpError, "HTTP error: status code 304"},
         FailingAnswer{"Status404", 404, "<html>", Error::Kind::httpError, "HTTP error: status code 404"},
-        FailingAnswer{"Status500", 500, sampleManifestJson(), Error::Kind::httpError, "HTTP error: status code 500"},
+        FailingAnswer{"Status500", 500, sampleManifestJson(), Error::Kind::httpError,
+                      "HTTP error: status code 500"},
         FailingAnswer{"NoHttp", std::nullopt, sampleManifestJson(), Error::Kind::noData,
                       "No data received from server"},
         FailingAnswer{"EmptyBody", 200, "", Error::Kind::noData, "No data received from server"},
-        FailingAnswer{"Html", 200, "<html></html>", Error::Kind::parsingError, notJson + "text at line 1, column 1"},
-        FailingAnswer{"Truncated", 200, "{\"version\":", Error::Kind::parsingError, notJson + "end at line 1, column 12"},
-        FailingAnswer{"WrongType", 200, R"({"version": "1", "lastUpdated": "", "categories": [], "emojis": null})",
+        FailingAnswer{"Html", 200, "<html></html>", Error::Kind::parsingError,
+                      notJson + "text at line 1, column 1"},
+        FailingAnswer{"Truncated", 200, "{\"version\":", Error::Kind::parsingError,
+                      notJson + "end at line 1, column 12"},
+        FailingAnswer{"WrongType", 200,
+                      R"({"version": "1", "lastUpdated": "", "categories": [], "emojis": null})",
                       Error::Kind::parsingError, "JSON parsing error: emojis: expected object, found null"},
         FailingAnswer{"DeeplyNested", 200, std::string(1'000'000, '['), Error::Kind::parsingError,
                       "JSON parsing error: The document is nested more than 64 levels deep"}),
@@ -643,7 +656,8 @@ protected:
     {
         return manager().observeWillChange([this] {
             const auto& manifest = manager().manifest();
-            seen.push_back({manager().loadingState(), manifest ? std::optional(manifest->version()) : std::nullopt});
+            seen.push_back(
+                {manager().loadingState(), manifest ? std::optional(manifest->version()) : std::nullopt});
         });
     }
 
@@ -696,8 +710,10 @@ TEST_F(ManifestObserverTests, SeeALaterLoadStartFromLoadingAgain)
 
     fetch();
 
-    EXPECT_EQ(seen, (std::vector<Seen>{
-                        {failed("Network error: no route"), std::nullopt}, {loading, std::nullopt}, {loading, "2"}}));
+    EXPECT_EQ(seen,
+              (std::vector<Seen>{{failed("Network error: no route"), std::nullopt},
+                                 {loading, std::nullopt},
+                                 {loading, "2"}}));
 }
 
 TEST_F(ManifestObserverTests, AreToldNothingOnceTheirHandleIsGone)
@@ -713,8 +729,9 @@ TEST_F(ManifestObserverTests, AreToldNothingOnceTheirHandleIsGone)
 TEST(ManifestObserver, HandleMayOutliveTheManager)
 {
     fakes::FakePlatform fakes;
-    auto manager = std::make_unique<EmojiDataManager>(fakes.process, fakes.log, fakes.fileSystem, fakes.fileClock,
-                                                      fakes.time, fakes.httpClient, fakes.textLayout, fakes.imageCodec);
+    auto manager =
+        std::make_unique<EmojiDataManager>(fakes.process, fakes.log, fakes.fileSystem, fakes.fileClock,
+                                           fakes.time, fakes.httpClient, fakes.textLayout, fakes.imageCodec);
     auto observer = manager->observeWillChange([] {});
 
     manager.reset();
@@ -733,7 +750,8 @@ TEST(LoadingState, IsEqualByKindAndMessage)
 
 TEST(ManifestError, DescribesItself)
 {
-    EXPECT_EQ((Error{Error::Kind::networkError, 0, "no route"}).errorDescription(), "Network error: no route");
+    EXPECT_EQ((Error{Error::Kind::networkError, 0, "no route"}).errorDescription(),
+              "Network error: no route");
     EXPECT_EQ((Error{Error::Kind::httpError, 404, {}}).errorDescription(), "HTTP error: status code 404");
     EXPECT_EQ((Error{Error::Kind::parsingError, 0, "version: missing"}).errorDescription(),
               "JSON parsing error: version: missing");

@@ -324,7 +324,8 @@ INSTANTIATE_TEST_SUITE_P(
         FailingPicture{"Status304", 304, "", Error::Kind::httpError, "HTTP error: status code 304"},
         FailingPicture{"Status404", 404, pictureBytes, Error::Kind::httpError, "HTTP error: status code 404"},
         FailingPicture{"Status500", 500, "", Error::Kind::httpError, "HTTP error: status code 500"},
-        FailingPicture{"NoHttp", std::nullopt, pictureBytes, Error::Kind::noData, "No data received from server"},
+        FailingPicture{"NoHttp", std::nullopt, pictureBytes, Error::Kind::noData,
+                       "No data received from server"},
         FailingPicture{"EmptyBody", 200, "", Error::Kind::noData, "No data received from server"},
         FailingPicture{"Html", 200, "<html></html>", Error::Kind::invalidImage,
                        "Downloaded data is not a valid image"}),
@@ -376,9 +377,9 @@ TEST_P(UnusableCodepointTests, NeverReachTheNetworkOrTheFileSystem)
 }
 
 INSTANTIATE_TEST_SUITE_P(Strings, UnusableCodepointTests,
-                         testing::Values("", "..", "../1f600", "/etc/passwd", "1f600/..", "1f600.png", "1f600 ", "zz",
-                                         "+1f600", "1f600\n", std::string("1f600\0", 6), "1f600?x", "%2e%2e", "😀",
-                                         std::string(252, 'a')));
+                         testing::Values("", "..", "../1f600", "/etc/passwd", "1f600/..", "1f600.png",
+                                         "1f600 ", "zz", "+1f600", "1f600\n", std::string("1f600\0", 6),
+                                         "1f600?x", "%2e%2e", "😀", std::string(252, 'a')));
 
 TEST_F(EmojiPictureTests, MayHaveTheLongestNameAFileCanHave)
 {
@@ -393,7 +394,8 @@ TEST(ImageDownloadError, DescribesItself)
     EXPECT_EQ((Error{Error::Kind::httpError, 404, {}}).errorDescription(), "HTTP error: status code 404");
     EXPECT_EQ((Error{Error::Kind::saveFailed, 0, "b"}).errorDescription(), "Failed to save image: b");
     EXPECT_EQ((Error{Error::Kind::noData, 0, {}}).errorDescription(), "No data received from server");
-    EXPECT_EQ((Error{Error::Kind::invalidImage, 0, {}}).errorDescription(), "Downloaded data is not a valid image");
+    EXPECT_EQ((Error{Error::Kind::invalidImage, 0, {}}).errorDescription(),
+              "Downloaded data is not a valid image");
 }
 
 } // namespace

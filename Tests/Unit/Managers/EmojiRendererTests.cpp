@@ -147,8 +147,9 @@ using EmojiRendererDeathTest = EmojiRendererTests;
 
 TEST_F(EmojiRendererDeathTest, StopsTheProgramAtASizeThatIsNoInteger)
 {
-    for (const double size : {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(),
-                              -std::numeric_limits<double>::infinity(), 0x1p63, -0x1.0000000000001p63}) {
+    for (const double size :
+         {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(),
+          -std::numeric_limits<double>::infinity(), 0x1p63, -0x1.0000000000001p63}) {
         EXPECT_DEATH(renderer.renderEmoji("😀", size), "an emoji cannot be drawn at a size of") << size;
     }
 }

@@ -36,7 +36,8 @@ TEST_F(InstallLocationCheckerTests, AsksWhenTheProgramRunsFromAReadOnlyVolume)
     ASSERT_EQ(fakes.alert.shown.size(), 1U);
     EXPECT_EQ(fakes.alert.shown[0].messageText, "Move to Applications Folder?");
     EXPECT_EQ(fakes.alert.shown[0].informativeText,
-              "Glimmerwick is running from a read-only location (like a disk image). For automatic updates to work, "
+              "Glimmerwick is running from a read-only location (like a disk image). For automatic updates "
+              "to work, "
               "please move the app to your Applications folder.\n\nTo do this:\n1. Quit Glimmerwick\n2. Drag "
               "Glimmerwick.app to your Applications folder\n3. Relaunch from Applications");
     EXPECT_EQ(fakes.alert.shown[0].buttons, (std::vector<std::string>{"Open Applications Folder", "Later"}));
@@ -56,7 +57,7 @@ TEST_F(InstallLocationCheckerTests, HoldsTheLaunchUntilTheAnswer)
 /// Notes what was stored when the alert came up.
 class WatchingAlert : public Alert {
 public:
-    explicit WatchingAlert(UserDefaults& defaults) : m_defaults(defaults) {}
+    explicit WatchingAlert(UserDefaults& defaults) : m_defaults(defaults) { }
 
     void show(AlertContent, std::function<void(std::size_t)>) override
     {
@@ -74,7 +75,8 @@ TEST_F(InstallLocationCheckerTests, RemembersTheQuestionBeforeItIsAsked)
     fakes.volumeInfo.readOnly = true;
     WatchingAlert alert(fakes.userDefaults);
 
-    InstallLocationChecker::checkInstallLocation(fakes.userDefaults, fakes.volumeInfo, alert, fakes.fileViewer, [] {});
+    InstallLocationChecker::checkInstallLocation(fakes.userDefaults, fakes.volumeInfo, alert,
+                                                 fakes.fileViewer, [] {});
 
     EXPECT_EQ(alert.storedWhenShown, true);
 }

@@ -54,8 +54,9 @@ protected:
 
     void loadManifest()
     {
-        fakes.httpClient.respond
-            = [](const HttpRequest&) { return HttpResponse{200, fakes::sampleManifestJson()}; };
+        fakes.httpClient.respond = [](const HttpRequest&) {
+            return HttpResponse{200, fakes::sampleManifestJson()};
+        };
         auto task = emojiDataManager.fetchManifest(true);
         task.start();
         fakes.time.runUntilIdle();
@@ -235,8 +236,8 @@ TEST_F(RecentEmojisManagerTests, LoseWhatTheManifestDoesNotKnow)
 {
     managerWith({"1f600", "ffff0", "1f601"});
     bool announced = false;
-    const auto observer = fakes.notificationCenter.addObserver(RecentEmojisManager::recentsChangedNotification,
-                                                               [&](const Notification&) { announced = true; });
+    const auto observer = fakes.notificationCenter.addObserver(
+        RecentEmojisManager::recentsChangedNotification, [&](const Notification&) { announced = true; });
 
     const auto emojis = manager().recentEmojis(fakes::sampleManifest());
 

@@ -145,8 +145,9 @@ INSTANTIATE_TEST_SUITE_P(
                  "keywords: expected array, found string"},
         BadEmoji{R"({"char": "a", "name": "b", "keywords": [], "category": "c", "skinTones": 1})",
                  "skinTones: expected boolean, found number"},
-        BadEmoji{R"({"char": "a", "name": "b", "keywords": [], "category": "c", "skinTones": false, "ios": 6})",
-                 "ios: expected string, found number"},
+        BadEmoji{
+            R"({"char": "a", "name": "b", "keywords": [], "category": "c", "skinTones": false, "ios": 6})",
+            "ios: expected string, found number"},
         BadEmoji{R"({"Char": "a", "name": "b", "keywords": [], "category": "c", "skinTones": false})",
                  "char: missing"},
         BadEmoji{"[]", "The document: expected object, found array"}));

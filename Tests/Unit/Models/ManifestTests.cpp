@@ -79,7 +79,8 @@ TEST(Manifest, HasAbsentSymbolsWhereTheCategoryNamesNone)
 
 TEST(Manifest, TakesNullSymbolsForAbsentOnes)
 {
-    const std::string json = replaced(sampleManifestJson(), R"("sfSymbol": "face.smiling")", R"("sfSymbol": null)");
+    const std::string json =
+        replaced(sampleManifestJson(), R"("sfSymbol": "face.smiling")", R"("sfSymbol": null)");
 
     const auto manifest = Manifest::decode(json);
 
@@ -90,7 +91,8 @@ TEST(Manifest, TakesNullSymbolsForAbsentOnes)
 
 TEST(Manifest, WithoutEmojiDecodesAndListsNone)
 {
-    const auto manifest = Manifest::decode(R"({"version": "1", "lastUpdated": "", "emojis": {}, "categories": [
+    const auto manifest =
+        Manifest::decode(R"({"version": "1", "lastUpdated": "", "emojis": {}, "categories": [
         {"id": "a", "name": "A", "icon": "1f600", "emojis": ["1f600", "1f601"]}]})");
 
     ASSERT_TRUE(manifest);
@@ -100,7 +102,8 @@ TEST(Manifest, WithoutEmojiDecodesAndListsNone)
 
 TEST(Manifest, IgnoresUnknownMembersEverywhere)
 {
-    std::string json = replaced(sampleManifestJson(), R"("version":)", R"("more": [{"a": null}], "version":)");
+    std::string json =
+        replaced(sampleManifestJson(), R"("version":)", R"("more": [{"a": null}], "version":)");
     json = replaced(json, R"("id": "smileys",)", R"("id": "smileys", "codepoint": 7,)");
     json = replaced(json, R"("char": "😀",)", R"("char": "😀", "unicode": {"deep": [1.5e3, true]},)");
 
@@ -124,9 +127,12 @@ TEST(Manifest, FailsAsAWholeWithoutAnyRequiredKey)
     EXPECT_EQ(failureOf(replaced(json, "\"emojis\": [\"1f44b\"", "\"x\": [\"1f44b\"")),
               "categories[1].emojis: missing");
     EXPECT_EQ(failureOf(replaced(json, "\"char\": \"👋\"", "\"x\": 0")), "emojis.1f44b.char: missing");
-    EXPECT_EQ(failureOf(replaced(json, "\"name\": \"waving hand\"", "\"x\": 0")), "emojis.1f44b.name: missing");
-    EXPECT_EQ(failureOf(replaced(json, "\"keywords\": [\"hello\"]", "\"x\": 0")), "emojis.1f44b.keywords: missing");
-    EXPECT_EQ(failureOf(replaced(json, "\"skinTones\": true", "\"x\": 0")), "emojis.1f44b.skinTones: missing");
+    EXPECT_EQ(failureOf(replaced(json, "\"name\": \"waving hand\"", "\"x\": 0")),
+              "emojis.1f44b.name: missing");
+    EXPECT_EQ(failureOf(replaced(json, "\"keywords\": [\"hello\"]", "\"x\": 0")),
+              "emojis.1f44b.keywords: missing");
+    EXPECT_EQ(failureOf(replaced(json, "\"skinTones\": true", "\"x\": 0")),
+              "emojis.1f44b.skinTones: missing");
 }
 
 TEST(Manifest, FailsAsAWholeOnAnyWrongType)
@@ -164,8 +170,8 @@ TEST(Manifest, ShortensLongNamesInDescriptions)
 {
     const std::string name(1'000'000, 'f');
 
-    const std::string description
-        = failureOf(R"({"version": "", "lastUpdated": "", "categories": [], "emojis": {")" + name + "\": 1}}");
+    const std::string description =
+        failureOf(R"({"version": "", "lastUpdated": "", "categories": [], "emojis": {")" + name + "\": 1}}");
 
     EXPECT_LT(description.size(), 200U);
     EXPECT_NE(description.find("expected object, found number"), std::string::npos);
@@ -217,7 +223,8 @@ TEST(Manifest, ListsEveryEmojiOnceInCatalogueOrderThenTheUnlistedByCodepoint)
 
 TEST(Manifest, KeepsInvalidCodepointStringsAsTheyAre)
 {
-    const auto manifest = Manifest::decode(R"({"version": "1", "lastUpdated": "", "categories": [], "emojis": {
+    const auto manifest =
+        Manifest::decode(R"({"version": "1", "lastUpdated": "", "categories": [], "emojis": {
         "../etc": {"char": "x", "name": "", "keywords": [], "category": "", "skinTones": true}}})");
 
     ASSERT_TRUE(manifest);

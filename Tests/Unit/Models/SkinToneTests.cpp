@@ -97,9 +97,10 @@ TEST_P(InvalidCodepointText, IsNoText)
 }
 
 INSTANTIATE_TEST_SUITE_P(Strings, InvalidCodepointText,
-                         testing::Values("", "-", "---", "zz", "d800", "dfff", "110000", "100000000", "ffffffff",
-                                         "fffffffffffffffff", "0x41", "U+41", "u+41", "+", "++41", "41-+", "41-zz",
-                                         "zz-41", " 41", "41 ", "4 1", "41_42", "41\n", "é", "👍"));
+                         testing::Values("", "-", "---", "zz", "d800", "dfff", "110000", "100000000",
+                                         "ffffffff", "fffffffffffffffff", "0x41", "U+41", "u+41", "+", "++41",
+                                         "41-+", "41-zz", "zz-41", " 41", "41 ", "4 1", "41_42", "41\n", "é",
+                                         "👍"));
 
 TEST(CodepointText, WithANulByteIsNone)
 {

@@ -83,7 +83,8 @@ TEST(GraphemeClusters, AreFoundOnSeveralThreadsAtOnce)
     for (int thread = 0; thread < 4; ++thread) {
         threads.emplace_back([&wrong] {
             for (int round = 0; round < 500; ++round) {
-                const std::string text = std::string(static_cast<std::size_t>(round % 7), 'x') + "👩‍💻🇩🇪";
+                const std::string text =
+                    std::string(static_cast<std::size_t>(round % 7), 'x') + "👩‍💻🇩🇪";
                 if (graphemeClusterCount(text) != static_cast<std::size_t>(round % 7) + 2) {
                     ++wrong;
                 }
@@ -115,16 +116,16 @@ TEST(CanonicalText, KeepsWhatIsOnlyCompatible)
 
 TEST(PrintableStart, IsALetterMarkDigitPunctuationSymbolOrSpace)
 {
-    for (const std::string text : {"a", "Z", "é", "д", "字", "\u0301", "7", "½", "٣", "!", "-", "«", "+", "€", "^", "☃",
-                                   "😀", " ", "a\n", " \t"}) {
+    for (const std::string text : {"a", "Z", "é", "д", "字", "\u0301", "7", "½", "٣",   "!",
+                                   "-", "«", "+", "€", "^",  "☃",      "😀", " ", "a\n", " \t"}) {
         EXPECT_TRUE(startsWithPrintable(text)) << text;
     }
 }
 
 TEST(PrintableStart, IsNoControlFormatCharacterOrOtherBlank)
 {
-    for (const std::string text : {"", "\n", "\t", "\x1b", "\x7f", "\u0085", "\u00a0", "\u2028", "\u3000", "\u200d",
-                                   "\ufeff", "\ue000", "\U000E0041", "\u0378", "\ta"}) {
+    for (const std::string text : {"", "\n", "\t", "\x1b", "\x7f", "\u0085", "\u00a0", "\u2028", "\u3000",
+                                   "\u200d", "\ufeff", "\ue000", "\U000E0041", "\u0378", "\ta"}) {
         EXPECT_FALSE(startsWithPrintable(text)) << text;
     }
     EXPECT_FALSE(startsWithPrintable(std::string_view("\0", 1)));
@@ -161,7 +162,8 @@ TEST(IllFormedText, IsToldFromWellFormed)
     EXPECT_TRUE(isWellFormed(""));
     EXPECT_TRUE(isWellFormed("plain 😀 é \U0010FFFF"));
     EXPECT_TRUE(isWellFormed(std::string_view("\0", 1)));
-    for (const std::string text : {"\xff", "\xc3", "a\x80", "\xed\xa0\x80", "\xc0\x80", "\xf4\x90\x80\x80", "\xe2\x82"}) {
+    for (const std::string text :
+         {"\xff", "\xc3", "a\x80", "\xed\xa0\x80", "\xc0\x80", "\xf4\x90\x80\x80", "\xe2\x82"}) {
         EXPECT_FALSE(isWellFormed(text)) << text;
     }
 }

@@ -14,7 +14,8 @@ class NotificationCenterTests : public testing::Test {
 protected:
     Registration record(const std::string& name, const std::string& mark, const void* object = nullptr)
     {
-        return center->addObserver(name, [this, mark](const Notification&) { calls.push_back(mark); }, object);
+        return center->addObserver(
+            name, [this, mark](const Notification&) { calls.push_back(mark); }, object);
     }
 
     std::unique_ptr<NotificationCenter> center = std::make_unique<NotificationCenter>();
@@ -38,7 +39,8 @@ TEST_F(NotificationCenterTests, DeliversBeforePostReturnsWithSenderAndUserInfo)
 {
     const int sender = 0;
     std::optional<Notification> received;
-    const auto observer = center->addObserver("a", [&](const Notification& notification) { received = notification; });
+    const auto observer =
+        center->addObserver("a", [&](const Notification& notification) { received = notification; });
 
     center->post({"a", &sender, {{{"key", std::string("value")}}}});
 

@@ -19,7 +19,8 @@ struct Older {
 
     static Older& shared()
     {
-        return InstalledPlatform::sharedInstance<Older>([](const Platform&) { return std::make_unique<Older>(); });
+        return InstalledPlatform::sharedInstance<Older>(
+            [](const Platform&) { return std::make_unique<Older>(); });
     }
 };
 
@@ -38,7 +39,7 @@ struct Younger {
 };
 
 struct Logging {
-    explicit Logging(Log& ofPlatform) : log(ofPlatform) {}
+    explicit Logging(Log& ofPlatform) : log(ofPlatform) { }
 
     static Logging& shared()
     {

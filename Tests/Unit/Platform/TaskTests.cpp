@@ -18,7 +18,7 @@ class Gate {
 public:
     bool await_ready() const noexcept { return false; }
     void await_suspend(std::coroutine_handle<> handle) { m_waiting = handle; }
-    void await_resume() const noexcept {}
+    void await_resume() const noexcept { }
 
     void open() { std::exchange(m_waiting, nullptr).resume(); }
 

@@ -1,0 +1,84 @@
+#pragma once
+
+#include "Models/Emoji.h"
+#include "Models/SkinTone.h"
+#include "Platform/Lifetime.h"
+#include "Platform/Registration.h"
+#include "Platform/Task.h"
+#include "Views/CategoryTabBar.h"
+#include "Views/EmojiGridViewController.h"
+
+#include <memory>
+#include <string>
+
+namespace glimmerwick {
+
+class GlimmerwickWindow;
+class SearchBarView;
+class SearchManager;
+class UpdateManager;
+struct Notification;
+struct Platform;
+
+/// Wires the program together at launch, then shows, hides and toggles the picker and turns picks into typing
+/// or copying. Owns the picker window and its views. Lives as long as the process. Main thread.
+class AppDelegate : public CategoryTabBarDelegate, public EmojiGridViewControllerDelegate {
+public:
+    /// The managers are the process-wide ones, made from the same, installed platform.
+    explicit AppDelegate(const Platform& platform);
+    ~AppDelegate();
+
+    /// The launch sequence. Loading the catalogue goes on after it has returned.
+    void applicationDidFinishLaunching();
+    void applicationWillTerminate();
+
+    /// What the global shortcut does.
+    void togglePicker();
+    /// Shows the picker without recording the application in front.
+    void showPicker();
+    /// The "Check for Updates..." menu item.
+    void checkForUpdates();
+
+    void didSelectCategory(CategoryTabBar& tabBar, const EmojiCategory& category) override;
+    void didScrollToCategory(EmojiGridViewController& grid, const EmojiCategory& category) override;
+
+    /// For tests; null before launch.
+    GlimmerwickWindow* pickerWindow() const { return m_pickerWindow.get(); }
+    EmojiGridViewController* emojiGridViewController() const { return m_emojiGridViewController.get(); }
+    SearchBarView* searchBarView() const { return m_searchBarView; }
+    CategoryTabBar* categoryTabBar() const { return m_categoryTabBar; }
+
+private:
+    void setupMainMenu();
+    void setupPickerWindow();
+    void setupHotkey();
+    void setupNotificationObservers();
+    void loadEmojiManifest();
+    Task<bool> fetchAndApplyManifest();
+    void applyManifest();
+    UpdateManager& updateManager();
+    void honourFlags();
+    void honourTargetAppFlag();
+    void honourShowPickerFlag();
+
+    void resetPickerState();
+    void handleEmojiSelected(const Notification& notification);
+    void handleSkinToneSelected(SkinTone skinTone, const Emoji& emoji);
+    void typeAndReset(const std::string& text, const Emoji& emoji);
+    void showCopiedToast();
+    void dismissPickerAfterSelection();
+
+    const Platform& m_platform;
+    UpdateManager* m_updateManager = nullptr;
+    std::unique_ptr<GlimmerwickWindow> m_pickerWindow;
+    std::unique_ptr<EmojiGridViewController> m_emojiGridViewController;
+    /// Owned by the window, as child widgets.
+    SearchBarView* m_searchBarView = nullptr;
+    CategoryTabBar* m_categoryTabBar = nullptr;
+    std::unique_ptr<SearchManager> m_searchManager;
+    Registration m_emojiSelectedObserver;
+    Task<bool> m_manifestTask;
+    Lifetime m_lifetime;
+};
+
+} // namespace glimmerwick

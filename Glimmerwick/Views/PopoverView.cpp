@@ -1,0 +1,135 @@
+#include "Views/PopoverView.h"
+
+#include "Views/Style.h"
+
+#include <QApplication>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QPainterPath>
+
+#include <utility>
+
+namespace glimmerwick {
+
+namespace {
+
+constexpr double cornerRadius = 10;
+constexpr double arrowHalfWidth = 8;
+/// Room around the bubble for its shadow and arrow.
+constexpr int shadowMargin = 12;
+constexpr int shadowRings = 10;
+constexpr double shadowOffset = 2;
+
+Rect toRect(const QRect& rect)
+{
+    return {static_cast<double>(rect.x()), static_cast<double>(rect.y()), static_cast<double>(rect.width()),
+            static_cast<double>(rect.height())};
+}
+
+QPainterPath outline(const QRectF& bubble, QPointF tip, PopoverEdge edge)
+{
+    QPainterPath path;
+    path.addRoundedRect(bubble, cornerRadius, cornerRadius);
+    QPainterPath arrow;
+    const double base = edge == PopoverEdge::above ? bubble.bottom() - 0.5 : bubble.top() + 0.5;
+    arrow.moveTo(tip.x() - arrowHalfWidth, base);
+    arrow.lineTo(tip);
+    arrow.lineTo(tip.x() + arrowHalfWidth, base);
+    arrow.closeSubpath();
+    return path.united(arrow);
+}
+
+void drawShadow(QPainter& painter, const QRectF& bubble)
+{
+    const int alpha = style::isDark() ? 9 : 5;
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(QColor(0, 0, 0, alpha));
+    for (int ring = 1; ring <= shadowRings; ++ring) {
+        const QRectF grown = bubble.translated(0, shadowOffset).adjusted(-ring, -ring, ring, ring);
+        painter.drawRoundedRect(grown, cornerRadius + ring, cornerRadius + ring);
+    }
+}
+
+} // namespace
+
+PopoverView::PopoverView(QWidget* content, QWidget& anchor, PopoverEdge preferredEdge)
+    : QWidget(anchor.window()), m_content(content), m_anchor(&anchor)
+{
+    setFocusPolicy(Qt::NoFocus);
+    m_content->setParent(this);
+    place(preferredEdge);
+    QApplication::instance()->installEventFilter(this);
+    show();
+    raise();
+}
+
+void PopoverView::place(PopoverEdge preferredEdge)
+{
+    const QRect anchorRect(m_anchor->mapTo(window(), QPoint(0, 0)), m_anchor->size());
+    const QSize size = m_content->size();
+    m_placement = placePopover({static_cast<double>(size.width()), static_cast<double>(size.height())},
+                               toRect(anchorRect), toRect(window()->rect()), preferredEdge);
+    const QPoint corner(qRound(m_placement.bubble.x), qRound(m_placement.bubble.y));
+    setGeometry(QRect(corner, size).adjusted(-shadowMargin, -shadowMargin, shadowMargin, shadowMargin));
+    m_content->move(shadowMargin, shadowMargin);
+}
+
+void PopoverView::close()
+{
+    if (std::exchange(m_isClosed, true)) {
+        return;
+    }
+    QApplication::instance()->removeEventFilter(this);
+    hide();
+    deleteLater();
+    if (const auto told = std::exchange(onClose, nullptr)) {
+        told();
+    }
+}
+
+bool PopoverView::eventFilter(QObject* watched, QEvent* event)
+{
+    switch (event->type()) {
+    case QEvent::MouseButtonPress:
+    case QEvent::Wheel: {
+        const auto* view = qobject_cast<QWidget*>(watched);
+        if (view && view != this && !isAncestorOf(view)) {
+            close();
+        }
+        break;
+    }
+    case QEvent::Hide:
+        if (watched == m_anchor) {
+            close();
+        }
+        break;
+    default:
+        break;
+    }
+    return false;
+}
+
+void PopoverView::hideEvent(QHideEvent*)
+{
+    close();
+}
+
+void PopoverView::mousePressEvent(QMouseEvent* event)
+{
+    // Between the buttons: neither a choice nor the beginning of a drag of the window.
+    event->accept();
+}
+
+void PopoverView::paintEvent(QPaintEvent*)
+{
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QRectF bubble = m_content->geometry();
+    const QPointF tip = QPointF(m_placement.arrowTip.x, m_placement.arrowTip.y) - QPointF(pos());
+    drawShadow(painter, bubble);
+    painter.setPen(QPen(style::separator(), 1));
+    painter.setBrush(style::controlBackground());
+    painter.drawPath(outline(bubble, tip, m_placement.edge));
+}
+
+} // namespace glimmerwick

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "Views/Logic/PopoverPlacement.h"
+
+#include <QPointer>
+#include <QWidget>
+
+#include <functional>
+
+namespace glimmerwick {
+
+/// A bubble with an arrow at its anchor, drawn inside the anchor's window. Closes by itself when the user clicks or
+/// scrolls outside it and when the anchor goes out of sight, and deletes itself after closing. Main thread.
+class PopoverView : public QWidget {
+public:
+    /// Takes the content, which keeps its size.
+    PopoverView(QWidget* content, QWidget& anchor, PopoverEdge preferredEdge);
+
+    /// Called once, when the popover closes for whatever reason.
+    std::function<void()> onClose;
+
+    void close();
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    void place(PopoverEdge preferredEdge);
+
+    QWidget* m_content;
+    QPointer<QWidget> m_anchor;
+    PopoverPlacement m_placement;
+    bool m_isClosed = false;
+};
+
+} // namespace glimmerwick

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "Platform/Lifetime.h"
+#include "Views/PanelMenu.h"
+#include "Views/SearchField.h"
+
+#include <QPointer>
+#include <QWidget>
+
+#include <string>
+
+namespace glimmerwick {
+
+class IconButton;
+class SearchBarView;
+class SearchManager;
+struct Platform;
+
+class SearchBarViewDelegate {
+public:
+    virtual ~SearchBarViewDelegate() = default;
+
+    virtual void didChangeText(SearchBarView& searchBar, const std::string& text) = 0;
+    virtual void didSubmit(SearchBarView& searchBar) = 0;
+    virtual void didCancel(SearchBarView& searchBar) = 0;
+};
+
+/// The strip with the search field and the menu button. Every edit of the field starts a debounced search or, when
+/// it empties the field, ends searching; both are broadcast. Main thread.
+class SearchBarView : public QWidget {
+public:
+    /// Object: the search bar. User info: "results" (std::vector<Emoji>).
+    static const std::string searchResultsDidChangeNotification;
+    /// Object: the search bar. No user info.
+    static const std::string searchClearedNotification;
+
+    explicit SearchBarView(const Platform& platform, QWidget* parent = nullptr);
+    SearchBarView(SearchManager& searchManager, const Platform& platform, QWidget* parent = nullptr);
+
+    /// Not owned.
+    void setDelegate(SearchBarViewDelegate* delegate) { m_delegate = delegate; }
+
+    /// Searches with this manager from now on and broadcasts its results. The manager is not owned: when it goes,
+    /// connect another or `disconnectSearchManager` before the next edit.
+    void connect(SearchManager& searchManager);
+    void disconnectSearchManager();
+
+    /// Empties the field and cancels a search still waiting. Posts nothing.
+    void clear();
+
+    /// UTF-8, untrimmed. Setting it is no edit: nothing is searched.
+    std::string searchText() const;
+    void setSearchText(const std::string& text);
+
+    SearchField* internalSearchField() const { return m_searchField; }
+    /// Gives up the field's keyboard focus.
+    void deactivate();
+
+    /// The open menu, or null.
+    PanelMenu* menu() const { return m_menu; }
+
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    void setupViews();
+    void performSearch();
+    void searchFieldAction();
+    void menuButtonClicked();
+
+    const Platform& m_platform;
+    SearchBarViewDelegate* m_delegate = nullptr;
+    SearchManager* m_searchManager = nullptr;
+    SearchField* m_searchField = nullptr;
+    IconButton* m_menuButton = nullptr;
+    QPointer<PanelMenu> m_menu;
+    Lifetime m_lifetime;
+};
+
+} // namespace glimmerwick
