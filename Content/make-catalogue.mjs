@@ -13,8 +13,8 @@ const lastUpdated = "2026-01-01T00:00:00Z";
 const expectedEmoji = 1914;
 const tones = ["1f3fb", "1f3fc", "1f3fd", "1f3fe", "1f3ff"];
 
-// In the order of the tabs: the group in the data, then what the catalogue says of it. The symbols are drawn in
-// Resources/symbols.
+// In the order of the tabs: the group in the data, then what the catalogue says of it. The symbols are drawn
+// in Resources/symbols.
 const categories = [
     ["smileys_emotion", "smileys", "Smileys & Emotion", "1f600", "face.smiling"],
     ["people_body", "people", "People & Body", "1f44b", "person"],
@@ -85,7 +85,8 @@ function keywordsFor(name, libraryKeywords) {
 }
 
 function buildManifest(groups, keywordsByText, recommended) {
-    const acceptsTones = (codepoint) => tones.every((tone) => recommended.has(textOf(`${codepoint}-${tone}`)));
+    const isRecommended = (codepoint) => recommended.has(textOf(codepoint));
+    const acceptsTones = (codepoint) => tones.every((tone) => isRecommended(`${codepoint}-${tone}`));
 
     const emojis = new Map();
     const manifestCategories = categories.map(({ group, id, name, icon, symbol }) => {
@@ -119,7 +120,7 @@ function serialise(manifest) {
         const fields = Object.entries(category).map(([key, value]) => `      ${json(key)}: ${json(value)}`);
         return `    {\n${fields.join(",\n")}\n    }`;
     });
-    const emojiTexts = [...manifest.emojis].map(([codepoint, data]) => `    ${json(codepoint)}: ${json(data)}`);
+    const emojiTexts = [...manifest.emojis].map(([key, data]) => `    ${json(key)}: ${json(data)}`);
     return [
         "{",
         `  "version": ${json(manifest.version)},`,

@@ -15,7 +15,7 @@ namespace glimmerwick {
 /// destroyed before that never goes on.
 class MainQueueHop {
 public:
-    explicit MainQueueHop(MainQueue& mainQueue) : m_mainQueue(mainQueue) {}
+    explicit MainQueueHop(MainQueue& mainQueue) : m_mainQueue(mainQueue) { }
 
     bool await_ready() const noexcept { return false; }
     void await_suspend(std::coroutine_handle<> sequence)
@@ -26,18 +26,18 @@ public:
             }
         });
     }
-    void await_resume() const noexcept {}
+    void await_resume() const noexcept { }
 
 private:
     MainQueue& m_mainQueue;
     Lifetime m_lifetime;
 };
 
-/// `co_await HttpGet(client, request)`: sends the request and goes on with its outcome. Destroying the task cancels
-/// the request.
+/// `co_await HttpGet(client, request)`: sends the request and goes on with its outcome. Destroying the task
+/// cancels the request.
 class HttpGet {
 public:
-    HttpGet(HttpClient& client, HttpRequest request) : m_client(client), m_request(std::move(request)) {}
+    HttpGet(HttpClient& client, HttpRequest request) : m_client(client), m_request(std::move(request)) { }
 
     bool await_ready() const noexcept { return false; }
     void await_suspend(std::coroutine_handle<> sequence)

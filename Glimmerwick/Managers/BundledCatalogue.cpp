@@ -11,18 +11,17 @@ namespace glimmerwick {
 
 namespace {
 
-constexpr std::chrono::system_clock::time_point seedDate
-    = std::chrono::sys_days(std::chrono::year(2001) / std::chrono::January / 1);
+constexpr std::chrono::system_clock::time_point seedDate =
+    std::chrono::sys_days(std::chrono::year(2001) / std::chrono::January / 1);
 
 using Report = std::function<void(std::string_view)>;
 
 class Seeder {
 public:
-    Seeder(FileSystem& fileSystem, const std::filesystem::path& bundle, const std::filesystem::path& cacheDirectory,
-           const Report& report) :
-        m_fileSystem(fileSystem),
-        m_report(report), m_cacheDirectory(cacheDirectory), m_bundled(bundle / "manifest.json"),
-        m_cached(cacheDirectory / "manifest.json")
+    Seeder(FileSystem& fileSystem, const std::filesystem::path& bundle,
+           const std::filesystem::path& cacheDirectory, const Report& report)
+        : m_fileSystem(fileSystem), m_report(report), m_cacheDirectory(cacheDirectory),
+          m_bundled(bundle / "manifest.json"), m_cached(cacheDirectory / "manifest.json")
     {
     }
 
@@ -78,7 +77,8 @@ private:
 
     void write(std::string_view bytes)
     {
-        if (!m_fileSystem.exists(m_cacheDirectory) && !succeeded(m_fileSystem.createDirectories(m_cacheDirectory))) {
+        if (!m_fileSystem.exists(m_cacheDirectory)
+            && !succeeded(m_fileSystem.createDirectories(m_cacheDirectory))) {
             return;
         }
         const bool isWritten = succeeded(m_fileSystem.write(m_cached, bytes));

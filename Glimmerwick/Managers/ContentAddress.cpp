@@ -34,8 +34,10 @@ bool mayStandInURL(char byte)
 
 bool hasWholeEscapes(std::string_view text)
 {
-    for (std::size_t index = text.find('%'); index != std::string_view::npos; index = text.find('%', index + 1)) {
-        if (index + 2 >= text.size() || !isHexadecimalDigit(text[index + 1]) || !isHexadecimalDigit(text[index + 2])) {
+    for (std::size_t index = text.find('%'); index != std::string_view::npos;
+         index = text.find('%', index + 1)) {
+        if (index + 2 >= text.size() || !isHexadecimalDigit(text[index + 1])
+            || !isHexadecimalDigit(text[index + 2])) {
             return false;
         }
     }
@@ -60,7 +62,8 @@ bool hasSchemeWhereNeeded(std::string_view text)
 std::size_t pathBegin(std::string_view url)
 {
     const std::size_t colon = url.find(':');
-    const std::size_t afterScheme = colon != std::string_view::npos && isScheme(url.substr(0, colon)) ? colon + 1 : 0;
+    const std::size_t afterScheme =
+        colon != std::string_view::npos && isScheme(url.substr(0, colon)) ? colon + 1 : 0;
     if (url.substr(afterScheme, 2) != "//") {
         return afterScheme;
     }

@@ -42,15 +42,13 @@ bool canNameImage(std::string_view codepoint)
         && codepoint.find_first_not_of("0123456789abcdefABCDEF-") == std::string_view::npos;
 }
 
-template <typename Error>
-Failure<Error> failure(typename Error::Kind kind, std::string underlying = {})
+template <typename Error> Failure<Error> failure(typename Error::Kind kind, std::string underlying = {})
 {
     return Failure{Error{kind, 0, std::move(underlying)}};
 }
 
 /// The body of a response that is a plain success with content; what each request does with it differs.
-template <typename Error>
-Result<std::string, Error> bodyOf(Result<HttpResponse, TransportError> outcome)
+template <typename Error> Result<std::string, Error> bodyOf(Result<HttpResponse, TransportError> outcome)
 {
     if (!outcome) {
         return failure<Error>(Error::Kind::networkError, outcome.error().description);
@@ -111,13 +109,14 @@ EmojiDataManager& EmojiDataManager::shared()
     });
 }
 
-EmojiDataManager::EmojiDataManager(const Process& process, Log& log, FileSystem& fileSystem, FileClock& fileClock,
-                                   MainQueue& mainQueue, HttpClient& httpClient, TextLayout& textLayout,
-                                   ImageCodec& imageCodec) :
-    m_process(process),
-    m_log(log), m_fileSystem(fileSystem), m_fileClock(fileClock), m_mainQueue(mainQueue), m_httpClient(httpClient),
-    m_textLayout(textLayout), m_imageCodec(imageCodec), m_cacheDirectory(process.cachesDirectory / "Glimmerwick"),
-    m_productionBaseURL(readBaseURL("PRODUCTION_BASE_URL")), m_currentOSVersion(process.operatingSystemVersion)
+EmojiDataManager::EmojiDataManager(const Process& process, Log& log, FileSystem& fileSystem,
+                                   FileClock& fileClock, MainQueue& mainQueue, HttpClient& httpClient,
+                                   TextLayout& textLayout, ImageCodec& imageCodec)
+    : m_process(process), m_log(log), m_fileSystem(fileSystem), m_fileClock(fileClock),
+      m_mainQueue(mainQueue), m_httpClient(httpClient), m_textLayout(textLayout), m_imageCodec(imageCodec),
+      m_cacheDirectory(process.cachesDirectory / "Glimmerwick"),
+      m_productionBaseURL(readBaseURL("PRODUCTION_BASE_URL")),
+      m_currentOSVersion(process.operatingSystemVersion)
 {
     m_log.print("[OS VERSION] Detected macOS " + std::to_string(m_currentOSVersion.major) + "."
                 + std::to_string(m_currentOSVersion.minor) + "." + std::to_string(m_currentOSVersion.patch));
@@ -271,7 +270,8 @@ bool EmojiDataManager::isEmojiNativelySupported(const Emoji& emoji)
 {
     {
         const std::lock_guard lock(m_cacheLock);
-        if (const auto found = m_nativeSupportCache.find(emoji.codepoint); found != m_nativeSupportCache.end()) {
+        if (const auto found = m_nativeSupportCache.find(emoji.codepoint);
+            found != m_nativeSupportCache.end()) {
             return found->second;
         }
     }

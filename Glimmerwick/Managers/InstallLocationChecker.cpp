@@ -17,7 +17,8 @@ constexpr std::size_t openApplicationsFolderButton = 0;
 AlertContent moveToApplicationsAlert()
 {
     return {"Move to Applications Folder?",
-            "Glimmerwick is running from a read-only location (like a disk image). For automatic updates to work, "
+            "Glimmerwick is running from a read-only location (like a disk image). For automatic updates to "
+            "work, "
             "please move the app to your Applications folder.\n"
             "\n"
             "To do this:\n"
@@ -29,10 +30,12 @@ AlertContent moveToApplicationsAlert()
 
 } // namespace
 
-void InstallLocationChecker::checkInstallLocation(UserDefaults& defaults, VolumeInfo& volumeInfo, Alert& alert,
-                                                  FileViewer& fileViewer, std::function<void()> done)
+void InstallLocationChecker::checkInstallLocation(UserDefaults& defaults, VolumeInfo& volumeInfo,
+                                                  Alert& alert, FileViewer& fileViewer,
+                                                  std::function<void()> done)
 {
-    if (defaults.boolean(hasShownAlertKey).value_or(false) || !volumeInfo.isInstallationReadOnly().value_or(false)) {
+    if (defaults.boolean(hasShownAlertKey).value_or(false)
+        || !volumeInfo.isInstallationReadOnly().value_or(false)) {
         done();
         return;
     }

@@ -9,8 +9,7 @@ namespace glimmerwick {
 namespace {
 
 /// Every newline character, in UTF-8.
-constexpr std::array<std::string_view, 7> newlines{"\n",     "\v",     "\f",    "\r",
-                                                   "\u0085", "\u2028", "\u2029"};
+constexpr std::array<std::string_view, 7> newlines{"\n", "\v", "\f", "\r", "\u0085", "\u2028", "\u2029"};
 
 /// The length of the newline that the text begins with; 0 when it begins with none.
 std::size_t newlineLength(std::string_view text)

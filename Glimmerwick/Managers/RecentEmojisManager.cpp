@@ -25,22 +25,23 @@ const std::string RecentEmojisManager::recentsChangedNotification = "RecentEmoji
 RecentEmojisManager& RecentEmojisManager::shared()
 {
     return InstalledPlatform::sharedInstance<RecentEmojisManager>([](const Platform& platform) {
-        return std::make_unique<RecentEmojisManager>(platform.userDefaults, platform.notificationCenter, platform.log,
-                                                     EmojiDataManager::shared());
+        return std::make_unique<RecentEmojisManager>(platform.userDefaults, platform.notificationCenter,
+                                                     platform.log, EmojiDataManager::shared());
     });
 }
 
-RecentEmojisManager::RecentEmojisManager(UserDefaults& defaults, NotificationCenter& notificationCenter, Log& log,
-                                         const EmojiDataManager& emojiDataManager) :
-    m_defaults(defaults), m_notificationCenter(notificationCenter), m_log(log), m_emojiDataManager(emojiDataManager),
-    m_recentCodepoints(loadRecents())
+RecentEmojisManager::RecentEmojisManager(UserDefaults& defaults, NotificationCenter& notificationCenter,
+                                         Log& log, const EmojiDataManager& emojiDataManager)
+    : m_defaults(defaults), m_notificationCenter(notificationCenter), m_log(log),
+      m_emojiDataManager(emojiDataManager), m_recentCodepoints(loadRecents())
 {
 }
 
 std::vector<std::string> RecentEmojisManager::loadRecents() const
 {
     auto recents = m_defaults.stringArray(recentEmojisKey).value_or(std::vector<std::string>());
-    m_log.print("RecentEmojisManager: Loaded " + std::to_string(recents.size()) + " recent emojis from UserDefaults");
+    m_log.print("RecentEmojisManager: Loaded " + std::to_string(recents.size())
+                + " recent emojis from UserDefaults");
     return recents;
 }
 
@@ -54,8 +55,8 @@ void RecentEmojisManager::addRecent(const std::string& codepoint)
         m_recentCodepoints.resize(maximumRecents);
     }
     save();
-    m_notificationCenter.post(
-        {recentsChangedNotification, this, std::map<std::string, std::any>{{"codepoints", m_recentCodepoints}}});
+    m_notificationCenter.post({recentsChangedNotification, this,
+                               std::map<std::string, std::any>{{"codepoints", m_recentCodepoints}}});
     m_log.print("RecentEmojisManager: Added '" + added
                 + "' to recents (total: " + std::to_string(m_recentCodepoints.size()) + ")");
 }

@@ -12,8 +12,8 @@ const std::string preferredSkinToneKey = "Glimmerwick.preferredSkinTone";
 
 } // namespace
 
-const std::string SkinTonePreferences::preferredSkinToneDidChangeNotification
-    = "SkinTonePreferences.preferredSkinToneDidChange";
+const std::string SkinTonePreferences::preferredSkinToneDidChangeNotification =
+    "SkinTonePreferences.preferredSkinToneDidChange";
 
 SkinTonePreferences& SkinTonePreferences::shared()
 {
@@ -22,8 +22,8 @@ SkinTonePreferences& SkinTonePreferences::shared()
     });
 }
 
-SkinTonePreferences::SkinTonePreferences(UserDefaults& defaults, NotificationCenter& notificationCenter) :
-    m_defaults(defaults), m_notificationCenter(notificationCenter)
+SkinTonePreferences::SkinTonePreferences(UserDefaults& defaults, NotificationCenter& notificationCenter)
+    : m_defaults(defaults), m_notificationCenter(notificationCenter)
 {
 }
 

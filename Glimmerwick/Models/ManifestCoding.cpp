@@ -12,14 +12,17 @@ namespace {
 
 using Json = nlohmann::json;
 
-/// A manifest is five levels deep. The bound keeps a hostile document from costing memory without end.
+/// A manifest is five levels deep and has some 50,000 values. The bounds keep a hostile document, which is
+/// parsed to many times its size, from costing memory without end.
 constexpr int maximumDepth = 64;
+constexpr int maximumValueCount = 1'000'000;
 
-/// Whether brackets are nested deeper than allowed. In text that is no JSON the answer may be wrong only behind the
-/// first error, where no parser gets.
-bool isNestedTooDeeply(std::string_view text)
+/// In which way the text is too much to be parsed, if it is. In text that is no JSON the answer may be wrong
+/// only behind the first error, where no parser gets.
+std::optional<std::string> describeExcess(std::string_view text)
 {
     int depth = 0;
+    int valueCount = 1;
     bool isInString = false;
     for (std::size_t index = 0; index < text.size(); ++index) {
         const char byte = text[index];
@@ -28,15 +31,17 @@ bool isNestedTooDeeply(std::string_view text)
             index += byte == '\\' ? 1 : 0;
         } else if (byte == '"') {
             isInString = true;
-        } else if (byte == '[' || byte == '{') {
-            if (++depth > maximumDepth) {
-                return true;
-            }
         } else if (byte == ']' || byte == '}') {
             --depth;
+        } else if (byte == '[' || byte == '{') {
+            if (++depth > maximumDepth) {
+                return "is nested more than " + std::to_string(maximumDepth) + " levels deep";
+            }
+        } else if (byte == ',' && ++valueCount > maximumValueCount) {
+            return "has more than " + std::to_string(maximumValueCount) + " values";
         }
     }
-    return false;
+    return std::nullopt;
 }
 
 std::string describePosition(std::string_view text, std::size_t offset)
@@ -55,9 +60,8 @@ Failure<DecodingError> invalidDocument(std::string reason)
 
 Result<Json, DecodingError> parse(std::string_view text)
 {
-    if (isNestedTooDeeply(text)) {
-        return Failure{DecodingError{"The document is nested more than " + std::to_string(maximumDepth)
-                                     + " levels deep"}};
+    if (const auto excess = describeExcess(text)) {
+        return Failure{DecodingError{"The document " + *excess}};
     }
     // The library takes a NUL for the end of the text, whatever follows.
     if (const std::size_t nul = text.find('\0'); nul != std::string_view::npos) {
@@ -75,8 +79,8 @@ Result<Json, DecodingError> parse(std::string_view text)
     }
 }
 
-/// A value of a document and the way to it, which only an error spells out. Reading a value that is not what it
-/// should be notes a problem and yields an empty one; the first problem of a document counts.
+/// A value of a document and the way to it, which only an error spells out. Reading a value that is not what
+/// it should be notes a problem and yields an empty one; the first problem of a document counts.
 class Node {
 public:
     using Problem = std::optional<DecodingError>;
@@ -90,16 +94,15 @@ public:
     std::optional<std::string> optionalString(const char* key) const;
     std::vector<std::string> strings(const char* key) const;
 
-    template <typename T>
-    std::vector<T> list(const char* key, T (*read)(const Node&)) const;
+    template <typename T> std::vector<T> list(const char* key, T (*read)(const Node&)) const;
     template <typename T>
     std::unordered_map<std::string, T> map(const char* key, T (*read)(const Node&)) const;
 
 private:
     static constexpr std::size_t noIndex = static_cast<std::size_t>(-1);
 
-    Node(const Json* value, const Node& parent, std::string_view key, std::size_t index = noIndex) :
-        m_value(value), m_problem(parent.m_problem), m_parent(&parent), m_key(key), m_index(index)
+    Node(const Json* value, const Node& parent, std::string_view key, std::size_t index = noIndex)
+        : m_value(value), m_problem(parent.m_problem), m_parent(&parent), m_key(key), m_index(index)
     {
     }
 
@@ -152,8 +155,7 @@ std::vector<std::string> Node::strings(const char* key) const
     return list<std::string>(key, [](const Node& element) { return element.asString(); });
 }
 
-template <typename T>
-std::vector<T> Node::list(const char* key, T (*read)(const Node&)) const
+template <typename T> std::vector<T> Node::list(const char* key, T (*read)(const Node&)) const
 {
     std::vector<T> elements;
     const Node array = member(key);
@@ -229,8 +231,7 @@ std::string Node::path() const
     return m_parent->m_parent ? m_parent->path() + "." + shortened(m_key) : shortened(m_key);
 }
 
-template <typename T>
-Result<T, DecodingError> decodeDocument(std::string_view text, T (*read)(const Node&))
+template <typename T> Result<T, DecodingError> decodeDocument(std::string_view text, T (*read)(const Node&))
 {
     const auto document = parse(text);
     if (!document) {
@@ -245,8 +246,7 @@ Result<T, DecodingError> decodeDocument(std::string_view text, T (*read)(const N
 }
 
 /// Emoji and EmojiData have the same members.
-template <typename EmojiLike>
-EmojiLike readEmojiMembers(const Node& node)
+template <typename EmojiLike> EmojiLike readEmojiMembers(const Node& node)
 {
     EmojiLike emoji;
     emoji.char_ = node.string("char");
@@ -258,8 +258,7 @@ EmojiLike readEmojiMembers(const Node& node)
     return emoji;
 }
 
-template <typename EmojiLike>
-Json writeEmojiMembers(const EmojiLike& emoji)
+template <typename EmojiLike> Json writeEmojiMembers(const EmojiLike& emoji)
 {
     Json object{{"char", emoji.char_},
                 {"name", emoji.name},
@@ -286,7 +285,8 @@ EmojiCategory readCategory(const Node& node)
 
 Json writeCategory(const EmojiCategory& category)
 {
-    Json object{{"id", category.id}, {"name", category.name}, {"icon", category.icon}, {"emojis", category.emojis}};
+    Json object{
+        {"id", category.id}, {"name", category.name}, {"icon", category.icon}, {"emojis", category.emojis}};
     if (category.sfSymbol) {
         object["sfSymbol"] = *category.sfSymbol;
     }

@@ -30,7 +30,8 @@ void require(UErrorCode status)
 
 icu::UnicodeString toUtf16(std::string_view text)
 {
-    return icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())));
+    return icu::UnicodeString::fromUTF8(
+        icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())));
 }
 
 std::string toUtf8(const icu::UnicodeString& text)
@@ -70,8 +71,7 @@ icu::BreakIterator& characterIterator()
 }
 
 /// Calls `take` with the bounds, in UTF-16 units, of each cluster in order.
-template <typename Take>
-void forEachCluster(const icu::UnicodeString& text, Take take)
+template <typename Take> void forEachCluster(const icu::UnicodeString& text, Take take)
 {
     icu::BreakIterator& iterator = characterIterator();
     iterator.setText(text);
@@ -132,8 +132,9 @@ std::string lowercased(std::string_view text)
 {
     if (isAscii(text)) {
         std::string lowered(text);
-        std::transform(lowered.begin(), lowered.end(), lowered.begin(),
-                       [](char byte) { return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte | 0x20) : byte; });
+        std::transform(lowered.begin(), lowered.end(), lowered.begin(), [](char byte) {
+            return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte | 0x20) : byte;
+        });
         return lowered;
     }
     return toUtf8(toUtf16(text).toLower(icu::Locale::getRoot()));

@@ -39,7 +39,8 @@ Registration NotificationCenter::addObserver(const std::string& name, Handler ha
 
 void NotificationCenter::post(const Notification& notification)
 {
-    // Handlers may change the list, remove themselves or even destroy this object: from here on only the copy is used.
+    // Handlers may change the list, remove themselves or even destroy this object: from here on only the copy
+    // is used.
     std::vector<std::shared_ptr<Observer>> receivers;
     for (const auto& observer : *m_observers) {
         if (observer->wants(notification)) {

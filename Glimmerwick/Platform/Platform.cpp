@@ -37,8 +37,8 @@ struct InstalledPlatform::State {
 
 InstalledPlatform::State* InstalledPlatform::State::current = nullptr;
 
-InstalledPlatform::InstalledPlatform(const Platform& platform) :
-    m_state(std::make_unique<State>(State{platform, {}}))
+InstalledPlatform::InstalledPlatform(const Platform& platform)
+    : m_state(std::make_unique<State>(State{platform, {}}))
 {
     if (State::current) {
         State::stop("a platform is installed already");

@@ -1,0 +1,211 @@
+#include "Platform/HarfBuzz/HarfBuzzTextLayout.h"
+
+#include <fontconfig/fontconfig.h>
+#include <hb-ot.h>
+#include <hb.h>
+
+#include <algorithm>
+#include <iterator>
+#include <limits>
+#include <mutex>
+#include <utility>
+
+namespace glimmerwick {
+
+namespace {
+
+struct BlobDeleter {
+    void operator()(hb_blob_t* blob) const { hb_blob_destroy(blob); }
+};
+struct FaceDeleter {
+    void operator()(hb_face_t* face) const { hb_face_destroy(face); }
+};
+struct FontDeleter {
+    void operator()(hb_font_t* font) const { hb_font_destroy(font); }
+};
+struct BufferDeleter {
+    void operator()(hb_buffer_t* buffer) const { hb_buffer_destroy(buffer); }
+};
+struct PatternDeleter {
+    void operator()(FcPattern* pattern) const { FcPatternDestroy(pattern); }
+};
+struct FontSetDeleter {
+    void operator()(FcFontSet* set) const { FcFontSetDestroy(set); }
+};
+using BlobHandle = std::unique_ptr<hb_blob_t, BlobDeleter>;
+using FaceHandle = std::unique_ptr<hb_face_t, FaceDeleter>;
+using FontHandle = std::unique_ptr<hb_font_t, FontDeleter>;
+using BufferHandle = std::unique_ptr<hb_buffer_t, BufferDeleter>;
+using PatternHandle = std::unique_ptr<FcPattern, PatternDeleter>;
+using FontSetHandle = std::unique_ptr<FcFontSet, FontSetDeleter>;
+
+constexpr const char* preferredFamily = "Noto Color Emoji";
+constexpr hb_codepoint_t grinningFace = 0x1f600;
+/// Two regional indicators that are, and stay, no country's.
+constexpr std::string_view flagOfNoCountry = "\U0001F1FD\U0001F1FD";
+
+const FcChar8* fontconfigText(const char* text)
+{
+    return reinterpret_cast<const FcChar8*>(text);
+}
+
+unsigned int tableLength(hb_face_t* face, hb_tag_t tag)
+{
+    const BlobHandle table(hb_face_reference_table(face, tag));
+    return hb_blob_get_length(table.get());
+}
+
+/// Layers of plain colours, COLR's first form, may stand beside the gradients of the second, which Qt 6.4
+/// cannot draw.
+bool hasColourLayers(hb_face_t* face)
+{
+    const BlobHandle table(hb_face_reference_table(face, HB_TAG('C', 'O', 'L', 'R')));
+    unsigned int length = 0;
+    const char* const bytes = hb_blob_get_data(table.get(), &length);
+    // The version, then the count of base glyphs with layers, both 16 bits, the high byte first.
+    constexpr unsigned int countEnd = 4;
+    return length >= countEnd && (bytes[2] != 0 || bytes[3] != 0);
+}
+
+bool canBeDrawnInColour(hb_face_t* face)
+{
+    return tableLength(face, HB_TAG('C', 'B', 'D', 'T')) > 0
+        || tableLength(face, HB_TAG('s', 'b', 'i', 'x')) > 0 || hasColourLayers(face);
+}
+
+std::vector<std::uint32_t> shape(hb_font_t* font, std::string_view text)
+{
+    const BufferHandle buffer(hb_buffer_create());
+    // Variation selectors and joiners that are left over would count as glyphs of their own.
+    hb_buffer_set_flags(buffer.get(), HB_BUFFER_FLAG_REMOVE_DEFAULT_IGNORABLES);
+    const auto length = static_cast<int>(std::min<std::size_t>(text.size(), std::numeric_limits<int>::max()));
+    hb_buffer_add_utf8(buffer.get(), text.data(), length, 0, length);
+    hb_buffer_guess_segment_properties(buffer.get());
+    hb_shape(font, buffer.get(), nullptr, 0);
+
+    unsigned int count = 0;
+    const hb_glyph_info_t* const glyphs = hb_buffer_get_glyph_infos(buffer.get(), &count);
+    std::vector<std::uint32_t> result;
+    result.reserve(count);
+    std::transform(glyphs, glyphs + count, std::back_inserter(result),
+                   [](const hb_glyph_info_t& glyph) { return glyph.codepoint; });
+    return result;
+}
+
+/// The fonts of the system, the best for emoji first.
+FontSetHandle emojiFontCandidates()
+{
+    const PatternHandle wanted(FcPatternCreate());
+    FcPatternAddString(wanted.get(), FC_FAMILY, fontconfigText(preferredFamily));
+    FcPatternAddString(wanted.get(), FC_FAMILY, fontconfigText("emoji"));
+    FcPatternAddBool(wanted.get(), FC_COLOR, FcTrue);
+    FcConfigSubstitute(nullptr, wanted.get(), FcMatchPattern);
+    FcDefaultSubstitute(wanted.get());
+    FcResult result = FcResultNoMatch;
+    return FontSetHandle(FcFontSort(nullptr, wanted.get(), FcFalse, nullptr, &result));
+}
+
+bool isColourEmojiFont(FcPattern* candidate)
+{
+    FcBool colour = FcFalse;
+    FcCharSet* characters = nullptr;
+    return FcPatternGetBool(candidate, FC_COLOR, 0, &colour) == FcResultMatch && colour
+        && FcPatternGetCharSet(candidate, FC_CHARSET, 0, &characters) == FcResultMatch
+        && FcCharSetHasChar(characters, grinningFace);
+}
+
+} // namespace
+
+struct HarfBuzzTextLayout::Font {
+    std::string family;
+    /// Immutable, so that threads may share it.
+    FontHandle font;
+    /// The glyph shown for any unknown flag, where the font has one.
+    std::optional<std::uint32_t> unknownFlag;
+
+    static std::optional<Font> find()
+    {
+        const FontSetHandle candidates = emojiFontCandidates();
+        for (int index = 0; candidates && index < candidates->nfont; ++index) {
+            FcPattern* const candidate = candidates->fonts[index];
+            if (isColourEmojiFont(candidate)) {
+                if (auto font = load(candidate)) {
+                    return font;
+                }
+            }
+        }
+        return std::nullopt;
+    }
+
+private:
+    static std::optional<Font> load(FcPattern* candidate)
+    {
+        FcChar8* file = nullptr;
+        FcChar8* family = nullptr;
+        int index = 0;
+        if (FcPatternGetString(candidate, FC_FILE, 0, &file) != FcResultMatch
+            || FcPatternGetString(candidate, FC_FAMILY, 0, &family) != FcResultMatch) {
+            return std::nullopt;
+        }
+        FcPatternGetInteger(candidate, FC_INDEX, 0, &index);
+
+        const BlobHandle blob(hb_blob_create_from_file_or_fail(reinterpret_cast<const char*>(file)));
+        if (!blob) {
+            return std::nullopt;
+        }
+        const FaceHandle face(hb_face_create(blob.get(), static_cast<unsigned int>(index)));
+        if (!canBeDrawnInColour(face.get())) {
+            return std::nullopt;
+        }
+        hb_face_make_immutable(face.get());
+        Font result{reinterpret_cast<const char*>(family), FontHandle(hb_font_create(face.get())),
+                    std::nullopt};
+        hb_font_make_immutable(result.font.get());
+        const auto flag = shape(result.font.get(), flagOfNoCountry);
+        if (flag.size() == 1) {
+            result.unknownFlag = flag.front();
+        }
+        return result;
+    }
+};
+
+struct HarfBuzzTextLayout::LazyFont {
+    std::once_flag looked;
+    std::optional<Font> font;
+};
+
+HarfBuzzTextLayout::HarfBuzzTextLayout() : m_font(std::make_unique<LazyFont>()) { }
+
+HarfBuzzTextLayout::~HarfBuzzTextLayout() = default;
+
+const HarfBuzzTextLayout::Font* HarfBuzzTextLayout::font()
+{
+    std::call_once(m_font->looked, [this] { m_font->font = Font::find(); });
+    return m_font->font ? &*m_font->font : nullptr;
+}
+
+// Which glyphs a text becomes does not depend on their size.
+std::optional<std::vector<GlyphRun>> HarfBuzzTextLayout::layOut(std::string_view text, double)
+{
+    const Font* const emojiFont = font();
+    if (!emojiFont) {
+        return std::nullopt;
+    }
+    GlyphRun run{shape(emojiFont->font.get(), text)};
+    if (run.glyphs.empty()) {
+        return std::vector<GlyphRun>();
+    }
+    if (emojiFont->unknownFlag) {
+        constexpr std::uint32_t missing = 0;
+        std::replace(run.glyphs.begin(), run.glyphs.end(), *emojiFont->unknownFlag, missing);
+    }
+    return std::vector<GlyphRun>{std::move(run)};
+}
+
+std::optional<std::string> HarfBuzzTextLayout::colourEmojiFontFamily()
+{
+    const Font* const emojiFont = font();
+    return emojiFont ? std::optional(emojiFont->family) : std::nullopt;
+}
+
+} // namespace glimmerwick

@@ -1,0 +1,212 @@
+#include "Platform/Linux/Files.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <system_error>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace glimmerwick {
+
+namespace {
+
+using std::filesystem::path;
+
+std::string describe(std::error_code error)
+{
+    return error.message();
+}
+
+std::string describeErrno()
+{
+    return describe(std::error_code(errno, std::generic_category()));
+}
+
+Failure<FileError> failure(const char* action, const path& subject, const std::string& reason)
+{
+    return Failure{FileError{std::string("cannot ") + action + " " + subject.string() + ": " + reason}};
+}
+
+class FileDescriptor {
+public:
+    explicit FileDescriptor(int descriptor) : m_descriptor(descriptor) { }
+    ~FileDescriptor() { close(); }
+    FileDescriptor(const FileDescriptor&) = delete;
+    FileDescriptor& operator=(const FileDescriptor&) = delete;
+
+    explicit operator bool() const { return m_descriptor >= 0; }
+    int get() const { return m_descriptor; }
+
+    /// Some file systems report a failed write only here. False: see errno.
+    bool close()
+    {
+        const int descriptor = m_descriptor;
+        m_descriptor = -1;
+        return descriptor < 0 || ::close(descriptor) == 0;
+    }
+
+private:
+    int m_descriptor;
+};
+
+// Without O_NONBLOCK opening a FIFO waits for its other end, and writing to a pipe or terminal for its
+// reader.
+constexpr int neverWait = O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+
+/// Reads to the end of the file, which may change meanwhile. An empty reason is success.
+std::string readAll(int descriptor, std::size_t limit, std::string& bytes)
+{
+    std::size_t filled = 0;
+    while (true) {
+        // One byte more than the limit, so that a file that outgrew it is noticed.
+        constexpr std::size_t chunk = 64 * 1024;
+        if (bytes.size() == filled) {
+            bytes.resize(std::min(filled + chunk, limit + 1));
+        }
+        const ssize_t count = ::read(descriptor, bytes.data() + filled, bytes.size() - filled);
+        if (count < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            return describeErrno();
+        }
+        if (count == 0) {
+            bytes.resize(filled);
+            return {};
+        }
+        filled += static_cast<std::size_t>(count);
+        if (filled > limit) {
+            return describe(std::make_error_code(std::errc::file_too_large));
+        }
+    }
+}
+
+/// False: see errno.
+bool writeAll(int descriptor, std::string_view bytes)
+{
+    while (!bytes.empty()) {
+        const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
+        if (count < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            return false;
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+    return true;
+}
+
+/// Takes the room before the old contents are touched, so that a full disk does not cost them. False: see
+/// errno.
+bool reserveRoom(int descriptor, std::size_t size)
+{
+    if (size == 0 || ::fallocate(descriptor, FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size)) == 0) {
+        return true;
+    }
+    return errno != ENOSPC && errno != EDQUOT;
+}
+
+std::chrono::system_clock::time_point toTimePoint(const timespec& time)
+{
+    return std::chrono::system_clock::time_point(std::chrono::seconds(time.tv_sec)
+                                                 + std::chrono::nanoseconds(time.tv_nsec));
+}
+
+timespec toTimespec(std::chrono::system_clock::time_point time)
+{
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
+    timespec result{};
+    result.tv_sec = static_cast<time_t>(seconds.time_since_epoch().count());
+    result.tv_nsec = static_cast<long>(std::chrono::nanoseconds(time - seconds).count());
+    return result;
+}
+
+} // namespace
+
+bool LocalFileSystem::exists(const path& path)
+{
+    std::error_code error;
+    return std::filesystem::exists(path, error);
+}
+
+Result<std::string, FileError> LocalFileSystem::read(const path& path)
+{
+    constexpr const char* action = "read";
+    const FileDescriptor file(::open(path.c_str(), O_RDONLY | neverWait));
+    struct stat status { };
+    if (!file || ::fstat(file.get(), &status) != 0) {
+        return failure(action, path, describeErrno());
+    }
+    if (S_ISDIR(status.st_mode)) {
+        return failure(action, path, describe(std::make_error_code(std::errc::is_a_directory)));
+    }
+    if (!S_ISREG(status.st_mode)) {
+        return failure(action, path, "Not a regular file");
+    }
+    const auto size = static_cast<std::uintmax_t>(status.st_size);
+    if (size > maximumReadSize) {
+        return failure(action, path, describe(std::make_error_code(std::errc::file_too_large)));
+    }
+
+    std::string bytes(static_cast<std::size_t>(size) + 1, '\0');
+    const std::string reason = readAll(file.get(), maximumReadSize, bytes);
+    if (!reason.empty()) {
+        return failure(action, path, reason);
+    }
+    return bytes;
+}
+
+Result<Success, FileError> LocalFileSystem::write(const path& path, std::string_view bytes)
+{
+    constexpr const char* action = "write";
+    constexpr mode_t readableByAll = 0666;
+    FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | neverWait, readableByAll));
+    struct stat status { };
+    if (!file || ::fstat(file.get(), &status) != 0) {
+        return failure(action, path, describeErrno());
+    }
+    const bool isRegular = S_ISREG(status.st_mode);
+    if ((isRegular && !reserveRoom(file.get(), bytes.size())) || !writeAll(file.get(), bytes)
+        || (isRegular && ::ftruncate(file.get(), static_cast<off_t>(bytes.size())) != 0) || !file.close()) {
+        return failure(action, path, describeErrno());
+    }
+    return Success{};
+}
+
+Result<Success, FileError> LocalFileSystem::createDirectories(const path& path)
+{
+    std::error_code error;
+    std::filesystem::create_directories(path, error);
+    if (error) {
+        return failure("create folder", path, describe(error));
+    }
+    return Success{};
+}
+
+Result<std::optional<std::chrono::system_clock::time_point>, FileError>
+LocalFileSystem::modificationDate(const path& path)
+{
+    struct stat status { };
+    if (::stat(path.c_str(), &status) != 0) {
+        return failure("read the date of", path, describeErrno());
+    }
+    return std::optional(toTimePoint(status.st_mtim));
+}
+
+Result<Success, FileError> LocalFileSystem::setModificationDate(const path& path,
+                                                                std::chrono::system_clock::time_point date)
+{
+    timespec unchanged{};
+    unchanged.tv_nsec = UTIME_OMIT;
+    const timespec times[] = {unchanged, toTimespec(date)};
+    if (::utimensat(AT_FDCWD, path.c_str(), times, 0) != 0) {
+        return failure("set the date of", path, describeErrno());
+    }
+    return Success{};
+}
+
+} // namespace glimmerwick

@@ -1,0 +1,143 @@
+#include "Platform/X11/X11Pasteboard.h"
+
+#include "Platform/Qt/Text.h"
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QMimeData>
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <functional>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <system_error>
+#include <thread>
+#include <type_traits>
+#include <utility>
+
+namespace glimmerwick {
+
+namespace {
+
+class WakeDescriptor {
+public:
+    WakeDescriptor() : m_descriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+    {
+        if (m_descriptor < 0) {
+            throw std::system_error(errno, std::generic_category(), "eventfd");
+        }
+    }
+    ~WakeDescriptor() { close(m_descriptor); }
+    WakeDescriptor(const WakeDescriptor&) = delete;
+    WakeDescriptor& operator=(const WakeDescriptor&) = delete;
+
+    int get() const { return m_descriptor; }
+    void wake() { eventfd_write(m_descriptor, 1); }
+    void settle()
+    {
+        eventfd_t ignored = 0;
+        eventfd_read(m_descriptor, &ignored);
+    }
+
+private:
+    const int m_descriptor;
+};
+
+} // namespace
+
+/// The clipboard thread: lives in the service's `wait`, and does in between what the main thread asks of it.
+class X11Pasteboard::Worker {
+public:
+    Worker() : m_thread([this](const std::stop_token& stop) { run(stop); }) { }
+    ~Worker()
+    {
+        m_thread.request_stop();
+        m_wake.wake();
+    }
+    Worker(const Worker&) = delete;
+    Worker& operator=(const Worker&) = delete;
+
+    /// Runs the work on the thread and returns its result.
+    template <typename Work> auto perform(Work work)
+    {
+        using Result = std::invoke_result_t<Work, X11SelectionService&>;
+        // Shared: the result is there a moment before the thread has left the task.
+        auto task = std::make_shared<std::packaged_task<Result(X11SelectionService&)>>(std::move(work));
+        auto result = task->get_future();
+        {
+            const std::lock_guard lock(m_mutex);
+            m_work = [task](X11SelectionService& service) { (*task)(service); };
+        }
+        m_wake.wake();
+        return result.get();
+    }
+
+private:
+    void run(const std::stop_token& stop)
+    {
+        while (!stop.stop_requested()) {
+            if (const auto work = takeWork()) {
+                work(m_service);
+            }
+            m_service.wait(X11SelectionService::Time::max(), m_wake.get());
+        }
+        m_service.handOver();
+    }
+
+    std::function<void(X11SelectionService&)> takeWork()
+    {
+        m_wake.settle();
+        const std::lock_guard lock(m_mutex);
+        return std::exchange(m_work, nullptr);
+    }
+
+    X11SelectionService m_service;
+    WakeDescriptor m_wake;
+    std::mutex m_mutex;
+    std::function<void(X11SelectionService&)> m_work;
+    std::jthread m_thread;
+};
+
+X11Pasteboard::X11Pasteboard(std::uint32_t toolkitClient) :
+    m_toolkitClient(toolkitClient), m_worker(std::make_unique<Worker>())
+{
+}
+
+X11Pasteboard::~X11Pasteboard() = default;
+
+void X11Pasteboard::clearContents()
+{
+    m_worker->perform([](X11SelectionService& service) { service.clear(); });
+}
+
+bool X11Pasteboard::setString(std::string_view text, const std::string& type) { return setData(text, type); }
+
+bool X11Pasteboard::setData(std::string_view bytes, const std::string& type)
+{
+    return m_worker->perform([&](X11SelectionService& service) { return service.add(type, std::string(bytes)); });
+}
+
+std::optional<std::string> X11Pasteboard::string(const std::string& type)
+{
+    const auto result = m_worker->perform(
+        [&](X11SelectionService& service) { return service.read(type, m_toolkitClient); });
+    if (result.owner != m_toolkitClient) {
+        return result.text;
+    }
+    // Text copied in one of this program's own fields.
+    const QMimeData* own = QGuiApplication::clipboard()->mimeData();
+    return own && own->hasText() && type == pasteboardType::string ? std::optional(toUtf8(own->text()))
+                                                                   : std::nullopt;
+}
+
+void X11Pasteboard::pasteWillBegin(xcb_window_t target, X11SelectionService::PasteSelections selections)
+{
+    m_worker->perform([=](X11SelectionService& service) { service.beginPaste(target, selections); });
+}
+
+} // namespace glimmerwick

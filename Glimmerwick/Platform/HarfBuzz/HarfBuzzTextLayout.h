@@ -1,0 +1,34 @@
+#pragma once
+
+#include "Platform/TextLayout.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace glimmerwick {
+
+/// Lays texts out in the system's colour emoji font, which is looked for once, on first use: the family
+/// "Noto Color Emoji", else the first colour font with emoji in the order that fontconfig gives. A font whose
+/// colours exist only in forms that are not drawn here counts as absent. Any thread.
+class HarfBuzzTextLayout : public TextLayout {
+public:
+    HarfBuzzTextLayout();
+    ~HarfBuzzTextLayout() override;
+
+    /// One run for the whole line; no runs for a text without glyphs. The picture that the font shows for
+    /// every flag it does not know is reported as a missing glyph.
+    std::optional<std::vector<GlyphRun>> layOut(std::string_view text, double pointSize) override;
+
+    /// The font's family, to draw with; nothing when there is no such font.
+    std::optional<std::string> colourEmojiFontFamily();
+
+private:
+    struct Font;
+    struct LazyFont;
+    const Font* font();
+
+    std::unique_ptr<LazyFont> m_font;
+};
+
+} // namespace glimmerwick

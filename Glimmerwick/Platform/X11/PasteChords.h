@@ -1,0 +1,45 @@
+#pragma once
+
+#include <filesystem>
+#include <istream>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace glimmerwick {
+
+/// The keys that paste in one kind of application.
+struct PasteChord {
+    enum class Keys { controlV, controlShiftV, shiftInsert };
+    enum class Readiness {
+        atOnce,
+        /// The application takes a paste only after it has learned what is on the clipboard.
+        afterSettling,
+    };
+
+    Keys keys = Keys::controlV;
+    Readiness readiness = Readiness::atOnce;
+
+    friend bool operator==(const PasteChord&, const PasteChord&) = default;
+};
+
+/// Which keys paste where, by the application's window class.
+///
+/// A file has one class per line, then the keys ("Ctrl+V", "Ctrl+Shift+V", "Shift+Insert"), then "settle" where the
+/// application needs it; "#" begins a comment. Upper and lower case are the same everywhere. Lines that make no
+/// sense are reported on standard error and skipped.
+class PasteChords {
+public:
+    /// Adds the file's lines, which win over earlier ones. A file that cannot be opened adds nothing.
+    void load(const std::filesystem::path& file);
+    void load(std::istream& lines, const std::string& name);
+
+    /// Ctrl+V for a class that is not listed.
+    PasteChord find(std::string_view windowClass) const;
+
+private:
+    std::map<std::string, PasteChord> m_byClass;
+};
+
+} // namespace glimmerwick

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "Platform/AccessibilityTrust.h"
+
+namespace glimmerwick {
+
+class X11Connection;
+
+/// X11 lets every client watch and inject keys, as long as the server offers the extensions for it.
+class X11AccessibilityTrust : public AccessibilityTrust {
+public:
+    explicit X11AccessibilityTrust(X11Connection& display);
+
+    bool isTrusted() override;
+    /// Names what is missing on standard error.
+    bool isTrustedWithPrompt() override;
+
+private:
+    X11Connection& m_display;
+};
+
+} // namespace glimmerwick

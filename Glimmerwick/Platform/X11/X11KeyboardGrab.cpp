@@ -1,0 +1,226 @@
+#include "Platform/X11/X11KeyboardGrab.h"
+
+#include "Platform/Clock.h"
+#include "Platform/MainQueue.h"
+#include "Platform/Qt/XkbKeyCodes.h"
+#include "Platform/X11/X11EventWatcher.h"
+#include "Platform/X11/X11HeldKeys.h"
+
+#include <QGuiApplication>
+#include <QWindow>
+#include <qpa/qwindowsysteminterface.h>
+
+#include <xcb/xtest.h>
+
+#include <algorithm>
+
+namespace glimmerwick {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto retryInterval = 25ms;
+constexpr auto longestWait = 1s;
+
+QWindow* toolkitWindow(xcb_window_t id)
+{
+    const auto windows = QGuiApplication::allWindows();
+    const auto found = std::ranges::find_if(windows, [id](const QWindow* window) {
+        return window->handle() && static_cast<xcb_window_t>(window->winId()) == id;
+    });
+    return found == windows.end() ? nullptr : *found;
+}
+
+} // namespace
+
+X11KeyboardGrab::X11KeyboardGrab(X11Connection& toolkit, X11Connection& display, X11Keyboard& keyboard,
+                                 X11EventWatcher& watcher, X11HeldKeys& heldKeys, MainQueue& mainQueue,
+                                 Clock& clock) :
+    m_toolkit(toolkit), m_display(display), m_keyboard(keyboard), m_watcher(watcher), m_heldKeys(heldKeys),
+    m_mainQueue(mainQueue), m_clock(clock),
+    m_activeWindowObserver(watcher.onActiveWindowChanged([this] { follow(); }))
+{
+}
+
+X11KeyboardGrab::~X11KeyboardGrab() { letGo(); }
+
+void X11KeyboardGrab::panelDidShow(xcb_window_t panel)
+{
+    m_panel = panel;
+    engage();
+}
+
+void X11KeyboardGrab::panelWillHide()
+{
+    letGo();
+    m_panel.reset();
+}
+
+void X11KeyboardGrab::setWanted(bool wanted)
+{
+    m_isWanted = wanted;
+    if (wanted) {
+        engage();
+    } else {
+        letGo();
+    }
+}
+
+void X11KeyboardGrab::engage()
+{
+    if (!m_panel || !m_isWanted || m_state != State::idle) {
+        return;
+    }
+    m_giveUp = m_clock.now() + longestWait;
+    if (!tryToGrab()) {
+        m_state = State::waiting;
+        m_retry = m_mainQueue.every(retryInterval, [this] { retry(); });
+    }
+}
+
+bool X11KeyboardGrab::tryToGrab()
+{
+    const xcb_window_t window = m_toolkit.focusWindow().value_or(m_toolkit.root());
+    const auto reply = m_toolkit.answer(xcb_grab_keyboard_reply,
+                                        xcb_grab_keyboard(m_toolkit, 0, window, XCB_CURRENT_TIME,
+                                                          XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+    if (!reply || reply->status != XCB_GRAB_STATUS_SUCCESS) {
+        return false;
+    }
+    m_retry.reset();
+    m_state = State::grabbed;
+    m_grabbedWindow = window;
+    m_watcher.watchFocus(window, [this] { follow(); });
+    tellToolkit(m_panel);
+    return true;
+}
+
+void X11KeyboardGrab::retry()
+{
+    if (m_state == State::lent && isSwitchingWindows()) {
+        m_giveUp = m_clock.now() + longestWait;
+        return;
+    }
+    if (!tryToGrab() && m_clock.now() >= m_giveUp) {
+        focusPanel();
+    }
+}
+
+// A grab on a window that is no longer shown has ended without a word, and one on a window that is no longer in use
+// would deactivate its application at the end.
+void X11KeyboardGrab::follow()
+{
+    if (m_state != State::grabbed) {
+        return;
+    }
+    if (m_toolkit.focusWindow().value_or(m_toolkit.root()) == m_grabbedWindow && m_grabbedWindow != m_toolkit.root()) {
+        return;
+    }
+    m_state = State::idle;
+    engage();
+}
+
+void X11KeyboardGrab::makePanelKey(xcb_window_t panel)
+{
+    m_panel = panel;
+    if (m_state == State::idle) {
+        focusPanel();
+    }
+}
+
+void X11KeyboardGrab::focusPanel()
+{
+    m_retry.reset();
+    m_watcher.stopWatchingFocus();
+    m_previousFocus = m_toolkit.focusWindow();
+    m_state = State::focused;
+    xcb_set_input_focus(m_toolkit, XCB_INPUT_FOCUS_POINTER_ROOT, *m_panel, XCB_CURRENT_TIME);
+    m_toolkit.roundTrip();
+    tellToolkit(m_panel);
+}
+
+void X11KeyboardGrab::restoreFocus()
+{
+    // Wherever the user or the window manager has put it meanwhile, it stays.
+    if (m_previousFocus && m_toolkit.focusWindow() == m_panel) {
+        xcb_set_input_focus(m_toolkit, XCB_INPUT_FOCUS_PARENT, *m_previousFocus, XCB_CURRENT_TIME);
+    }
+    m_previousFocus.reset();
+}
+
+void X11KeyboardGrab::letGo()
+{
+    const State state = std::exchange(m_state, State::idle);
+    m_retry.reset();
+    m_watcher.stopWatchingFocus();
+    if (state == State::focused) {
+        m_heldKeys.keepBack(m_previousFocus);
+        restoreFocus();
+    } else if (state == State::grabbed) {
+        m_heldKeys.keepBack(m_grabbedWindow);
+    }
+    xcb_ungrab_keyboard(m_toolkit, XCB_CURRENT_TIME);
+    m_toolkit.roundTrip();
+    if (state != State::idle) {
+        tellToolkit(m_toolkit.focusWindow());
+    }
+}
+
+X11KeyboardGrab::Route X11KeyboardGrab::route(xcb_key_press_event_t& event)
+{
+    if (m_state != State::grabbed || !m_panel) {
+        return Route::elsewhere;
+    }
+    if (isWindowSwitch(event)) {
+        if (event.response_type == XCB_KEY_PRESS) {
+            lendToWindowManager(event.detail);
+        }
+        return Route::withheld;
+    }
+    event.event = *m_panel;
+    return Route::toPanel;
+}
+
+bool X11KeyboardGrab::isWindowSwitch(const xcb_key_press_event_t& event) const
+{
+    const EventFlags flags = m_keyboard.flags(event.state);
+    if ((flags & eventFlag::option) == 0 || (flags & (eventFlag::command | eventFlag::control)) != 0) {
+        return false;
+    }
+    const auto tabKeys = m_keyboard.keysOf(keyCode::tab);
+    return std::ranges::find(tabKeys, event.detail) != tabKeys.end();
+}
+
+// The window manager's own grab of the combination could not fire while the keyboard was grabbed here. So the key is
+// released and pressed once more in the user's name, now that it can.
+void X11KeyboardGrab::lendToWindowManager(xcb_keycode_t key)
+{
+    m_state = State::lent;
+    m_watcher.stopWatchingFocus();
+    xcb_ungrab_keyboard(m_toolkit, XCB_CURRENT_TIME);
+    m_toolkit.roundTrip();
+    if (m_display.hasExtension(xcb_test_id)) {
+        for (const std::uint8_t type : {XCB_KEY_RELEASE, XCB_KEY_PRESS, XCB_KEY_RELEASE}) {
+            xcb_test_fake_input(m_display, type, key, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
+        }
+        xcb_flush(m_display);
+    }
+    m_giveUp = m_clock.now() + longestWait;
+    m_retry = m_mainQueue.every(retryInterval, [this] { retry(); });
+}
+
+bool X11KeyboardGrab::isSwitchingWindows() const
+{
+    const auto reply
+        = m_display.answer(xcb_query_pointer_reply, xcb_query_pointer(m_display, m_display.root()));
+    return reply && (m_keyboard.flags(reply->mask) & eventFlag::option) != 0;
+}
+
+void X11KeyboardGrab::tellToolkit(std::optional<xcb_window_t> activeWindow)
+{
+    QWindow* ownWindow = activeWindow ? toolkitWindow(*activeWindow) : nullptr;
+    QWindowSystemInterface::handleWindowActivated(ownWindow, Qt::ActiveWindowFocusReason);
+}
+
+} // namespace glimmerwick

@@ -1,0 +1,386 @@
+#include "Platform/X11/X11SelectionService.h"
+
+#include "Platform/Pasteboard.h"
+#include "Platform/Qt/Text.h"
+#include "Platform/X11/X11IncomingTransfer.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <utility>
+
+namespace glimmerwick {
+
+namespace {
+
+using namespace std::chrono_literals;
+using SteadyClock = std::chrono::steady_clock;
+
+constexpr int noDescriptor = -1;
+
+// A paste lasts from the chord until this long after the target has first asked for the contents, but not longer
+// than the other.
+constexpr auto pasteAfterTaking = 250ms;
+constexpr auto longestPaste = 2s;
+
+// Clipboard histories ask the moment the owner changes, a little before the chord tells that the contents are only
+// passing. Requests that come so soon wait this long for that.
+constexpr auto holdTime = 30ms;
+
+constexpr auto serverAnswer = 1s;
+
+/// Positive when the first is later; server time wraps around.
+std::int32_t difference(xcb_timestamp_t first, xcb_timestamp_t second)
+{
+    return static_cast<std::int32_t>(first - second);
+}
+
+} // namespace
+
+X11SelectionService::X11SelectionService() :
+    m_window(xcb_generate_id(m_connection)), m_server(m_connection), m_clipboard(m_connection.atom("CLIPBOARD")),
+    m_primary(XCB_ATOM_PRIMARY)
+{
+    const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
+    xcb_create_window(m_connection, 0, m_window, m_connection.root(), -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
+                      XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK, &mask);
+    xcb_flush(m_connection);
+}
+
+X11SelectionService::~X11SelectionService() = default;
+
+void X11SelectionService::wait(Time until, int wakeDescriptor)
+{
+    if (handleEvents()) {
+        meetDeadlines();
+        return;
+    }
+    const Time wakeAt = std::min(until, nextDeadline().value_or(until));
+    const auto remaining = std::chrono::ceil<std::chrono::milliseconds>(wakeAt - SteadyClock::now());
+    // The descriptor of a lost connection would be readable for ever.
+    const int display = m_connection.isBroken() ? noDescriptor : xcb_get_file_descriptor(m_connection);
+    std::array<pollfd, 2> descriptors{pollfd{display, POLLIN, 0}, pollfd{wakeDescriptor, POLLIN, 0}};
+    poll(descriptors.data(), descriptors.size(), static_cast<int>(std::clamp<std::int64_t>(remaining.count(), 0, 60'000)));
+    handleEvents();
+    meetDeadlines();
+}
+
+void X11SelectionService::clear()
+{
+    takeOwnership(m_clipboard);
+    m_holdUntil = SteadyClock::now() + holdTime;
+}
+
+bool X11SelectionService::takeOwnership(Selection& selection)
+{
+    selection.contents = std::make_shared<const X11SelectionContents>();
+    const auto time = serverTime();
+    if (!time) {
+        selection.isOwned = false;
+        return false;
+    }
+    xcb_set_selection_owner(m_connection, m_window, selection.atom, *time);
+    selection.ownedSince = *time;
+    selection.isOwned = ownerOf(selection.atom) == m_window;
+    return selection.isOwned;
+}
+
+bool X11SelectionService::add(const std::string& type, std::string bytes)
+{
+    if (!stillOwns(m_clipboard)) {
+        return false;
+    }
+    auto contents = *m_clipboard.contents;
+    contents.byType[type] = std::make_shared<const std::string>(std::move(bytes));
+    m_clipboard.contents = std::make_shared<const X11SelectionContents>(std::move(contents));
+    m_holdUntil = SteadyClock::now() + holdTime;
+    return true;
+}
+
+bool X11SelectionService::stillOwns(Selection& selection)
+{
+    selection.isOwned = selection.isOwned && ownerOf(selection.atom) == m_window;
+    return selection.isOwned;
+}
+
+xcb_window_t X11SelectionService::ownerOf(xcb_atom_t selection)
+{
+    const auto reply
+        = m_connection.answer(xcb_get_selection_owner_reply, xcb_get_selection_owner(m_connection, selection));
+    return reply ? reply->owner : static_cast<xcb_window_t>(XCB_WINDOW_NONE);
+}
+
+// The time of a property change of one's own is the server's time now.
+std::optional<xcb_timestamp_t> X11SelectionService::serverTime()
+{
+    m_serverTime.reset();
+    xcb_change_property(m_connection, XCB_PROP_MODE_APPEND, m_window, m_connection.atom("GLIMMERWICK_TIME"),
+                        XCB_ATOM_STRING, 8, 0, nullptr);
+    xcb_flush(m_connection);
+    const Time until = SteadyClock::now() + serverAnswer;
+    while (!m_serverTime && SteadyClock::now() < until && !m_connection.isBroken()) {
+        wait(until, noDescriptor);
+    }
+    return m_serverTime;
+}
+
+X11SelectionService::ReadResult X11SelectionService::read(const std::string& type, std::uint32_t busyClient)
+{
+    const xcb_window_t owner = ownerOf(m_clipboard.atom);
+    if (owner == XCB_WINDOW_NONE) {
+        return {};
+    }
+    ReadResult result{std::nullopt, m_connection.clientOf(owner)};
+    if (owner == m_window) {
+        if (const auto bytes = m_clipboard.contents->find(type)) {
+            result.text = *bytes;
+        }
+    } else if (result.owner != busyClient) {
+        result.text = readFromOwner(m_clipboard.atom, type, {1s, 5s});
+    }
+    return result;
+}
+
+std::optional<std::string> X11SelectionService::readFromOwner(xcb_atom_t selection, const std::string& type,
+                                                              Patience patience)
+{
+    const auto time = serverTime();
+    if (!time) {
+        return std::nullopt;
+    }
+    for (const xcb_atom_t target : readTargets(type)) {
+        X11IncomingTransfer transfer(m_connection, selection, target, *time);
+        waitFor(transfer, patience);
+        if (transfer.status() == X11IncomingTransfer::Status::complete) {
+            return decoded(transfer);
+        }
+        if (transfer.status() != X11IncomingTransfer::Status::refused) {
+            return std::nullopt;
+        }
+    }
+    return std::nullopt;
+}
+
+std::vector<xcb_atom_t> X11SelectionService::readTargets(const std::string& type)
+{
+    if (type == pasteboardType::string) {
+        return {m_connection.atom("UTF8_STRING"), m_connection.atom("text/plain;charset=utf-8"), XCB_ATOM_STRING};
+    }
+    return {m_connection.atom(type)};
+}
+
+std::optional<std::string> X11SelectionService::decoded(X11IncomingTransfer& transfer)
+{
+    std::string bytes = transfer.takeBytes();
+    if (transfer.type() == XCB_ATOM_STRING) {
+        return toUtf8(QString::fromLatin1(bytes.data(), static_cast<qsizetype>(bytes.size())));
+    }
+    return bytes;
+}
+
+void X11SelectionService::waitFor(X11IncomingTransfer& transfer, Patience patience)
+{
+    m_incoming = &transfer;
+    const Time end = SteadyClock::now() + patience.altogether;
+    while (transfer.status() == X11IncomingTransfer::Status::pending && !m_connection.isBroken()) {
+        const Time until = std::min(end, transfer.lastProgress() + patience.withoutProgress);
+        if (SteadyClock::now() >= until) {
+            break;
+        }
+        wait(until, noDescriptor);
+    }
+    m_incoming = nullptr;
+}
+
+void X11SelectionService::beginPaste(xcb_window_t target, PasteSelections selections)
+{
+    if (m_paste) {
+        endPaste();
+    }
+    if (!stillOwns(m_clipboard)) {
+        return;
+    }
+    auto contents = *m_clipboard.contents;
+    contents.isPassing = true;
+    m_clipboard.contents = std::make_shared<const X11SelectionContents>(std::move(contents));
+    answerHeld(Time::max());
+
+    Paste paste;
+    paste.client = m_connection.clientOf(target);
+    paste.contents = m_clipboard.contents;
+    if (selections == PasteSelections::clipboardAndPrimary) {
+        paste.usesPrimary = true;
+        paste.savedPrimary = readPrimary();
+        if (takeOwnership(m_primary)) {
+            m_primary.contents = paste.contents;
+        }
+    }
+    paste.end = SteadyClock::now() + longestPaste;
+    m_paste = std::move(paste);
+}
+
+std::optional<std::string> X11SelectionService::readPrimary()
+{
+    if (!stillOwns(m_primary)) {
+        return readFromOwner(m_primary.atom, pasteboardType::string, {100ms, 200ms});
+    }
+    const auto bytes = m_primary.contents->find(pasteboardType::string);
+    return bytes ? std::optional(*bytes) : std::nullopt;
+}
+
+// The user's selected text cannot be selected again from here, but it can be offered.
+void X11SelectionService::endPaste()
+{
+    const Paste paste = *std::exchange(m_paste, std::nullopt);
+    if (!paste.usesPrimary || !stillOwns(m_primary)) {
+        return;
+    }
+    if (paste.savedPrimary) {
+        X11SelectionContents contents;
+        contents.byType[pasteboardType::string] = std::make_shared<const std::string>(*paste.savedPrimary);
+        m_primary.contents = std::make_shared<const X11SelectionContents>(std::move(contents));
+    } else {
+        xcb_set_selection_owner(m_connection, XCB_WINDOW_NONE, m_primary.atom, m_primary.ownedSince);
+        xcb_flush(m_connection);
+        m_primary.isOwned = false;
+    }
+}
+
+void X11SelectionService::handOver()
+{
+    const xcb_atom_t manager = m_connection.atom("CLIPBOARD_MANAGER");
+    if (!stillOwns(m_clipboard) || m_clipboard.contents->byType.empty() || ownerOf(manager) == XCB_WINDOW_NONE) {
+        return;
+    }
+    if (const auto time = serverTime()) {
+        X11IncomingTransfer request(m_connection, manager, m_connection.atom("SAVE_TARGETS"), *time);
+        waitFor(request, {500ms, 1s});
+    }
+}
+
+bool X11SelectionService::handleEvents()
+{
+    bool hasHandled = false;
+    while (const XcbEvent event = m_connection.pollEvent()) {
+        handle(*event);
+        hasHandled = true;
+    }
+    return hasHandled;
+}
+
+void X11SelectionService::handle(const xcb_generic_event_t& event)
+{
+    switch (eventType(event)) {
+    case XCB_SELECTION_REQUEST:
+        handleRequest(reinterpret_cast<const xcb_selection_request_event_t&>(event));
+        break;
+    case XCB_SELECTION_CLEAR:
+        handleLoss(reinterpret_cast<const xcb_selection_clear_event_t&>(event));
+        break;
+    case XCB_DESTROY_NOTIFY:
+        m_server.handle(reinterpret_cast<const xcb_destroy_notify_event_t&>(event));
+        break;
+    case XCB_PROPERTY_NOTIFY: {
+        const auto& change = reinterpret_cast<const xcb_property_notify_event_t&>(event);
+        if (change.window == m_window) {
+            m_serverTime = change.time;
+        }
+        m_server.handle(change);
+        break;
+    }
+    default:
+        break;
+    }
+    if (m_incoming) {
+        m_incoming->handle(event);
+    }
+}
+
+void X11SelectionService::handleRequest(const xcb_selection_request_event_t& request)
+{
+    const Selection* selection = find(request.selection);
+    if (!selection || !selection->isOwned) {
+        m_server.refuse(request);
+    } else if (isFromPasteTarget(request)) {
+        answerPasteTarget(request, *selection);
+    } else if (selection == &m_clipboard && SteadyClock::now() < m_holdUntil && !m_clipboard.contents->isPassing) {
+        m_held.push_back({request, m_holdUntil});
+    } else {
+        m_server.answer(request, *selection->contents, selection->ownedSince);
+    }
+}
+
+X11SelectionService::Selection* X11SelectionService::find(xcb_atom_t atom)
+{
+    if (atom == m_clipboard.atom) {
+        return &m_clipboard;
+    }
+    return atom == m_primary.atom ? &m_primary : nullptr;
+}
+
+bool X11SelectionService::isFromPasteTarget(const xcb_selection_request_event_t& request) const
+{
+    return m_paste && m_connection.clientOf(request.requestor) == m_paste->client;
+}
+
+void X11SelectionService::answerPasteTarget(const xcb_selection_request_event_t& request, const Selection& selection)
+{
+    m_server.answer(request, *m_paste->contents, selection.ownedSince);
+    if (m_server.isForContents(request) && !m_paste->isTaken) {
+        m_paste->isTaken = true;
+        m_paste->end = std::min(m_paste->end, SteadyClock::now() + pasteAfterTaking);
+    }
+}
+
+void X11SelectionService::handleLoss(const xcb_selection_clear_event_t& loss)
+{
+    Selection* selection = find(loss.selection);
+    const bool isAboutEarlierOwnership = selection && difference(loss.time, selection->ownedSince) < 0;
+    if (!selection || loss.owner != m_window || isAboutEarlierOwnership) {
+        return;
+    }
+    selection->isOwned = false;
+    selection->contents = std::make_shared<const X11SelectionContents>();
+}
+
+void X11SelectionService::answerHeld(Time now)
+{
+    const auto due = std::stable_partition(m_held.begin(), m_held.end(),
+                                           [now](const HeldRequest& held) { return held.until > now; });
+    const std::vector<HeldRequest> answered(due, m_held.end());
+    m_held.erase(due, m_held.end());
+    for (const HeldRequest& held : answered) {
+        if (m_clipboard.isOwned) {
+            m_server.answer(held.request, *m_clipboard.contents, m_clipboard.ownedSince);
+        } else {
+            m_server.refuse(held.request);
+        }
+    }
+}
+
+std::optional<X11SelectionService::Time> X11SelectionService::nextDeadline() const
+{
+    std::optional<Time> next = m_server.nextStall();
+    const auto include = [&next](Time time) { next = next ? std::min(*next, time) : time; };
+    if (m_paste) {
+        include(m_paste->end);
+    }
+    for (const HeldRequest& held : m_held) {
+        include(held.until);
+    }
+    return next;
+}
+
+void X11SelectionService::meetDeadlines()
+{
+    const Time now = SteadyClock::now();
+    m_server.dropStalled(now);
+    answerHeld(now);
+    if (m_paste && now >= m_paste->end) {
+        endPaste();
+    }
+}
+
+} // namespace glimmerwick
