@@ -79,8 +79,9 @@ void tellDelegateOfPick(CollectionView& collectionView, IndexPath path)
 
 GlimmerwickWindow::GlimmerwickWindow(const Platform& platform, EmojiDataManager& emojiDataManager,
                                      SkinTonePopoverController& skinTonePopoverController)
-    : QWidget(nullptr, Qt::ToolTip | Qt::BypassWindowManagerHint | Qt::FramelessWindowHint), m_platform(platform),
-      m_emojiDataManager(emojiDataManager), m_skinTonePopoverController(skinTonePopoverController),
+    : QWidget(nullptr, Qt::ToolTip | Qt::BypassWindowManagerHint | Qt::FramelessWindowHint),
+      m_platform(platform), m_emojiDataManager(emojiDataManager),
+      m_skinTonePopoverController(skinTonePopoverController),
       m_keyEventInterceptor(platform.eventTap, platform.mainQueue)
 {
     setObjectName(QStringLiteral("pickerWindow"));
@@ -171,20 +172,21 @@ void GlimmerwickWindow::installEventMonitors()
 {
     removeEventMonitors();
     EventMonitors& monitors = m_platform.eventMonitors;
-    m_localEventMonitor = monitors.addLocalKeyDownMonitor([this, alive = m_lifetime.watch()](const KeyEvent& event) {
-        return alive && isVisible() ? handleLocalKeyDown(event) : MonitorDecision::pass;
-    });
+    m_localEventMonitor =
+        monitors.addLocalKeyDownMonitor([this, alive = m_lifetime.watch()](const KeyEvent& event) {
+            return alive && isVisible() ? handleLocalKeyDown(event) : MonitorDecision::pass;
+        });
     m_globalEventMonitor = monitors.addGlobalMouseDownMonitor([this, alive = m_lifetime.watch()] {
         if (alive && isVisible()) {
             handleGlobalMouseDown();
         }
     });
-    m_globalKeyEventMonitor
-        = monitors.addGlobalKeyDownMonitor([this, alive = m_lifetime.watch()](const KeyEvent& event) {
-              if (alive && isVisible()) {
-                  handleGlobalKeyDown(event);
-              }
-          });
+    m_globalKeyEventMonitor =
+        monitors.addGlobalKeyDownMonitor([this, alive = m_lifetime.watch()](const KeyEvent& event) {
+            if (alive && isVisible()) {
+                handleGlobalKeyDown(event);
+            }
+        });
 }
 
 void GlimmerwickWindow::removeEventMonitors()
@@ -202,12 +204,14 @@ void GlimmerwickWindow::startKeyEventInterception()
         m_platform.panelHost.makePanelKey(nativeWindow(*this));
         return;
     }
-    m_keyEventInterceptor.onCharacterInput = [this, alive = m_lifetime.watch()](const std::string& characters) {
+    m_keyEventInterceptor.onCharacterInput = [this,
+                                              alive = m_lifetime.watch()](const std::string& characters) {
         if (alive) {
             handleCharacterInput(characters);
         }
     };
-    m_keyEventInterceptor.onSpecialKey = [this, alive = m_lifetime.watch()](std::uint16_t code, EventFlags flags) {
+    m_keyEventInterceptor.onSpecialKey = [this, alive = m_lifetime.watch()](std::uint16_t code,
+                                                                            EventFlags flags) {
         if (alive) {
             handleSpecialKey(code, flags);
         }
@@ -415,8 +419,8 @@ bool GlimmerwickWindow::isTypedText(const KeyEvent& event) const
 
 bool GlimmerwickWindow::eventFilter(QObject* watched, QEvent* event)
 {
-    if (watched == windowHandle() && event->type() == QEvent::MouseButtonPress && !m_keyEventInterceptor.isActive()
-        && !isActiveWindow()) {
+    if (watched == windowHandle() && event->type() == QEvent::MouseButtonPress
+        && !m_keyEventInterceptor.isActive() && !isActiveWindow()) {
         const Qt::MouseButton button = static_cast<QMouseEvent*>(event)->button();
         if (button == Qt::LeftButton || button == Qt::RightButton) {
             m_platform.panelHost.makePanelKey(nativeWindow(*this));

@@ -26,9 +26,9 @@ class PanelBackgroundView;
 class SkinTonePopoverController;
 struct Platform;
 
-/// The floating panel that holds the picker. It never activates the program: while it is shown it takes keys from
-/// an interceptor or from event monitors, puts printable ones into the search field, and turns the others into
-/// navigation, picks and hiding. Lives as long as the application. Main thread.
+/// The floating panel that holds the picker. It never activates the program: while it is shown it takes keys
+/// from an interceptor or from event monitors, puts printable ones into the search field, and turns the
+/// others into navigation, picks and hiding. Lives as long as the application. Main thread.
 class GlimmerwickWindow : public QWidget, public PickerWindow {
 public:
     GlimmerwickWindow(const Platform& platform, EmojiDataManager& emojiDataManager,
@@ -77,7 +77,8 @@ private:
     void handleGlobalMouseDown();
     void handleCharacterInput(const std::string& characters);
     void handleSpecialKey(std::uint16_t keyCode, EventFlags flags);
-    /// An open tone chooser gets navigation keys first; any other key closes it. True when the key is used up.
+    /// An open tone chooser gets navigation keys first; any other key closes it. True when the key is used
+    /// up.
     bool handlePopoverKey(std::int64_t keyCode);
     /// Escape, Return, arrows and Tab; false for any other key, or when there is nothing that it works on.
     bool handleNavigationKey(std::int64_t keyCode, EventFlags flags);

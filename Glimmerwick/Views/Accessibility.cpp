@@ -12,7 +12,7 @@ namespace {
 
 class AccessibleItem : public QAccessibleWidget {
 public:
-    explicit AccessibleItem(CollectionViewItem* item) : QAccessibleWidget(item, QAccessible::Button) {}
+    explicit AccessibleItem(CollectionViewItem* item) : QAccessibleWidget(item, QAccessible::Button) { }
 
     QAccessible::State state() const override
     {
@@ -35,7 +35,9 @@ private:
 
 class AccessibleSkinToneButton : public QAccessibleWidget {
 public:
-    explicit AccessibleSkinToneButton(SkinToneButton* button) : QAccessibleWidget(button, QAccessible::Button) {}
+    explicit AccessibleSkinToneButton(SkinToneButton* button) : QAccessibleWidget(button, QAccessible::Button)
+    {
+    }
 
     QAccessible::State state() const override
     {

@@ -26,15 +26,16 @@ CategoryButton::CategoryButton(QWidget* parent) : QAbstractButton(parent)
     setFocusPolicy(Qt::NoFocus);
     setFixedSize(CategoryButton::sizeHint());
     m_backgroundAnimation.setDuration(selectionDuration);
-    QObject::connect(&m_backgroundAnimation, &QVariantAnimation::valueChanged, this, [this](const QVariant& value) {
-        m_backgroundColor = value.value<QColor>();
-        update();
-    });
+    QObject::connect(&m_backgroundAnimation, &QVariantAnimation::valueChanged, this,
+                     [this](const QVariant& value) {
+                         m_backgroundColor = value.value<QColor>();
+                         update();
+                     });
 }
 
 bool CategoryButton::configureWithSymbol(const SymbolLibrary& symbols, const std::string& symbol,
-                                         const std::optional<std::string>& fallback, const std::string& categoryId,
-                                         const std::string& categoryName)
+                                         const std::optional<std::string>& fallback,
+                                         const std::string& categoryId, const std::string& categoryName)
 {
     QString path = symbols.path(symbol);
     if (path.isEmpty() && fallback) {

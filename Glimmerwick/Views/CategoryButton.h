@@ -22,7 +22,8 @@ public:
     bool configureWithSymbol(const SymbolLibrary& symbols, const std::string& symbol,
                              const std::optional<std::string>& fallback, const std::string& categoryId,
                              const std::string& categoryName);
-    void configureWithEmoji(const std::string& emoji, const std::string& categoryId, const std::string& categoryName);
+    void configureWithEmoji(const std::string& emoji, const std::string& categoryId,
+                            const std::string& categoryName);
 
     const std::optional<std::string>& categoryId() const { return m_categoryId; }
     /// The file of the symbol shown; empty when the emoji is.

@@ -37,7 +37,8 @@ void CategoryHeaderView::paintEvent(QPaintEvent*)
     painter.setFont(style::systemFont(fontSize, QFont::DemiBold));
     painter.setPen(style::secondaryLabel());
     const QRect bounds = rect().adjusted(inset, 0, -inset, 0);
-    const QString title = painter.fontMetrics().elidedText(toQString(m_title), Qt::ElideRight, bounds.width());
+    const QString title =
+        painter.fontMetrics().elidedText(toQString(m_title), Qt::ElideRight, bounds.width());
     painter.drawText(bounds, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, title);
 }
 

@@ -108,15 +108,16 @@ CategoryButton* CategoryTabBar::createCategoryButton(const EmojiCategory& catego
     if (!hasSymbol) {
         button->configureWithEmoji(emojiCharacter(category.icon), category.id, category.name);
     }
-    QObject::connect(button, &QAbstractButton::clicked, this, [this, button] { categoryButtonClicked(*button); });
+    QObject::connect(button, &QAbstractButton::clicked, this,
+                     [this, button] { categoryButtonClicked(*button); });
     return button;
 }
 
 void CategoryTabBar::categoryButtonClicked(const CategoryButton& button)
 {
-    const auto found = std::find_if(m_categories.begin(), m_categories.end(), [&](const EmojiCategory& category) {
-        return category.id == button.categoryId();
-    });
+    const auto found =
+        std::find_if(m_categories.begin(), m_categories.end(),
+                     [&](const EmojiCategory& category) { return category.id == button.categoryId(); });
     if (found == m_categories.end()) {
         return;
     }
@@ -173,7 +174,8 @@ void CategoryTabBar::layOutButtons()
     m_container->resize(contentWidth, height());
 
     // Equal parts of the strip, each with its button in the middle.
-    const double part = count == 0 ? 0 : (contentWidth - 2 * sideInset + spacing) / static_cast<double>(count);
+    const double part =
+        count == 0 ? 0 : (contentWidth - 2 * sideInset + spacing) / static_cast<double>(count);
     for (int index = 0; index < count; ++index) {
         const double x = sideInset + index * part + (part - spacing - buttonSize) / 2;
         shown[static_cast<std::size_t>(index)]->move(qRound(x), (height() - buttonSize) / 2);
@@ -183,7 +185,8 @@ void CategoryTabBar::layOutButtons()
 
 void CategoryTabBar::setScrollOffset(double offset)
 {
-    m_scrollOffset = std::clamp(offset, 0.0, std::max(0.0, static_cast<double>(m_container->width() - width())));
+    m_scrollOffset =
+        std::clamp(offset, 0.0, std::max(0.0, static_cast<double>(m_container->width() - width())));
     m_container->move(-qRound(m_scrollOffset), 0);
 }
 

@@ -41,8 +41,7 @@ protected:
 };
 
 /// Views that wait to be used again, by the identifier they were registered with.
-template <typename View>
-class ReusePool {
+template <typename View> class ReusePool {
 public:
     void registerView(const std::string& identifier, std::function<View*()> make)
     {
@@ -108,7 +107,8 @@ CollectionView::CollectionView(QWidget* parent)
     m_scrollBar->onScroll = [this](double top) { scrollTo(top); };
     QObject::connect(&m_scrollAnimation, &QVariantAnimation::valueChanged, this,
                      [this](const QVariant& value) { setVisibleTop(value.toDouble()); });
-    QObject::connect(&m_scrollAnimation, &QVariantAnimation::finished, this, [this] { endScrollAnimation(); });
+    QObject::connect(&m_scrollAnimation, &QVariantAnimation::finished, this,
+                     [this] { endScrollAnimation(); });
 }
 
 CollectionView::~CollectionView()
@@ -121,7 +121,8 @@ void CollectionView::registerItem(const std::string& identifier, std::function<C
     m_pool->items.registerView(identifier, std::move(make));
 }
 
-void CollectionView::registerHeader(const std::string& identifier, std::function<CollectionReusableView*()> make)
+void CollectionView::registerHeader(const std::string& identifier,
+                                    std::function<CollectionReusableView*()> make)
 {
     m_pool->headers.registerView(identifier, std::move(make));
 }
@@ -129,7 +130,9 @@ void CollectionView::registerHeader(const std::string& identifier, std::function
 CollectionViewItem* CollectionView::makeItem(const std::string& identifier)
 {
     CollectionViewItem* item = m_pool->items.take(identifier, m_content);
-    item->onClick = [this](CollectionViewItem& clicked, SelectionModifier modifier) { itemClicked(clicked, modifier); };
+    item->onClick = [this](CollectionViewItem& clicked, SelectionModifier modifier) {
+        itemClicked(clicked, modifier);
+    };
     return item;
 }
 
@@ -210,7 +213,8 @@ void CollectionView::refreshItems(double top, double bottom)
 void CollectionView::refreshHeaders(double top, double bottom)
 {
     const std::vector<std::size_t> wanted = m_layout.headers(top, bottom);
-    recycleHeaders([&](std::size_t section) { return !std::binary_search(wanted.begin(), wanted.end(), section); });
+    recycleHeaders(
+        [&](std::size_t section) { return !std::binary_search(wanted.begin(), wanted.end(), section); });
     for (const std::size_t section : wanted) {
         auto known = m_headers.find(section);
         if (known == m_headers.end()) {
@@ -371,7 +375,8 @@ void CollectionView::scrollTo(double top, std::chrono::milliseconds duration, QE
     }
 }
 
-void CollectionView::startScrollAnimation(double top, std::chrono::milliseconds duration, QEasingCurve::Type curve)
+void CollectionView::startScrollAnimation(double top, std::chrono::milliseconds duration,
+                                          QEasingCurve::Type curve)
 {
     m_scrollAnimation.setStartValue(m_visibleTop);
     m_scrollAnimation.setEndValue(std::clamp(top, 0.0, maximumVisibleTop()));

@@ -44,8 +44,7 @@ public:
     /// 0 for no header.
     virtual double headerHeight(std::size_t section) const = 0;
     virtual void didSelectItems(CollectionView& collectionView, const std::vector<IndexPath>& paths,
-                                SelectionModifier modifier)
-        = 0;
+                                SelectionModifier modifier) = 0;
 };
 
 class CollectionViewPrefetching {
@@ -58,8 +57,8 @@ public:
     virtual void cancelPrefetching(const std::vector<IndexPath>& paths) = 0;
 };
 
-/// A vertically scrolling grid of reusable items in sections with headers. Only what is visible, and a row above
-/// and below it, exists. At most one item is selected. Main thread.
+/// A vertically scrolling grid of reusable items in sections with headers. Only what is visible, and a row
+/// above and below it, exists. At most one item is selected. Main thread.
 class CollectionView : public QWidget {
 public:
     explicit CollectionView(QWidget* parent = nullptr);
@@ -81,7 +80,8 @@ public:
     CollectionViewItem* makeItem(const std::string& identifier);
     CollectionReusableView* makeHeader(const std::string& identifier);
 
-    /// Asks the data source for everything again. Drops the selection; keeps the scroll position where it can.
+    /// Asks the data source for everything again. Drops the selection; keeps the scroll position where it
+    /// can.
     void reloadData();
     /// Asks again for one section, whose number of items may have changed. Keeps the selection in others.
     void reloadSection(std::size_t section);
@@ -106,7 +106,8 @@ public:
     double maximumVisibleTop() const;
     /// Ends an animation under way. Stays within the content.
     void scrollTo(double top);
-    /// The completion runs once, when the position is reached or when something else moves the content before.
+    /// The completion runs once, when the position is reached or when something else moves the content
+    /// before.
     void scrollTo(double top, std::chrono::milliseconds duration, QEasingCurve::Type curve,
                   std::function<void()> completion = nullptr);
     void scrollToItem(IndexPath path, ScrollPosition position);

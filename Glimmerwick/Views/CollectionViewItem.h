@@ -15,13 +15,14 @@ public:
     using QWidget::QWidget;
 
     /// Forgets what was shown.
-    virtual void prepareForReuse() {}
+    virtual void prepareForReuse() { }
 };
 
-/// One item of a collection view. A click is a press and a release of the left button, both inside. Main thread.
+/// One item of a collection view. A click is a press and a release of the left button, both inside. Main
+/// thread.
 class CollectionViewItem : public CollectionReusableView {
 public:
-    explicit CollectionViewItem(QWidget* parent = nullptr) : CollectionReusableView(parent) {}
+    explicit CollectionViewItem(QWidget* parent = nullptr) : CollectionReusableView(parent) { }
 
     bool isSelected() const { return m_isSelected; }
     virtual void setSelected(bool selected) { m_isSelected = selected; }

@@ -48,14 +48,15 @@ QColor faded(QColor color, double alpha)
 
 } // namespace
 
-EmojiCell::EmojiCell(const Services& services, QWidget* parent) : CollectionViewItem(parent), m_services(services)
+EmojiCell::EmojiCell(const Services& services, QWidget* parent)
+    : CollectionViewItem(parent), m_services(services)
 {
     setFocusPolicy(Qt::NoFocus);
     resize(EmojiCell::sizeHint());
     m_feedbackAnimation.setDuration(static_cast<int>(feedbackDuration.count()));
     m_feedbackAnimation.setEasingCurve(QEasingCurve::OutQuad);
     QObject::connect(&m_feedbackAnimation, &QVariantAnimation::valueChanged, this,
-                     [this](const QVariant& value) { setBackgroundColor(value.value<QColor>()); });
+                     [this](const QVariant& value) { setFeedbackColor(value.value<QColor>()); });
 }
 
 EmojiCell::~EmojiCell() = default;
@@ -80,8 +81,7 @@ void EmojiCell::prepareForReuse()
     CollectionViewItem::prepareForReuse();
     m_imageLoadingTask = {};
     m_longPress.reset();
-    m_feedbackAnimation.stop();
-    m_feedbackEnd.reset();
+    endSelectionFeedback();
     cancelClick();
     m_emoji.reset();
     m_text.clear();
@@ -117,7 +117,8 @@ void EmojiCell::loadFallbackImage(const Emoji& emoji)
 void EmojiCell::startDownload(const std::string& codepoint)
 {
     m_imageLoadingTask = m_services.emojiDataManager.downloadImageIfNeeded(codepoint);
-    // Reusing or destroying the cell destroys the task, so that a completion means the cell still waits for it.
+    // Reusing or destroying the cell destroys the task, so that a completion means the cell still waits for
+    // it.
     m_imageLoadingTask.start([this, codepoint](Downloaded result) {
         m_imageLoadingTask = {};
         handleDownload(codepoint, result);
@@ -168,23 +169,16 @@ void EmojiCell::showPicture(Picture picture, QImage image)
 
 void EmojiCell::updateBackgroundColor()
 {
-    QColor color = Qt::transparent;
     if (m_isPressed && m_isMouseInside) {
-        color = style::accent(pressedAlpha);
+        m_backgroundColor = style::accent(pressedAlpha);
     } else if (m_isMouseInside) {
-        color = style::accent(hoverAlpha);
+        m_backgroundColor = style::accent(hoverAlpha);
     } else if (isSelected()) {
-        color = style::accent(selectedAlpha);
+        m_backgroundColor = style::accent(selectedAlpha);
+    } else {
+        m_backgroundColor = Qt::transparent;
     }
-    setBackgroundColor(color);
-}
-
-void EmojiCell::setBackgroundColor(const QColor& color)
-{
-    if (m_backgroundColor != color) {
-        m_backgroundColor = color;
-        update();
-    }
+    update();
 }
 
 void EmojiCell::showSelectionFeedback()
@@ -193,17 +187,29 @@ void EmojiCell::showSelectionFeedback()
     m_feedbackAnimation.stop();
     m_feedbackAnimation.setStartValue(highlight);
     m_feedbackAnimation.setEndValue(m_backgroundColor);
-    setBackgroundColor(highlight);
+    setFeedbackColor(highlight);
     if (style::animationsEnabled()) {
         m_feedbackAnimation.start();
     }
-    // The colour is worked out anew rather than restored: the pointer may have left meanwhile.
-    m_feedbackEnd = m_services.platform.mainQueue.asyncAfter(feedbackDuration, [this, alive = m_lifetime.watch()] {
-        if (alive) {
-            m_feedbackAnimation.stop();
-            updateBackgroundColor();
-        }
-    });
+    m_feedbackEnd =
+        m_services.platform.mainQueue.asyncAfter(feedbackDuration, [this, alive = m_lifetime.watch()] {
+            if (alive) {
+                endSelectionFeedback();
+            }
+        });
+}
+
+void EmojiCell::endSelectionFeedback()
+{
+    m_feedbackEnd.reset();
+    m_feedbackAnimation.stop();
+    setFeedbackColor(std::nullopt);
+}
+
+void EmojiCell::setFeedbackColor(std::optional<QColor> color)
+{
+    m_feedbackColor = color;
+    update();
 }
 
 void EmojiCell::drawAhead(const std::string& text, double devicePixelRatio)
@@ -249,11 +255,12 @@ void EmojiCell::mousePressEvent(QMouseEvent* event)
     m_isPressed = true;
     updateBackgroundColor();
     m_pressPosition = event->position();
-    m_longPress = m_services.platform.mainQueue.asyncAfter(longPressDuration, [this, alive = m_lifetime.watch()] {
-        if (alive) {
-            handleLongPress();
-        }
-    });
+    m_longPress =
+        m_services.platform.mainQueue.asyncAfter(longPressDuration, [this, alive = m_lifetime.watch()] {
+            if (alive) {
+                handleLongPress();
+            }
+        });
 }
 
 void EmojiCell::mouseMoveEvent(QMouseEvent* event)
@@ -280,9 +287,7 @@ void EmojiCell::mouseReleaseEvent(QMouseEvent* event)
     CollectionViewItem::mouseReleaseEvent(event);
     if (alive && event->button() == Qt::LeftButton) {
         m_isPressed = false;
-        if (!m_feedbackEnd) {
-            updateBackgroundColor();
-        }
+        updateBackgroundColor();
     }
 }
 
@@ -316,10 +321,10 @@ void EmojiCell::changeEvent(QEvent* event)
 void EmojiCell::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
-    if (m_backgroundColor.alpha() > 0) {
+    if (const QColor background = shownBackgroundColor(); background.alpha() > 0) {
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setPen(Qt::NoPen);
-        painter.setBrush(m_backgroundColor);
+        painter.setBrush(background);
         painter.drawRoundedRect(rect(), cornerRadius, cornerRadius);
     }
     if (!m_text.empty()) {
@@ -334,7 +339,8 @@ void EmojiCell::paintPicture(QPainter& painter) const
 {
     painter.setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform);
     if (!m_image.isNull()) {
-        const QRectF bounds = QRectF(rect()).adjusted(pictureInset, pictureInset, -pictureInset, -pictureInset);
+        const QRectF bounds =
+            QRectF(rect()).adjusted(pictureInset, pictureInset, -pictureInset, -pictureInset);
         QRectF target(QPointF(), QSizeF(m_image.size()).scaled(bounds.size(), Qt::KeepAspectRatio));
         target.moveCenter(bounds.center());
         painter.drawImage(target, m_image);

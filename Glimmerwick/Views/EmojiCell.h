@@ -50,7 +50,10 @@ public:
     Picture picture() const { return m_picture; }
     const QImage& image() const { return m_image; }
     bool isLoadingImage() const { return static_cast<bool>(m_imageLoadingTask); }
+    /// By pointer and selection.
     QColor backgroundColor() const { return m_backgroundColor; }
+    /// The flash after a pick while it lasts, else the background colour.
+    QColor shownBackgroundColor() const { return m_feedbackColor.value_or(m_backgroundColor); }
 
     /// A short flash after a pick.
     void showSelectionFeedback();
@@ -82,7 +85,8 @@ private:
     void showImageFile(const std::filesystem::path& path);
     void showPicture(Picture picture, QImage image);
     void updateBackgroundColor();
-    void setBackgroundColor(const QColor& color);
+    void endSelectionFeedback();
+    void setFeedbackColor(std::optional<QColor> color);
     void handleLongPress();
     void paintPicture(QPainter& painter) const;
 
@@ -96,6 +100,7 @@ private:
     bool m_isPressed = false;
     QPointF m_pressPosition;
     Registration m_longPress;
+    std::optional<QColor> m_feedbackColor;
     QVariantAnimation m_feedbackAnimation;
     Registration m_feedbackEnd;
     Task<Downloaded> m_imageLoadingTask;

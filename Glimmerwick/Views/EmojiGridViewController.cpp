@@ -11,6 +11,7 @@
 #include "Views/CategoryHeaderView.h"
 #include "Views/EmojiCell.h"
 #include "Views/SearchBarView.h"
+#include "Views/SkinTonePopoverController.h"
 #include "Views/Style.h"
 
 #include <QCoreApplication>
@@ -133,15 +134,16 @@ void EmojiGridViewController::setupNoResultsLabel()
 void EmojiGridViewController::setupNotificationObservers()
 {
     NotificationCenter& center = m_platform.notificationCenter;
-    m_observers.push_back(
-        center.addObserver(SearchBarView::searchResultsDidChangeNotification,
-                           [this](const Notification& notification) { handleSearchResultsChanged(notification); }));
-    m_observers.push_back(
-        center.addObserver(SearchBarView::searchClearedNotification, [this](const Notification&) { clearSearch(); }));
+    m_observers.push_back(center.addObserver(
+        SearchBarView::searchResultsDidChangeNotification,
+        [this](const Notification& notification) { handleSearchResultsChanged(notification); }));
+    m_observers.push_back(center.addObserver(SearchBarView::searchClearedNotification,
+                                             [this](const Notification&) { clearSearch(); }));
     m_observers.push_back(center.addObserver(RecentEmojisManager::recentsChangedNotification,
                                              [this](const Notification&) { handleRecentsChanged(); }));
-    m_observers.push_back(center.addObserver(SkinTonePreferences::preferredSkinToneDidChangeNotification,
-                                             [this](const Notification&) { handleSkinTonePreferenceChanged(); }));
+    m_observers.push_back(
+        center.addObserver(SkinTonePreferences::preferredSkinToneDidChangeNotification,
+                           [this](const Notification&) { handleSkinTonePreferenceChanged(); }));
 }
 
 bool EmojiGridViewController::redispatch(std::function<void()> work)
@@ -212,23 +214,23 @@ void EmojiGridViewController::warmFirstScreen()
 
 void EmojiGridViewController::warm(std::vector<Emoji> emojis, int generation)
 {
-    m_platform.mainQueue.async(
-        [this, emojis = std::move(emojis), generation, alive = m_lifetime.watch()]() mutable {
-            if (!alive || !m_view || generation != m_warmGeneration) {
-                return;
+    m_platform.mainQueue.async([this, emojis = std::move(emojis), generation,
+                                alive = m_lifetime.watch()]() mutable {
+        if (!alive || !m_view || generation != m_warmGeneration) {
+            return;
+        }
+        const auto end = emojis.begin() + static_cast<std::ptrdiff_t>(std::min(warmedPerTurn, emojis.size()));
+        for (auto emoji = emojis.begin(); emoji != end; ++emoji) {
+            if (m_emojiDataManager.isEmojiNativelySupported(*emoji)) {
+                EmojiCell::drawAhead(m_skinTonePreferences.applyPreferredSkinTone(*emoji),
+                                     m_view->devicePixelRatioF());
             }
-            const auto end = emojis.begin() + static_cast<std::ptrdiff_t>(std::min(warmedPerTurn, emojis.size()));
-            for (auto emoji = emojis.begin(); emoji != end; ++emoji) {
-                if (m_emojiDataManager.isEmojiNativelySupported(*emoji)) {
-                    EmojiCell::drawAhead(m_skinTonePreferences.applyPreferredSkinTone(*emoji),
-                                         m_view->devicePixelRatioF());
-                }
-            }
-            emojis.erase(emojis.begin(), end);
-            if (!emojis.empty()) {
-                warm(std::move(emojis), generation);
-            }
-        });
+        }
+        emojis.erase(emojis.begin(), end);
+        if (!emojis.empty()) {
+            warm(std::move(emojis), generation);
+        }
+    });
 }
 
 void EmojiGridViewController::handleSearchResultsChanged(const Notification& notification)
@@ -271,6 +273,8 @@ void EmojiGridViewController::updateSearchState()
     if (!m_collectionView) {
         return;
     }
+    // Its anchor is about to show something else.
+    m_skinTonePopoverController.dismiss();
     const bool showsNoResults = m_sections.hasNoSearchResults();
     m_noResultsLabel->setVisible(showsNoResults);
     m_collectionView->setVisible(!showsNoResults);
@@ -317,7 +321,8 @@ void EmojiGridViewController::handleRecentsChanged()
             m_collectionView->reloadData();
         }
     }
-    m_platform.log.print("EmojiGridViewController: Recent emojis updated, count: " + std::to_string(newCount));
+    m_platform.log.print("EmojiGridViewController: Recent emojis updated, count: "
+                         + std::to_string(newCount));
 }
 
 void EmojiGridViewController::handleSkinTonePreferenceChanged()
@@ -341,8 +346,8 @@ void EmojiGridViewController::scrollToTop(Animation animation)
 
 void EmojiGridViewController::scrollToCategory(const EmojiCategory& category, Animation animation)
 {
-    if (redispatch([this, category, animation] { scrollToCategory(category, animation); }) || !m_collectionView
-        || m_sections.isSearching()) {
+    if (redispatch([this, category, animation] { scrollToCategory(category, animation); })
+        || !m_collectionView || m_sections.isSearching()) {
         return;
     }
     const auto section = m_sections.section(category.id);
@@ -351,10 +356,11 @@ void EmojiGridViewController::scrollToCategory(const EmojiCategory& category, An
         return;
     }
     m_visibleCategory.setCurrent(category.id);
-    // On its way the scroll passes other categories, and the last one may be too short to reach the top: neither
-    // may take the highlight off the tab that the user clicked.
+    // On its way the scroll passes other categories, and the last one may be too short to reach the top:
+    // neither may take the highlight off the tab that the user clicked.
     m_isScrollingToCategory = true;
-    const auto duration = animation == Animation::none ? std::chrono::milliseconds(0) : scrollToCategoryDuration;
+    const auto duration =
+        animation == Animation::none ? std::chrono::milliseconds(0) : scrollToCategoryDuration;
     m_collectionView->scrollTo(header->y, duration, QEasingCurve::InOutQuad,
                                [this] { m_isScrollingToCategory = false; });
 }
@@ -380,7 +386,8 @@ CollectionViewItem* EmojiGridViewController::itemForIndexPath(CollectionView& co
     return item;
 }
 
-CollectionReusableView* EmojiGridViewController::headerForSection(CollectionView& collectionView, std::size_t section)
+CollectionReusableView* EmojiGridViewController::headerForSection(CollectionView& collectionView,
+                                                                  std::size_t section)
 {
     CollectionReusableView* view = collectionView.makeHeader(headerIdentifier);
     const auto title = m_sections.title(section);
@@ -396,15 +403,15 @@ double EmojiGridViewController::headerHeight(std::size_t) const
     return m_sections.headerHeight();
 }
 
-void EmojiGridViewController::didSelectItems(CollectionView& collectionView, const std::vector<IndexPath>& paths,
-                                             SelectionModifier modifier)
+void EmojiGridViewController::didSelectItems(CollectionView& collectionView,
+                                             const std::vector<IndexPath>& paths, SelectionModifier modifier)
 {
     if (paths.empty()) {
         return;
     }
     if (const auto emoji = m_sections.emoji(paths.front())) {
-        const EmojiSelectionAction action
-            = modifier == SelectionModifier::option ? EmojiSelectionAction::copy : EmojiSelectionAction::type;
+        const EmojiSelectionAction action =
+            modifier == SelectionModifier::option ? EmojiSelectionAction::copy : EmojiSelectionAction::type;
         if (auto* cell = dynamic_cast<EmojiCell*>(collectionView.item(paths.front()))) {
             cell->showSelectionFeedback();
         }

@@ -39,7 +39,7 @@ public:
     virtual ~EmojiGridViewControllerDelegate() = default;
 
     /// Called on every pick, before the notification is posted.
-    virtual void didSelectEmoji(EmojiGridViewController&, const Emoji&, EmojiSelectionAction) {}
+    virtual void didSelectEmoji(EmojiGridViewController&, const Emoji&, EmojiSelectionAction) { }
 
     /// Scrolling made another category of the catalogue the visible one.
     virtual void didScrollToCategory(EmojiGridViewController& grid, const EmojiCategory& category) = 0;
@@ -47,25 +47,27 @@ public:
 
 /// Shows the catalogue, the recent emoji and search results as a scrolling grid, and announces every pick.
 ///
-/// Main thread; the operations that say so may be called from any thread and then run on the main queue, unless
-/// the controller is gone by then.
+/// Main thread; the operations that say so may be called from any thread and then run on the main queue,
+/// unless the controller is gone by then.
 class EmojiGridViewController : public CollectionViewDataSource,
                                 public CollectionViewDelegate,
                                 public CollectionViewPrefetching {
 public:
-    /// Object: the controller. User info: "emoji" (Emoji, without a skin tone) and "action" (EmojiSelectionAction).
+    /// Object: the controller. User info: "emoji" (Emoji, without a skin tone) and "action"
+    /// (EmojiSelectionAction).
     static const std::string emojiSelectedNotification;
 
     /// Everything given must outlive the controller.
     EmojiGridViewController(const Platform& platform, EmojiDataManager& emojiDataManager,
-                            RecentEmojisManager& recentEmojisManager, SkinTonePreferences& skinTonePreferences,
-                            EmojiRenderer& emojiRenderer, SkinTonePopoverController& skinTonePopoverController);
+                            RecentEmojisManager& recentEmojisManager,
+                            SkinTonePreferences& skinTonePreferences, EmojiRenderer& emojiRenderer,
+                            SkinTonePopoverController& skinTonePopoverController);
     ~EmojiGridViewController() override;
     EmojiGridViewController(const EmojiGridViewController&) = delete;
     EmojiGridViewController& operator=(const EmojiGridViewController&) = delete;
 
-    /// The root view, made and filled on first use. Belongs to its parent once it has one, and to the controller
-    /// until then; either may end first.
+    /// The root view, made and filled on first use. Belongs to its parent once it has one, and to the
+    /// controller until then; either may end first.
     QWidget* view();
     /// The grid itself, for keyboard focus and selection. Makes the view.
     CollectionView* internalCollectionView();

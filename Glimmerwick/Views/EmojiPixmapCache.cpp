@@ -5,6 +5,7 @@
 
 #include <QByteArray>
 #include <QCache>
+#include <QCoreApplication>
 #include <QPainter>
 
 #include <algorithm>
@@ -46,6 +47,12 @@ struct EmojiPixmapCache::Entries {
 EmojiPixmapCache& EmojiPixmapCache::shared()
 {
     static EmojiPixmapCache instance(sharedBytes);
+    // Pictures must not outlive the application object.
+    static const bool isClearedAtTheEnd = [] {
+        qAddPostRoutine([] { shared().m_entries->cache.clear(); });
+        return true;
+    }();
+    static_cast<void>(isClearedAtTheEnd);
     return instance;
 }
 

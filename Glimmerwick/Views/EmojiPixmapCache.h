@@ -9,8 +9,9 @@
 
 namespace glimmerwick {
 
-/// Pictures of emoji texts, drawn once per text, size and device pixel ratio: drawing the text costs a hundred
-/// times what drawing its picture does. Bounded; what was used least recently goes first. Main thread.
+/// Pictures of emoji texts, drawn once per text, size and device pixel ratio: drawing the text costs a
+/// hundred times what drawing its picture does. Bounded; what was used least recently goes first. Main
+/// thread.
 class EmojiPixmapCache {
 public:
     static EmojiPixmapCache& shared();

@@ -13,9 +13,10 @@ constexpr double cornerRadius = 6;
 
 } // namespace
 
-IconButton::IconButton(const SymbolLibrary& symbols, const std::string& symbol, int symbolSize, HoverFill hoverFill,
-                       QWidget* parent)
-    : QAbstractButton(parent), m_symbolPath(symbols.path(symbol)), m_symbolSize(symbolSize), m_hoverFill(hoverFill)
+IconButton::IconButton(const SymbolLibrary& symbols, const std::string& symbol, int symbolSize,
+                       HoverFill hoverFill, QWidget* parent)
+    : QAbstractButton(parent), m_symbolPath(symbols.path(symbol)), m_symbolSize(symbolSize),
+      m_hoverFill(hoverFill)
 {
     setFocusPolicy(Qt::NoFocus);
     setCursor(Qt::ArrowCursor);

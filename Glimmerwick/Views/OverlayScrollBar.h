@@ -8,7 +8,8 @@
 
 namespace glimmerwick {
 
-/// A thin scroll bar that lies over the content, comes with scrolling or the pointer, and fades away. Main thread.
+/// A thin scroll bar that lies over the content, comes with scrolling or the pointer, and fades away. Main
+/// thread.
 class OverlayScrollBar : public QWidget {
 public:
     explicit OverlayScrollBar(QWidget* parent);

@@ -39,7 +39,8 @@ PanelMenu* PanelMenu::popUp(std::vector<Item> items, QWidget& in, QPoint at)
     const QSize size = menu->sizeHint();
     const QPoint wanted = in.mapTo(window, at);
     const int x = std::max(windowMargin, std::min(wanted.x(), window->width() - size.width() - windowMargin));
-    const int y = std::max(windowMargin, std::min(wanted.y(), window->height() - size.height() - windowMargin));
+    const int y =
+        std::max(windowMargin, std::min(wanted.y(), window->height() - size.height() - windowMargin));
     menu->setGeometry(QRect(QPoint(x, y), size));
     menu->show();
     menu->raise();
@@ -78,7 +79,8 @@ QSize PanelMenu::sizeHint() const
     int width = 0;
     for (const Item& item : m_items) {
         const QString equivalent = equivalentText(item);
-        const int equivalentWidth = equivalent.isEmpty() ? 0 : equivalentGap + metrics.horizontalAdvance(equivalent);
+        const int equivalentWidth =
+            equivalent.isEmpty() ? 0 : equivalentGap + metrics.horizontalAdvance(equivalent);
         width = std::max(width, metrics.horizontalAdvance(toQString(item.title)) + equivalentWidth);
     }
     return {width + 2 * (itemInset + padding), static_cast<int>(m_items.size()) * itemHeight + 2 * padding};

@@ -9,8 +9,8 @@
 
 namespace glimmerwick {
 
-/// A small menu drawn inside the panel. A menu window of the toolkit would take the keyboard away from the panel.
-/// Closes on a click outside it and on a choice, and deletes itself. Main thread.
+/// A small menu drawn inside the panel. A menu window of the toolkit would take the keyboard away from the
+/// panel. Closes on a click outside it and on a choice, and deletes itself. Main thread.
 class PanelMenu : public QWidget {
 public:
     struct Item {
@@ -20,8 +20,8 @@ public:
         std::function<void()> action;
     };
 
-    /// Opens in the window of the given view, its top left corner at the point in the view's coordinates, moved
-    /// inside the window where needed.
+    /// Opens in the window of the given view, its top left corner at the point in the view's coordinates,
+    /// moved inside the window where needed.
     static PanelMenu* popUp(std::vector<Item> items, QWidget& in, QPoint at);
 
     const std::vector<Item>& items() const { return m_items; }

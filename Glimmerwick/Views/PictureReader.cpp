@@ -17,11 +17,13 @@ constexpr int maximumSide = 4096;
 QImage fromImage(const Image& image)
 {
     if (image.width <= 0 || image.height <= 0
-        || image.pixels.size() != static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height)) {
+        || image.pixels.size()
+            != static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height)) {
         return {};
     }
     const auto* bytes = reinterpret_cast<const uchar*>(image.pixels.data());
-    return QImage(bytes, image.width, image.height, image.width * 4, QImage::Format_ARGB32_Premultiplied).copy();
+    return QImage(bytes, image.width, image.height, image.width * 4, QImage::Format_ARGB32_Premultiplied)
+        .copy();
 }
 
 QImage decode(std::string_view bytes, QSize wanted)

@@ -89,24 +89,22 @@ void PopoverView::close()
 
 bool PopoverView::eventFilter(QObject* watched, QEvent* event)
 {
-    switch (event->type()) {
-    case QEvent::MouseButtonPress:
-    case QEvent::Wheel: {
-        const auto* view = qobject_cast<QWidget*>(watched);
-        if (view && view != this && !isAncestorOf(view)) {
-            close();
-        }
-        break;
-    }
-    case QEvent::Hide:
-        if (watched == m_anchor) {
-            close();
-        }
-        break;
-    default:
-        break;
+    const bool isPointing = event->type() == QEvent::MouseButtonPress || event->type() == QEvent::Wheel;
+    if (isPointing && isOutside(qobject_cast<QWidget*>(watched), *static_cast<QSinglePointEvent*>(event))) {
+        close();
+    } else if (event->type() == QEvent::Hide && watched == m_anchor) {
+        close();
     }
     return false;
+}
+
+bool PopoverView::isOutside(const QWidget* view, const QSinglePointEvent& event) const
+{
+    if (view == this) {
+        // Only the shadow and the arrow lie there.
+        return !m_content->geometry().contains(event.position().toPoint());
+    }
+    return view && !isAncestorOf(view);
 }
 
 void PopoverView::hideEvent(QHideEvent*)

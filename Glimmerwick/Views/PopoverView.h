@@ -3,14 +3,16 @@
 #include "Views/Logic/PopoverPlacement.h"
 
 #include <QPointer>
+#include <QSinglePointEvent>
 #include <QWidget>
 
 #include <functional>
 
 namespace glimmerwick {
 
-/// A bubble with an arrow at its anchor, drawn inside the anchor's window. Closes by itself when the user clicks or
-/// scrolls outside it and when the anchor goes out of sight, and deletes itself after closing. Main thread.
+/// A bubble with an arrow at its anchor, drawn inside the anchor's window. Closes by itself when the user
+/// clicks or scrolls outside it and when the anchor goes out of sight, and deletes itself after closing. Main
+/// thread.
 class PopoverView : public QWidget {
 public:
     /// Takes the content, which keeps its size.
@@ -29,6 +31,7 @@ protected:
 
 private:
     void place(PopoverEdge preferredEdge);
+    bool isOutside(const QWidget* view, const QSinglePointEvent& event) const;
 
     QWidget* m_content;
     QPointer<QWidget> m_anchor;

@@ -32,8 +32,8 @@ const std::string SearchBarView::searchClearedNotification = "SearchBarView.sear
 
 SearchBarView::SearchBarView(const Platform& platform, QWidget* parent)
     : QWidget(parent), m_platform(platform), m_searchField(new SearchField(platform, this)),
-      m_menuButton(new IconButton(SymbolLibrary(platform.process.resourcesDirectory), "ellipsis", menuSymbolSize,
-                                  IconButton::HoverFill::rounded, this))
+      m_menuButton(new IconButton(SymbolLibrary(platform.process.resourcesDirectory), "ellipsis",
+                                  menuSymbolSize, IconButton::HoverFill::rounded, this))
 {
     setupViews();
 }
@@ -66,12 +66,12 @@ void SearchBarView::connect(SearchManager& searchManager)
 {
     m_searchManager = &searchManager;
     // The manager may outlive the bar, the notification goes out all the same.
-    searchManager.onSearchResults
-        = [&center = m_platform.notificationCenter, this, alive = m_lifetime.watch()](std::vector<Emoji> results) {
-              std::map<std::string, std::any> userInfo;
-              userInfo.emplace("results", std::move(results));
-              center.post({searchResultsDidChangeNotification, alive ? this : nullptr, std::move(userInfo)});
-          };
+    searchManager.onSearchResults = [&center = m_platform.notificationCenter, this,
+                                     alive = m_lifetime.watch()](std::vector<Emoji> results) {
+        std::map<std::string, std::any> userInfo;
+        userInfo.emplace("results", std::move(results));
+        center.post({searchResultsDidChangeNotification, alive ? this : nullptr, std::move(userInfo)});
+    };
 }
 
 void SearchBarView::disconnectSearchManager()

@@ -25,8 +25,8 @@ public:
     virtual void didCancel(SearchBarView& searchBar) = 0;
 };
 
-/// The strip with the search field and the menu button. Every edit of the field starts a debounced search or, when
-/// it empties the field, ends searching; both are broadcast. Main thread.
+/// The strip with the search field and the menu button. Every edit of the field starts a debounced search or,
+/// when it empties the field, ends searching; both are broadcast. Main thread.
 class SearchBarView : public QWidget {
 public:
     /// Object: the search bar. User info: "results" (std::vector<Emoji>).
@@ -40,8 +40,8 @@ public:
     /// Not owned.
     void setDelegate(SearchBarViewDelegate* delegate) { m_delegate = delegate; }
 
-    /// Searches with this manager from now on and broadcasts its results. The manager is not owned: when it goes,
-    /// connect another or `disconnectSearchManager` before the next edit.
+    /// Searches with this manager from now on and broadcasts its results. The manager is not owned: when it
+    /// goes, connect another or `disconnectSearchManager` before the next edit.
     void connect(SearchManager& searchManager);
     void disconnectSearchManager();
 

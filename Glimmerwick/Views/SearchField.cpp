@@ -33,12 +33,14 @@ SearchField::SearchField(const Platform& platform, QWidget* parent) : QLineEdit(
 {
     const SymbolLibrary symbols(platform.process.resourcesDirectory);
     m_magnifierPath = symbols.path("magnifyingglass");
-    m_clearButton = new IconButton(symbols, "xmark.circle.fill", clearSymbolSize, IconButton::HoverFill::none, this);
+    m_clearButton =
+        new IconButton(symbols, "xmark.circle.fill", clearSymbolSize, IconButton::HoverFill::none, this);
     m_clearButton->setAccessibleName(QStringLiteral("Clear"));
     m_clearButton->hide();
 
     accessibility::identify(*this, QStringLiteral("emojiSearchField"));
     setPlaceholderText(QStringLiteral("Search emoji..."));
+    setAccessibleName(placeholderText());
     setFrame(false);
     setFont(style::systemFont(fontSize));
     setTextMargins(textInsetLeft, 0, clearButtonSize, 0);
@@ -145,8 +147,8 @@ void SearchField::paintEvent(QPaintEvent* event)
 void SearchField::resizeEvent(QResizeEvent* event)
 {
     QLineEdit::resizeEvent(event);
-    m_clearButton->setGeometry(width() - clearButtonSize - 2, (height() - clearButtonSize) / 2, clearButtonSize,
-                               clearButtonSize);
+    m_clearButton->setGeometry(width() - clearButtonSize - 2, (height() - clearButtonSize) / 2,
+                               clearButtonSize, clearButtonSize);
 }
 
 void SearchField::keyPressEvent(QKeyEvent* event)

@@ -12,8 +12,8 @@ struct Platform;
 
 /// The text input of the search bar. Main thread.
 ///
-/// Each edit, by the user in the field or by the window on the user's behalf, is told exactly once. A change made by
-/// the program (`setText`, `clear`) is not.
+/// Each edit, by the user in the field or by the window on the user's behalf, is told exactly once. A change
+/// made by the program (`setText`, `clear`) is not.
 class SearchField : public QLineEdit {
 public:
     /// The clear button's and the magnifier's pictures come from the platform's resources folder.
@@ -31,9 +31,9 @@ public:
     void appendText(const std::string& text);
     void deleteBackward();
 
-    /// Puts the caret behind as many UTF-16 units as the text has user-perceived characters, which is ahead of the
-    /// end when the text holds characters of several units; that is deliberate. Inside a character it moves on to
-    /// that character's end.
+    /// Puts the caret behind as many UTF-16 units as the text has user-perceived characters, which is ahead
+    /// of the end when the text holds characters of several units; that is deliberate. Inside a character it
+    /// moves on to that character's end.
     void placeCaretByCharacterCount();
 
 protected:

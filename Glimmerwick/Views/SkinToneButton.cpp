@@ -123,7 +123,8 @@ void SkinToneButton::paintEvent(QPaintEvent*)
     painter.setPen(m_isMarked ? QPen(style::accent(), 1.5) : QPen(Qt::NoPen));
     painter.setBrush(m_backgroundColor);
     painter.drawRoundedRect(QRectF(rect()).adjusted(0.75, 0.75, -0.75, -0.75), cornerRadius, cornerRadius);
-    painter.drawPixmap(0, 0, EmojiPixmapCache::shared().pixmap(m_emojiText, emojiSize, side, devicePixelRatioF()));
+    painter.drawPixmap(0, 0,
+                       EmojiPixmapCache::shared().pixmap(m_emojiText, emojiSize, side, devicePixelRatioF()));
 }
 
 } // namespace glimmerwick

@@ -11,11 +11,15 @@ namespace glimmerwick {
 
 SkinTonePopoverController& SkinTonePopoverController::shared()
 {
-    return InstalledPlatform::sharedInstance<SkinTonePopoverController>(
-        [](const Platform&) { return std::make_unique<SkinTonePopoverController>(SkinTonePreferences::shared()); });
+    return InstalledPlatform::sharedInstance<SkinTonePopoverController>([](const Platform&) {
+        return std::make_unique<SkinTonePopoverController>(SkinTonePreferences::shared());
+    });
 }
 
-SkinTonePopoverController::SkinTonePopoverController(SkinTonePreferences& preferences) : m_preferences(preferences) {}
+SkinTonePopoverController::SkinTonePopoverController(SkinTonePreferences& preferences)
+    : m_preferences(preferences)
+{
+}
 
 SkinTonePopoverController::~SkinTonePopoverController()
 {

@@ -29,7 +29,8 @@ public:
     /// The user chose a tone. It is the preferred tone already; the popover closes afterwards.
     std::function<void(SkinTone, const Emoji&)> onSkinToneSelected;
 
-    /// Opens the chooser next to the anchor, closing one that is open. Nothing happens for an emoji without tones.
+    /// Opens the chooser next to the anchor, closing one that is open. Nothing happens for an emoji without
+    /// tones.
     void show(const Emoji& emoji, QWidget& relativeTo, RectEdge preferredEdge);
     void dismiss();
 
@@ -37,8 +38,8 @@ public:
     /// The chooser, or null.
     SkinToneSelectorView* selectorView() const;
 
-    /// Offers a navigation key to an open chooser: the left and right arrows move its mark, Return chooses, Escape
-    /// closes. True when the key was its business; every arrow is.
+    /// Offers a navigation key to an open chooser: the left and right arrows move its mark, Return chooses,
+    /// Escape closes. True when the key was its business; every arrow is.
     bool handleKey(std::int64_t keyCode);
 
 private:

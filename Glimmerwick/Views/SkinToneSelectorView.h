@@ -38,7 +38,8 @@ public:
 
     const std::vector<SkinToneButton*>& skinToneButtons() const { return m_skinToneButtons; }
 
-    /// Moves the keyboard's mark by so many buttons, from the preferred tone's at first, and not past the ends.
+    /// Moves the keyboard's mark by so many buttons, from the preferred tone's at first, and not past the
+    /// ends.
     void moveMark(int buttons);
     /// Chooses the marked tone, or the preferred one when no key has moved the mark.
     void chooseMarked();

@@ -28,7 +28,8 @@ QFont labelFont()
 
 } // namespace
 
-ToastView::ToastView(const std::string& message, MainQueue& mainQueue) : m_message(message), m_mainQueue(mainQueue)
+ToastView::ToastView(const std::string& message, MainQueue& mainQueue)
+    : m_message(message), m_mainQueue(mainQueue)
 {
     setAccessibleName(toQString(message));
     setAttribute(Qt::WA_TransparentForMouseEvents);
@@ -52,7 +53,8 @@ void ToastView::show(QWidget& host, std::optional<QPointF> point, std::function<
     const QSize size = sizeHint();
     const QPointF centre = point.value_or(QRectF(host.rect()).center());
     setParent(&host);
-    setGeometry(QRect(QPoint(qRound(centre.x() - size.width() / 2.0), qRound(centre.y() - size.height() / 2.0)), size));
+    setGeometry(QRect(
+        QPoint(qRound(centre.x() - size.width() / 2.0), qRound(centre.y() - size.height() / 2.0)), size));
     QWidget::show();
     raise();
     fade(1, nullptr);

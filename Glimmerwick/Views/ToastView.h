@@ -15,8 +15,8 @@ namespace glimmerwick {
 
 class MainQueue;
 
-/// A short message that fades in over a view and goes away by itself. Made per message, on the heap: once shown it
-/// belongs to its host and deletes itself after its removal. Main thread.
+/// A short message that fades in over a view and goes away by itself. Made per message, on the heap: once
+/// shown it belongs to its host and deletes itself after its removal. Main thread.
 class ToastView : public QWidget {
 public:
     /// The queue runs the automatic dismissal.

@@ -1,0 +1,238 @@
+#include "Platform/Qt/QtImageCodec.h"
+
+#include "Fakes/FakeServices.h"
+#include "Platform/HarfBuzz/HarfBuzzTextLayout.h"
+
+#include <QBuffer>
+#include <QImage>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <string_view>
+
+namespace glimmerwick::contract {
+namespace {
+
+constexpr std::string_view grinningFace = "\U0001F600";
+
+std::string encodedPicture(const char* format, int width = 64, int height = 48)
+{
+    QImage image(width, height, QImage::Format_ARGB32);
+    for (int row = 0; row < height; ++row) {
+        for (int column = 0; column < width; ++column) {
+            image.setPixel(column, row, qRgba(row * column % 251, column, row, 255));
+        }
+    }
+    QBuffer buffer;
+    buffer.open(QIODevice::WriteOnly);
+    EXPECT_TRUE(image.save(&buffer, format));
+    return buffer.data().toStdString();
+}
+
+struct FakeSubject {
+    fakes::FakeImageCodec codec;
+    std::string picture = "PNG...";
+};
+
+struct QtSubject {
+    QtImageCodec codec{HarfBuzzTextLayout().colourEmojiFontFamily()};
+    std::string picture = encodedPicture("PNG");
+};
+
+template <typename Subject> class ImageCodecContract : public ::testing::Test {
+protected:
+    Subject subject;
+    ImageCodec& codec = subject.codec;
+};
+
+using Subjects = ::testing::Types<FakeSubject, QtSubject>;
+TYPED_TEST_SUITE(ImageCodecContract, Subjects);
+
+TYPED_TEST(ImageCodecContract, aPictureIsDecodable)
+{
+    EXPECT_TRUE(this->codec.isDecodableImage(this->subject.picture));
+}
+
+TYPED_TEST(ImageCodecContract, whatIsNoPictureIsNot)
+{
+    EXPECT_FALSE(this->codec.isDecodableImage(""));
+    EXPECT_FALSE(this->codec.isDecodableImage("<!DOCTYPE html><html><body>Not found</body></html>"));
+    EXPECT_FALSE(this->codec.isDecodableImage("{\"error\": 404}"));
+}
+
+TYPED_TEST(ImageCodecContract, aTextHasAnExtentThatGrowsWithItsSize)
+{
+    const TextExtent small = this->codec.measureText("ab", 16);
+    const TextExtent large = this->codec.measureText("ab", 32);
+
+    EXPECT_GT(small.width, 0);
+    EXPECT_GT(small.height, 0);
+    EXPECT_GT(large.width, small.width);
+    EXPECT_GT(large.height, small.height);
+}
+
+TYPED_TEST(ImageCodecContract, aTextOfNoSizeHasNoWidth)
+{
+    EXPECT_EQ(this->codec.measureText("ab", 0).width, 0);
+}
+
+TYPED_TEST(ImageCodecContract, aDrawingHasTheSizeAskedFor)
+{
+    const Image image = this->codec.drawText("a", 16, 20, 30);
+
+    EXPECT_EQ(image.width, 20);
+    EXPECT_EQ(image.height, 30);
+    EXPECT_EQ(image.pixels.size(), 600U);
+}
+
+class QtImageCodecTests : public ::testing::Test {
+protected:
+    QtImageCodec codec{HarfBuzzTextLayout().colourEmojiFontFamily()};
+};
+
+std::uint32_t checksum(std::string_view bytes)
+{
+    std::uint32_t sum = 0xffffffff;
+    for (const char byte : bytes) {
+        sum ^= static_cast<unsigned char>(byte);
+        for (int bit = 0; bit < 8; ++bit) {
+            sum = (sum & 1) != 0 ? (sum >> 1) ^ 0xedb88320 : sum >> 1;
+        }
+    }
+    return ~sum;
+}
+
+void putNumber(std::string& bytes, std::size_t position, std::uint32_t number)
+{
+    for (int byte = 0; byte < 4; ++byte) {
+        bytes[position + static_cast<std::size_t>(byte)] = static_cast<char>(number >> (24 - 8 * byte));
+    }
+}
+
+/// A PNG file whose header, with a correct checksum, declares the extent.
+std::string pictureDeclaring(std::uint32_t width, std::uint32_t height)
+{
+    constexpr std::size_t headerName = 12;
+    constexpr std::size_t headerWidth = 16;
+    constexpr std::size_t headerHeight = 20;
+    constexpr std::size_t headerEnd = 29;
+    std::string bytes = encodedPicture("PNG");
+    putNumber(bytes, headerWidth, width);
+    putNumber(bytes, headerHeight, height);
+    putNumber(bytes, headerEnd, checksum(std::string_view(bytes).substr(headerName, headerEnd - headerName)));
+    return bytes;
+}
+
+TEST_F(QtImageCodecTests, everyRasterFormatOfTheSystemIsDecodable)
+{
+    EXPECT_TRUE(codec.isDecodableImage(encodedPicture("JPEG")));
+    EXPECT_TRUE(codec.isDecodableImage(encodedPicture("BMP")));
+}
+
+TEST_F(QtImageCodecTests, anAbsurdExtentIsRefusedHoweverSmallTheFile)
+{
+    EXPECT_TRUE(codec.isDecodableImage(pictureDeclaring(64, 48)));
+    EXPECT_FALSE(codec.isDecodableImage(pictureDeclaring(100'000, 100'000)));
+    EXPECT_FALSE(codec.isDecodableImage(pictureDeclaring(0x7fffffff, 0x7fffffff)));
+    EXPECT_FALSE(codec.isDecodableImage(pictureDeclaring(0, 48)));
+    EXPECT_FALSE(codec.isDecodableImage(pictureDeclaring(5000, 5000)));
+}
+
+TEST_F(QtImageCodecTests, aTruncatedPictureIsNotDecodableWhereverItEnds)
+{
+    const std::string picture = encodedPicture("PNG");
+
+    for (std::size_t size = 0; size + 20 < picture.size(); size += 37) {
+        EXPECT_FALSE(codec.isDecodableImage(std::string_view(picture).substr(0, size))) << size;
+    }
+}
+
+TEST_F(QtImageCodecTests, aDamagedPictureIsNotDecodable)
+{
+    std::string picture = encodedPicture("PNG");
+    picture[picture.size() / 2] = static_cast<char>(picture[picture.size() / 2] ^ 0xff);
+
+    EXPECT_FALSE(codec.isDecodableImage(picture));
+}
+
+TEST_F(QtImageCodecTests, vectorGraphicsAreNotDecodable)
+{
+    EXPECT_FALSE(codec.isDecodableImage(
+        R"(<?xml version="1.0"?><svg xmlns="http://www.w3.org/2000/svg" width="8" height="8"/>)"));
+}
+
+TEST_F(QtImageCodecTests, sizesThatAreNoneGiveNoExtent)
+{
+    for (const double size :
+         {0.0, -5.0, std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()}) {
+        EXPECT_EQ(codec.measureText("ab", size).width, 0);
+        EXPECT_EQ(codec.measureText("ab", size).height, 0);
+    }
+    EXPECT_EQ(codec.measureText("", 16).width, 0);
+}
+
+TEST_F(QtImageCodecTests, hugeSizesAreMeasuredWithoutLoadingHugeLetters)
+{
+    EXPECT_GT(codec.measureText("ab", 1e9).width, 1e8);
+}
+
+TEST_F(QtImageCodecTests, anAbsurdDrawingIsEmpty)
+{
+    for (const auto& [width, height] : {std::pair(0, 10), {10, -1}, {1'000'000, 1'000'000}}) {
+        const Image image = codec.drawText("ab", 16, width, height);
+        EXPECT_EQ(image.width, 0);
+        EXPECT_TRUE(image.pixels.empty());
+    }
+}
+
+TEST_F(QtImageCodecTests, anEmojiIsDrawnInColourOnNothing)
+{
+    const TextExtent extent = codec.measureText(grinningFace, 32);
+    const Image image =
+        codec.drawText(grinningFace, 32, static_cast<int>(extent.width), static_cast<int>(extent.height));
+
+    const auto isYellow = [](std::uint32_t pixel) {
+        return qAlpha(pixel) == 255 && qRed(pixel) > 200 && qGreen(pixel) > 150 && qBlue(pixel) < 120;
+    };
+    const auto yellow = std::count_if(image.pixels.begin(), image.pixels.end(), isYellow);
+    EXPECT_GT(yellow, static_cast<long>(image.pixels.size() / 4));
+    EXPECT_EQ(image.pixels.front(), 0U);
+}
+
+TEST_F(QtImageCodecTests, pixelsArePremultiplied)
+{
+    const Image image = codec.drawText(grinningFace, 32, 40, 40);
+
+    for (const std::uint32_t pixel : image.pixels) {
+        ASSERT_LE(std::max({qRed(pixel), qGreen(pixel), qBlue(pixel)}), qAlpha(pixel));
+    }
+}
+
+TEST_F(QtImageCodecTests, rowsAreCountedFromTheTop)
+{
+    const Image image = codec.drawText("'", 40, 60, 80);
+
+    const auto firstInk =
+        std::find_if(image.pixels.begin(), image.pixels.end(), [](auto pixel) { return pixel != 0; });
+    ASSERT_NE(firstInk, image.pixels.end());
+    const auto lowerHalf = image.pixels.begin() + static_cast<std::ptrdiff_t>(image.pixels.size() / 2);
+    EXPECT_TRUE(std::all_of(lowerHalf, image.pixels.end(), [](auto pixel) { return pixel == 0; }));
+}
+
+TEST_F(QtImageCodecTests, aSequenceWithASelectorInsideIsAsWideAsOneEmoji)
+{
+    EXPECT_EQ(codec.measureText("\U0001F3F3\ufe0f\u200d\u26a7\ufe0f", 32).width,
+              codec.measureText(grinningFace, 32).width);
+}
+
+TEST_F(QtImageCodecTests, plainDigitsAreSetInTheSystemFont)
+{
+    EXPECT_LT(codec.measureText("1", 32).width, codec.measureText(grinningFace, 32).width);
+}
+
+} // namespace
+} // namespace glimmerwick::contract

@@ -1,0 +1,521 @@
+#include "Platform/X11/X11Pasteboard.h"
+
+#include "Contract/EventLoop.h"
+#include "Contract/SelectionClients.h"
+#include "Fakes/FakeInput.h"
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <qguiapplication_platform.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace glimmerwick::contract {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::UnorderedElementsAre;
+
+using PasteSelections = X11SelectionService::PasteSelections;
+
+std::uint32_t toolkitClient()
+{
+    const auto* toolkit = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    return X11Connection(toolkit->connection()).client();
+}
+
+bool isHinted(const std::vector<std::string>& targets)
+{
+    return std::ranges::find(targets, "x-kde-passwordManagerHint") != targets.end();
+}
+
+struct FakeSubject {
+    fakes::FakePasteboard pasteboard;
+};
+
+struct X11Subject {
+    X11Pasteboard pasteboard{toolkitClient()};
+};
+
+template <typename Subject> class PasteboardContract : public ::testing::Test {
+protected:
+    Subject subject;
+    Pasteboard& pasteboard = subject.pasteboard;
+};
+
+using Subjects = ::testing::Types<FakeSubject, X11Subject>;
+TYPED_TEST_SUITE(PasteboardContract, Subjects);
+
+TYPED_TEST(PasteboardContract, holdsNothingAfterClearing)
+{
+    this->pasteboard.clearContents();
+
+    EXPECT_EQ(this->pasteboard.string(pasteboardType::string), std::nullopt);
+    EXPECT_EQ(this->pasteboard.string(pasteboardType::concealed), std::nullopt);
+}
+
+TYPED_TEST(PasteboardContract, readsBackWhatWasSet)
+{
+    this->pasteboard.clearContents();
+
+    EXPECT_TRUE(this->pasteboard.setString("👍🏽 ok", pasteboardType::string));
+
+    EXPECT_EQ(this->pasteboard.string(pasteboardType::string), "👍🏽 ok");
+    EXPECT_EQ(this->pasteboard.string(pasteboardType::concealed), std::nullopt);
+}
+
+TYPED_TEST(PasteboardContract, holdsBothTypesAfterACopy)
+{
+    this->pasteboard.clearContents();
+
+    EXPECT_TRUE(this->pasteboard.setString("😀", pasteboardType::string));
+    EXPECT_TRUE(this->pasteboard.setData("glimmerwick", pasteboardType::concealed));
+
+    EXPECT_EQ(this->pasteboard.string(pasteboardType::string), "😀");
+    EXPECT_EQ(this->pasteboard.string(pasteboardType::concealed), "glimmerwick");
+}
+
+TYPED_TEST(PasteboardContract, clearingDropsEveryType)
+{
+    this->pasteboard.clearContents();
+    this->pasteboard.setString("😀", pasteboardType::string);
+    this->pasteboard.setData("glimmerwick", pasteboardType::concealed);
+
+    this->pasteboard.clearContents();
+
+    EXPECT_EQ(this->pasteboard.string(pasteboardType::string), std::nullopt);
+    EXPECT_EQ(this->pasteboard.string(pasteboardType::concealed), std::nullopt);
+}
+
+TYPED_TEST(PasteboardContract, aLaterTextReplacesAnEarlierOne)
+{
+    this->pasteboard.clearContents();
+    this->pasteboard.setString("earlier", pasteboardType::string);
+
+    EXPECT_TRUE(this->pasteboard.setString("later", pasteboardType::string));
+
+    EXPECT_EQ(this->pasteboard.string(pasteboardType::string), "later");
+}
+
+TYPED_TEST(PasteboardContract, keepsAnyBytes)
+{
+    const std::string bytes("nul \0 line\n ill-formed \xff\xc3", 26);
+    this->pasteboard.clearContents();
+
+    this->pasteboard.setString("", pasteboardType::string);
+    this->pasteboard.setData(bytes, "application/x-anything");
+
+    EXPECT_EQ(this->pasteboard.string(pasteboardType::string), "");
+    EXPECT_EQ(this->pasteboard.string("application/x-anything"), bytes);
+}
+
+class X11PasteboardTest : public ::testing::Test {
+protected:
+    void putText(std::string_view text)
+    {
+        pasteboard.clearContents();
+        ASSERT_TRUE(pasteboard.setString(text, pasteboardType::string));
+    }
+
+    std::optional<std::string> text() { return pasteboard.string(pasteboardType::string); }
+
+    static std::optional<std::string> textSeenBy(Requestor& requestor,
+                                                 const std::string& selection = "CLIPBOARD")
+    {
+        const auto answer = requestor.request(selection, "UTF8_STRING");
+        return answer ? std::optional(answer->bytes) : std::nullopt;
+    }
+
+    X11Pasteboard pasteboard{toolkitClient()};
+    Requestor requestor;
+};
+
+TEST_F(X11PasteboardTest, otherProgramsSeeTheTextUnderEveryUsualName)
+{
+    putText("é 😀");
+
+    for (const std::string target : {"UTF8_STRING", "text/plain;charset=utf-8", "text/plain"}) {
+        const auto answer = requestor.request("CLIPBOARD", target);
+        ASSERT_TRUE(answer) << target;
+        EXPECT_EQ(answer->bytes, "é 😀") << target;
+        EXPECT_EQ(answer->type, target);
+        EXPECT_EQ(answer->format, 8) << target;
+    }
+    const auto anyEncoding = requestor.request("CLIPBOARD", "TEXT");
+    ASSERT_TRUE(anyEncoding);
+    EXPECT_EQ(anyEncoding->bytes, "é 😀");
+    EXPECT_EQ(anyEncoding->type, "UTF8_STRING");
+}
+
+TEST_F(X11PasteboardTest, programsThatKnowLatin1AloneGetWhatItCanExpress)
+{
+    putText("é 😀");
+
+    const auto answer = requestor.request("CLIPBOARD", "STRING");
+
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->type, "STRING");
+    EXPECT_TRUE(answer->bytes.starts_with("\xe9 ?")) << answer->bytes;
+}
+
+TEST_F(X11PasteboardTest, listsWhatAnOrdinaryTextCanBeHadAs)
+{
+    putText("text");
+
+    EXPECT_THAT(requestor.targets(),
+                UnorderedElementsAre("TARGETS", "TIMESTAMP", "MULTIPLE", "UTF8_STRING", "STRING", "TEXT",
+                                     "text/plain", "text/plain;charset=utf-8"));
+}
+
+TEST_F(X11PasteboardTest, aConcealedEntryCarriesTheMarkerAndTheHintOfLinuxHistories)
+{
+    putText("😀");
+    pasteboard.setData("glimmerwick", pasteboardType::concealed);
+
+    EXPECT_THAT(requestor.targets(),
+                AllOf(Contains("org.nspasteboard.ConcealedType"), Contains("x-kde-passwordManagerHint"),
+                      Contains("UTF8_STRING")));
+    EXPECT_EQ(requestor.request("CLIPBOARD", "org.nspasteboard.ConcealedType")->bytes, "glimmerwick");
+    EXPECT_EQ(requestor.request("CLIPBOARD", "x-kde-passwordManagerHint")->bytes, "secret");
+}
+
+TEST_F(X11PasteboardTest, refusesWhatItDoesNotHold)
+{
+    putText("text");
+
+    EXPECT_FALSE(requestor.request("CLIPBOARD", "image/png"));
+    EXPECT_FALSE(requestor.request("CLIPBOARD", "x-kde-passwordManagerHint"));
+    EXPECT_FALSE(requestor.request("CLIPBOARD", "org.nspasteboard.ConcealedType"));
+
+    pasteboard.clearContents();
+
+    EXPECT_FALSE(requestor.request("CLIPBOARD", "UTF8_STRING"));
+}
+
+TEST_F(X11PasteboardTest, tellsSinceWhenItOwnsTheClipboard)
+{
+    putText("earlier");
+    const auto earlier = requestor.request("CLIPBOARD", "TIMESTAMP");
+    ASSERT_TRUE(earlier);
+    EXPECT_EQ(earlier->type, "INTEGER");
+    EXPECT_EQ(earlier->format, 32);
+    const auto since = Requestor::numbers(*earlier).at(0);
+    EXPECT_NE(since, static_cast<std::uint32_t>(XCB_CURRENT_TIME));
+
+    EXPECT_TRUE(eventually([&] {
+        putText("later");
+        return Requestor::numbers(*requestor.request("CLIPBOARD", "TIMESTAMP")).at(0) > since;
+    }));
+}
+
+TEST_F(X11PasteboardTest, answersSeveralTargetsAtOnceAndMarksTheOnesItRefuses)
+{
+    putText("é");
+
+    const auto answers =
+        requestor.requestMultiple({"UTF8_STRING", "image/png", "STRING", "MULTIPLE", "TIMESTAMP"});
+
+    ASSERT_EQ(answers.size(), 5U);
+    EXPECT_EQ(answers[0], "é");
+    EXPECT_EQ(answers[1], std::nullopt);
+    EXPECT_EQ(answers[2], "\xe9");
+    EXPECT_EQ(answers[3], std::nullopt);
+    ASSERT_TRUE(answers[4]);
+    EXPECT_EQ(answers[4]->size(), sizeof(xcb_timestamp_t));
+}
+
+TEST_F(X11PasteboardTest, sendsLargeTextInPieces)
+{
+    const std::string large(5'000'001, 'x');
+    putText(large);
+
+    const auto answer = requestor.request("CLIPBOARD", "UTF8_STRING");
+
+    ASSERT_TRUE(answer);
+    EXPECT_GT(answer->pieceCount, 1);
+    EXPECT_EQ(answer->type, "UTF8_STRING");
+    EXPECT_TRUE(answer->bytes == large);
+    EXPECT_EQ(requestor.requestMultiple({"STRING"}).at(0)->size(), large.size());
+}
+
+TEST_F(X11PasteboardTest, aReceiverThatVanishesOrStopsTakingDisturbsNobody)
+{
+    const std::string large(2'000'000, 'x');
+    putText(large);
+    Requestor stopped;
+    ASSERT_TRUE(stopped.ask("CLIPBOARD", "UTF8_STRING"));
+    {
+        Requestor vanishing;
+        ASSERT_TRUE(vanishing.ask("CLIPBOARD", "UTF8_STRING"));
+    }
+
+    EXPECT_TRUE(textSeenBy(requestor) == large);
+}
+
+TEST_F(X11PasteboardTest, aTransferUnderWayKeepsTheTextItBeganWith)
+{
+    const std::string large(2'000'000, 'x');
+    putText(large);
+    Requestor late;
+    ASSERT_TRUE(late.ask("CLIPBOARD", "UTF8_STRING"));
+
+    putText("short");
+
+    EXPECT_EQ(textSeenBy(requestor), "short");
+    EXPECT_EQ(text(), "short");
+}
+
+TEST_F(X11PasteboardTest, theToolkitReadsItWhileTheMainThreadWaits)
+{
+    putText("for the search field 😀");
+
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), QStringLiteral("for the search field 😀"));
+}
+
+TEST_F(X11PasteboardTest, readsTextThatWasCopiedInThisProgramsOwnFields)
+{
+    putText("before");
+
+    QGuiApplication::clipboard()->setText(QStringLiteral("copied from the search field 😀"));
+
+    EXPECT_EQ(text(), "copied from the search field 😀");
+    EXPECT_FALSE(pasteboard.setString("too late", pasteboardType::string));
+}
+
+TEST_F(X11PasteboardTest, readsTextOfOtherPrograms)
+{
+    const ForeignOwner owner("CLIPBOARD", {{"UTF8_STRING", {"UTF8_STRING", "Grüße 😀"}}});
+
+    EXPECT_EQ(text(), "Grüße 😀");
+}
+
+TEST_F(X11PasteboardTest, fallsBackToWhatTheOtherProgramOffers)
+{
+    {
+        const ForeignOwner modern("CLIPBOARD",
+                                  {{"text/plain;charset=utf-8", {"text/plain;charset=utf-8", "Grüße"}}});
+        EXPECT_EQ(text(), "Grüße");
+    }
+    const ForeignOwner old("CLIPBOARD", {{"STRING", {"STRING", "Gr\xfc\xdf"}}});
+
+    EXPECT_EQ(text(), "Grüß");
+    EXPECT_THAT(old.askedTargets(), ElementsAre("UTF8_STRING", "text/plain;charset=utf-8", "STRING"));
+}
+
+TEST_F(X11PasteboardTest, aClipboardWithoutTextReadsAsNothing)
+{
+    const ForeignOwner owner("CLIPBOARD", {{"image/png", {"image/png", "\x89PNG"}}});
+
+    EXPECT_EQ(text(), std::nullopt);
+    EXPECT_EQ(pasteboard.string("image/png"), "\x89PNG");
+}
+
+TEST_F(X11PasteboardTest, aClipboardThatNobodyOwnsReadsAsNothing)
+{
+    {
+        const ForeignOwner owner("CLIPBOARD", {{"UTF8_STRING", {"UTF8_STRING", "gone with its program"}}});
+        ASSERT_EQ(text(), "gone with its program");
+    }
+
+    EXPECT_TRUE(eventually([&] { return text() == std::nullopt; }));
+}
+
+TEST_F(X11PasteboardTest, readsLargeTextThatComesInPieces)
+{
+    std::string large;
+    while (large.size() < 3'000'000) {
+        large += "😀 " + std::to_string(large.size());
+    }
+    const ForeignOwner owner("CLIPBOARD", {{"UTF8_STRING", {"UTF8_STRING", large}}},
+                             ForeignOwner::Manner::inPieces);
+
+    EXPECT_TRUE(text() == large);
+}
+
+TEST_F(X11PasteboardTest, takesTheLargestTextItAllowsAndNoLargerOne)
+{
+    X11Pasteboard other(0);
+    std::string largest(64 * 1024 * 1024, 'x');
+    other.clearContents();
+    ASSERT_TRUE(other.setString(largest, pasteboardType::string));
+    EXPECT_TRUE(text() == largest);
+
+    largest += 'x';
+    other.clearContents();
+    ASSERT_TRUE(other.setString(largest, pasteboardType::string));
+    EXPECT_EQ(text(), std::nullopt);
+}
+
+TEST_F(X11PasteboardTest, givesUpOnAnOwnerThatDoesNotAnswer)
+{
+    {
+        const ForeignOwner silent("CLIPBOARD", {}, ForeignOwner::Manner::silent);
+        EXPECT_EQ(text(), std::nullopt);
+        EXPECT_THAT(silent.askedTargets(), ElementsAre("UTF8_STRING"));
+    }
+    const ForeignOwner stalling("CLIPBOARD", {{"UTF8_STRING", {"UTF8_STRING", "never comes"}}},
+                                ForeignOwner::Manner::stalling);
+
+    EXPECT_EQ(text(), std::nullopt);
+
+    putText("still works");
+    EXPECT_EQ(textSeenBy(requestor), "still works");
+}
+
+TEST_F(X11PasteboardTest, servesOthersWhileItWaitsForAnAnswer)
+{
+    const auto isServedMeanwhile = [&] {
+        putText("emoji");
+        pasteboard.pasteWillBegin(requestor.window(), PasteSelections::clipboardAndPrimary);
+        const ForeignOwner silent("CLIPBOARD", {}, ForeignOwner::Manner::silent);
+        std::atomic<bool> isWaiting = true;
+        bool wasServed = false;
+        std::jthread other([&] {
+            eventually([&] { return !silent.askedTargets().empty(); });
+            wasServed = textSeenBy(requestor, "PRIMARY") == "emoji" && isWaiting;
+        });
+        EXPECT_EQ(text(), std::nullopt);
+        isWaiting = false;
+        other.join();
+        return wasServed;
+    };
+
+    // On a slow machine the wait may be over too soon.
+    EXPECT_TRUE(eventually(isServedMeanwhile));
+}
+
+TEST_F(X11PasteboardTest, writesNothingOnceAnotherProgramOwnsTheClipboard)
+{
+    putText("mine");
+    const ForeignOwner owner("CLIPBOARD", {{"UTF8_STRING", {"UTF8_STRING", "theirs"}}});
+
+    EXPECT_FALSE(pasteboard.setString("mine again", pasteboardType::string));
+    EXPECT_FALSE(pasteboard.setData("glimmerwick", pasteboardType::concealed));
+    EXPECT_EQ(text(), "theirs");
+
+    putText("taken back");
+    EXPECT_EQ(text(), "taken back");
+    EXPECT_EQ(textSeenBy(requestor), "taken back");
+}
+
+TEST_F(X11PasteboardTest, writesNothingBeforeItHasTakenTheClipboard)
+{
+    const ForeignOwner owner("CLIPBOARD", {{"UTF8_STRING", {"UTF8_STRING", "theirs"}}});
+
+    EXPECT_FALSE(pasteboard.setString("mine", pasteboardType::string));
+    EXPECT_EQ(text(), "theirs");
+}
+
+TEST_F(X11PasteboardTest, aPasteTargetGetsTheEmojiHoweverLateItAsks)
+{
+    Requestor target;
+    putText("😀");
+    pasteboard.pasteWillBegin(target.window(), PasteSelections::clipboard);
+
+    putText("the user's text");
+
+    EXPECT_EQ(textSeenBy(requestor), "the user's text");
+    EXPECT_EQ(text(), "the user's text");
+    EXPECT_THAT(target.targets(), Contains("UTF8_STRING"));
+    EXPECT_EQ(textSeenBy(target), "😀");
+}
+
+TEST_F(X11PasteboardTest, aPasteEndsSoonAfterTheTargetHasAsked)
+{
+    Requestor target;
+    putText("😀");
+    pasteboard.pasteWillBegin(target.window(), PasteSelections::clipboard);
+    putText("the user's text");
+
+    ASSERT_EQ(textSeenBy(target), "😀");
+
+    EXPECT_TRUE(eventually([&] { return textSeenBy(target) == "the user's text"; }));
+}
+
+TEST_F(X11PasteboardTest, aPasteThatNobodyTakesEndsAsWell)
+{
+    Requestor target;
+    putText("😀");
+    pasteboard.pasteWillBegin(target.window(), PasteSelections::clipboard);
+    putText("the user's text");
+
+    // Asking what there is takes nothing, so only the time limit can end the paste.
+    EXPECT_TRUE(eventually([&] { return !isHinted(target.targets()); }));
+
+    EXPECT_EQ(textSeenBy(target), "the user's text");
+}
+
+TEST_F(X11PasteboardTest, historiesAreAskedNotToRecordWhatIsOnlyPasted)
+{
+    Requestor target;
+    putText("😀");
+    pasteboard.pasteWillBegin(target.window(), PasteSelections::clipboard);
+
+    EXPECT_TRUE(isHinted(requestor.targets()));
+
+    putText("the user's text");
+    EXPECT_FALSE(isHinted(requestor.targets()));
+}
+
+TEST_F(X11PasteboardTest, historiesThatAskBeforeThePasteBeginsLearnOfItAllTheSame)
+{
+    Requestor target;
+
+    // A slow machine may need more than the moment that such a request is kept waiting.
+    EXPECT_TRUE(eventually([&] {
+        putText("😀");
+        requestor.beginAskingForTargets();
+        pasteboard.pasteWillBegin(target.window(), PasteSelections::clipboard);
+        return isHinted(requestor.targetsAnswered());
+    }));
+}
+
+TEST_F(X11PasteboardTest, theEmojiStaysWhenThereIsNothingToPutBack)
+{
+    Requestor target;
+    putText("😀");
+    pasteboard.pasteWillBegin(target.window(), PasteSelections::clipboard);
+
+    ASSERT_EQ(textSeenBy(target), "😀");
+
+    EXPECT_EQ(textSeenBy(requestor), "😀");
+    EXPECT_EQ(text(), "😀");
+}
+
+TEST_F(X11PasteboardTest, theSelectedTextIsReplacedForAPasteAndOfferedAgainAfterIt)
+{
+    Requestor target;
+    const ForeignOwner selected("PRIMARY", {{"UTF8_STRING", {"UTF8_STRING", "selected"}}});
+    putText("😀");
+    pasteboard.pasteWillBegin(target.window(), PasteSelections::clipboardAndPrimary);
+    putText("the user's text");
+
+    EXPECT_EQ(textSeenBy(target, "PRIMARY"), "😀");
+
+    EXPECT_TRUE(eventually([&] { return textSeenBy(target, "PRIMARY") == "selected"; }));
+}
+
+TEST_F(X11PasteboardTest, handsItsTextToTheClipboardManagerAtTheEnd)
+{
+    const ForeignOwner manager("CLIPBOARD_MANAGER", {{"SAVE_TARGETS", {"NULL", ""}}});
+    {
+        X11Pasteboard ending(toolkitClient());
+        ending.clearContents();
+        ending.setString("to be kept", pasteboardType::string);
+    }
+
+    EXPECT_THAT(manager.askedTargets(), ElementsAre("SAVE_TARGETS"));
+}
+
+} // namespace
+} // namespace glimmerwick::contract

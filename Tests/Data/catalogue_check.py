@@ -19,7 +19,7 @@ ZERO_WIDTH_JOINER = "\u200d"
 VARIATION_SELECTOR = "\ufe0f"
 KEYCAP = "\u20e3"
 TONES = {chr(value) for value in range(0x1F3FB, 0x1F400)}
-# Single-scalar emoji that a tone may follow directly, in Unicode 17: the emoji modifier bases that are shown as
+# Single-scalar emoji that a tone may follow directly, in Unicode 17: the modifier bases that are shown as
 # pictures without a variation selector.
 TONED_COUNT = 124
 CODEPOINT_STRING = re.compile(r"[0-9a-f]+(-[0-9a-f]+)*")

@@ -64,7 +64,10 @@ std::optional<std::string> characters(const QString& text)
 
 } // namespace
 
-KeyEventFilter::KeyEventFilter() { QCoreApplication::instance()->installEventFilter(this); }
+KeyEventFilter::KeyEventFilter()
+{
+    QCoreApplication::instance()->installEventFilter(this);
+}
 
 KeyEventFilter::~KeyEventFilter() = default;
 
@@ -118,7 +121,8 @@ void KeyEventFilter::handleCommit(QInputMethodEvent& event)
     if (event.commitString().isEmpty()) {
         return;
     }
-    if (offer({EventType::keyDown, keyCode::unknown, 0, characters(event.commitString())}) == Outcome::swallow) {
+    if (offer({EventType::keyDown, keyCode::unknown, 0, characters(event.commitString())})
+        == Outcome::swallow) {
         // The rest of the event still counts: it takes down the text under composition.
         event.setCommitString({});
     }

@@ -15,9 +15,9 @@ class QKeyEvent;
 
 namespace glimmerwick {
 
-/// Shows this application's key presses to taps and to local monitors before a widget gets them, and after the
-/// input method has had them: dead keys and input methods have composed by then, and what an input method commits
-/// comes as a press of an unknown key with characters. Presses of modifier keys are not shown.
+/// Shows this application's key presses to taps and to local monitors before a widget gets them, and after
+/// the input method has had them: dead keys and input methods have composed by then, and what an input method
+/// commits comes as a press of an unknown key with characters. Presses of modifier keys are not shown.
 ///
 /// Each press is shown once. The release that belongs to a swallowed press is swallowed with it.
 /// Make it after the application object. Main thread.

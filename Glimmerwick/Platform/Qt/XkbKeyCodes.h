@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <optional>
 
-/// Between the logic's virtual key codes and those of XKB, which X11 and Wayland share: key codes (the kernel's
-/// plus 8) for positions, key symbols for what a key means.
+/// Between the logic's virtual key codes and those of XKB, which X11 and Wayland share: key codes (the
+/// kernel's plus 8) for positions, key symbols for what a key means.
 namespace glimmerwick::xkb {
 
 /// Return, Tab, Backspace, Escape, Space, keypad Enter and the arrows are known by their symbol, wherever the

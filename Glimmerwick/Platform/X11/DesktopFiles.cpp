@@ -47,7 +47,8 @@ std::optional<std::string> value(std::string_view line, std::string_view key)
 std::optional<DesktopFile> read(const std::filesystem::path& path)
 {
     std::error_code error;
-    if (!std::filesystem::is_regular_file(path, error) || std::filesystem::file_size(path, error) > largestFile) {
+    if (!std::filesystem::is_regular_file(path, error)
+        || std::filesystem::file_size(path, error) > largestFile) {
         return std::nullopt;
     }
     std::ifstream lines(path);

@@ -24,8 +24,8 @@ public:
     /// The applications folders of this session, the user's own first.
     static std::vector<std::filesystem::path> standardFolders();
 
-    /// Reads every file. A file in an earlier folder hides one of the same identifier in a later one; what cannot
-    /// be read is left out.
+    /// Reads every file. A file in an earlier folder hides one of the same identifier in a later one; what
+    /// cannot be read is left out.
     explicit DesktopFiles(const std::vector<std::filesystem::path>& folders);
 
     const DesktopFile* find(std::string_view identifier) const;

@@ -41,7 +41,10 @@ std::optional<PasteChord::Readiness> readiness(const std::string& word)
     return word == "settle" ? std::optional(PasteChord::Readiness::afterSettling) : std::nullopt;
 }
 
-std::string withoutComment(const std::string& line) { return line.substr(0, line.find('#')); }
+std::string withoutComment(const std::string& line)
+{
+    return line.substr(0, line.find('#'));
+}
 
 } // namespace
 

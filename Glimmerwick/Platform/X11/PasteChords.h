@@ -26,9 +26,9 @@ struct PasteChord {
 
 /// Which keys paste where, by the application's window class.
 ///
-/// A file has one class per line, then the keys ("Ctrl+V", "Ctrl+Shift+V", "Shift+Insert"), then "settle" where the
-/// application needs it; "#" begins a comment. Upper and lower case are the same everywhere. Lines that make no
-/// sense are reported on standard error and skipped.
+/// A file has one class per line, then the keys ("Ctrl+V", "Ctrl+Shift+V", "Shift+Insert"), then "settle"
+/// where the application needs it; "#" begins a comment. Upper and lower case are the same everywhere. Lines
+/// that make no sense are reported on standard error and skipped.
 class PasteChords {
 public:
     /// Adds the file's lines, which win over earlier ones. A file that cannot be opened adds nothing.

@@ -22,8 +22,9 @@ bool X11AccessibilityTrust::isTrustedWithPrompt()
         std::fprintf(stderr, "glimmerwick: the X server lacks the XTEST extension; emoji cannot be typed\n");
     }
     if (!m_display.hasExtension(xcb_input_id)) {
-        std::fprintf(stderr, "glimmerwick: the X server lacks the XInputExtension; clicks outside the picker go "
-                             "unnoticed\n");
+        std::fprintf(stderr,
+                     "glimmerwick: the X server lacks the XInputExtension; clicks outside the picker go "
+                     "unnoticed\n");
     }
     return isTrusted();
 }

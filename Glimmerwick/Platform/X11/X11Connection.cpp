@@ -40,20 +40,21 @@ void X11Connection::Disconnect::operator()(xcb_connection_t* connection) const
     }
 }
 
-X11Connection::X11Connection() :
-    X11Connection(std::unique_ptr<xcb_connection_t, Disconnect>(xcb_connect(nullptr, nullptr), Disconnect{true}),
-                  defaultScreenNumber())
+X11Connection::X11Connection()
+    : X11Connection(
+        std::unique_ptr<xcb_connection_t, Disconnect>(xcb_connect(nullptr, nullptr), Disconnect{true}),
+        defaultScreenNumber())
 {
 }
 
-X11Connection::X11Connection(xcb_connection_t* toolkitConnection) :
-    X11Connection(std::unique_ptr<xcb_connection_t, Disconnect>(toolkitConnection, Disconnect{false}),
-                  defaultScreenNumber())
+X11Connection::X11Connection(xcb_connection_t* toolkitConnection)
+    : X11Connection(std::unique_ptr<xcb_connection_t, Disconnect>(toolkitConnection, Disconnect{false}),
+                    defaultScreenNumber())
 {
 }
 
-X11Connection::X11Connection(std::unique_ptr<xcb_connection_t, Disconnect> connection, int screenNumber) :
-    m_connection(std::move(connection)), m_screenNumber(screenNumber)
+X11Connection::X11Connection(std::unique_ptr<xcb_connection_t, Disconnect> connection, int screenNumber)
+    : m_connection(std::move(connection)), m_screenNumber(screenNumber)
 {
     const xcb_setup_t* setup = isBroken() ? nullptr : xcb_get_setup(m_connection.get());
     const xcb_screen_t* screen = setup ? screenAt(*setup, screenNumber) : nullptr;
@@ -87,7 +88,8 @@ std::string X11Connection::atomName(xcb_atom_t atom)
     if (!reply) {
         return {};
     }
-    return {xcb_get_atom_name_name(reply.get()), static_cast<std::size_t>(xcb_get_atom_name_name_length(reply.get()))};
+    return {xcb_get_atom_name_name(reply.get()),
+            static_cast<std::size_t>(xcb_get_atom_name_name_length(reply.get()))};
 }
 
 bool X11Connection::hasExtension(xcb_extension_t& extension)
@@ -96,7 +98,8 @@ bool X11Connection::hasExtension(xcb_extension_t& extension)
     return data && data->present;
 }
 
-XcbOwned<xcb_get_property_reply_t> X11Connection::property(xcb_window_t window, xcb_atom_t property, xcb_atom_t type)
+XcbOwned<xcb_get_property_reply_t> X11Connection::property(xcb_window_t window, xcb_atom_t property,
+                                                           xcb_atom_t type)
 {
     const auto cookie = xcb_get_property(*this, 0, window, property, type, 0, longestProperty);
     return answer(xcb_get_property_reply, cookie);
@@ -111,7 +114,8 @@ std::vector<std::uint32_t> X11Connection::numbers(xcb_window_t window, xcb_atom_
     const std::size_t size = static_cast<std::size_t>(xcb_get_property_value_length(reply.get()));
     std::vector<std::uint32_t> values(size / sizeof(std::uint32_t));
     if (!values.empty()) {
-        std::memcpy(values.data(), xcb_get_property_value(reply.get()), values.size() * sizeof(std::uint32_t));
+        std::memcpy(values.data(), xcb_get_property_value(reply.get()),
+                    values.size() * sizeof(std::uint32_t));
     }
     return values;
 }
@@ -158,7 +162,10 @@ bool X11Connection::exists(xcb_window_t window)
     return answer(xcb_get_window_attributes_reply, xcb_get_window_attributes(*this, window)) != nullptr;
 }
 
-void X11Connection::roundTrip() { answer(xcb_get_input_focus_reply, xcb_get_input_focus(*this)); }
+void X11Connection::roundTrip()
+{
+    answer(xcb_get_input_focus_reply, xcb_get_input_focus(*this));
+}
 
 bool X11Connection::succeeds(xcb_void_cookie_t checkedRequest)
 {

@@ -29,8 +29,8 @@ inline std::uint8_t eventType(const xcb_generic_event_t& event)
     return event.response_type & static_cast<std::uint8_t>(~sentByClientBit);
 }
 
-/// A connection to the display with the small questions that the adapters ask of it. What fails or has vanished
-/// answers as absent; protocol errors are dropped. One thread, the one that made it.
+/// A connection to the display with the small questions that the adapters ask of it. What fails or has
+/// vanished answers as absent; protocol errors are dropped. One thread, the one that made it.
 class X11Connection {
 public:
     /// A connection of its own. Throws std::runtime_error when the display cannot be reached.

@@ -31,10 +31,12 @@ using XkbState = std::unique_ptr<xkb_state, Unreference<xkb_state_unref>>;
 /// Makes of a key code what the toolkit would: symbol, modifiers, text.
 class X11EventMonitors::KeyTranslator {
 public:
-    explicit KeyTranslator(X11Connection& display) : m_display(display), m_context(xkb_context_new(XKB_CONTEXT_NO_FLAGS))
+    explicit KeyTranslator(X11Connection& display)
+        : m_display(display), m_context(xkb_context_new(XKB_CONTEXT_NO_FLAGS))
     {
-        if (xkb_x11_setup_xkb_extension(m_display, XKB_X11_MIN_MAJOR_XKB_VERSION, XKB_X11_MIN_MINOR_XKB_VERSION,
-                                        XKB_X11_SETUP_XKB_EXTENSION_NO_FLAGS, nullptr, nullptr, nullptr, nullptr)
+        if (xkb_x11_setup_xkb_extension(m_display, XKB_X11_MIN_MAJOR_XKB_VERSION,
+                                        XKB_X11_MIN_MINOR_XKB_VERSION, XKB_X11_SETUP_XKB_EXTENSION_NO_FLAGS,
+                                        nullptr, nullptr, nullptr, nullptr)
             != 0) {
             m_device = xkb_x11_get_core_keyboard_device_id(m_display);
         }
@@ -49,7 +51,8 @@ public:
             m_keymap.reset(xkb_x11_keymap_new_from_device(m_context.get(), m_display, m_device,
                                                           XKB_KEYMAP_COMPILE_NO_FLAGS));
         }
-        const XkbState state(m_keymap ? xkb_x11_state_new_from_device(m_keymap.get(), m_display, m_device) : nullptr);
+        const XkbState state(m_keymap ? xkb_x11_state_new_from_device(m_keymap.get(), m_display, m_device)
+                                      : nullptr);
         if (!state) {
             return std::nullopt;
         }
@@ -57,14 +60,15 @@ public:
         if (isModifier(symbol)) {
             return std::nullopt;
         }
-        return KeyEvent{EventType::keyDown, xkb::virtualKeyCode(key, symbol), flags(*state), characters(*state, key)};
+        return KeyEvent{EventType::keyDown, xkb::virtualKeyCode(key, symbol), flags(*state),
+                        characters(*state, key)};
     }
 
 private:
     static bool isModifier(xkb_keysym_t symbol)
     {
         return (symbol >= XKB_KEY_Shift_L && symbol <= XKB_KEY_Hyper_R) || symbol == XKB_KEY_Num_Lock
-               || (symbol >= XKB_KEY_ISO_Lock && symbol <= XKB_KEY_ISO_Level5_Lock);
+            || (symbol >= XKB_KEY_ISO_Lock && symbol <= XKB_KEY_ISO_Level5_Lock);
     }
 
     static EventFlags flags(xkb_state& state)
@@ -101,11 +105,12 @@ private:
     XkbKeymap m_keymap;
 };
 
-X11EventMonitors::X11EventMonitors(X11Connection& display, X11EventWatcher& watcher, KeyEventFilter& keyEventFilter,
-                                   X11EventTap& eventTap, X11KeyboardGrab& keyboardGrab,
-                                   std::uint32_t toolkitClient) :
-    m_display(display), m_watcher(watcher), m_keyEventFilter(keyEventFilter), m_eventTap(eventTap),
-    m_keyboardGrab(keyboardGrab), m_toolkitClient(toolkitClient), m_translator(std::make_unique<KeyTranslator>(display))
+X11EventMonitors::X11EventMonitors(X11Connection& display, X11EventWatcher& watcher,
+                                   KeyEventFilter& keyEventFilter, X11EventTap& eventTap,
+                                   X11KeyboardGrab& keyboardGrab, std::uint32_t toolkitClient)
+    : m_display(display), m_watcher(watcher), m_keyEventFilter(keyEventFilter), m_eventTap(eventTap),
+      m_keyboardGrab(keyboardGrab), m_toolkitClient(toolkitClient),
+      m_translator(std::make_unique<KeyTranslator>(display))
 {
 }
 
@@ -137,7 +142,10 @@ Registration X11EventMonitors::addGlobalMouseDownMonitor(std::function<void()> h
     });
 }
 
-void X11EventMonitors::keyboardDidChange() { m_translator->forgetKeymap(); }
+void X11EventMonitors::keyboardDidChange()
+{
+    m_translator->forgetKeymap();
+}
 
 // Raw input tells of every press; those that a tap or the toolkit shows are not shown here again.
 bool X11EventMonitors::areKeysForOthers() const

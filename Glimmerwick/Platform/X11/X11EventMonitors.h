@@ -12,8 +12,8 @@ class X11EventTap;
 class X11EventWatcher;
 class X11KeyboardGrab;
 
-/// Local presses come from the toolkit; those in other programs from raw input, which tells of every press on the
-/// display. Without XInput 2 the global monitors stay silent. Main thread.
+/// Local presses come from the toolkit; those in other programs from raw input, which tells of every press on
+/// the display. Without XInput 2 the global monitors stay silent. Main thread.
 class X11EventMonitors : public EventMonitors {
 public:
     X11EventMonitors(X11Connection& display, X11EventWatcher& watcher, KeyEventFilter& keyEventFilter,

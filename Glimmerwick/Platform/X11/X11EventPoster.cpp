@@ -19,8 +19,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// A paste chord sent at once after the clipboard changed hands was ignored by such an application; 5 to 20 ms later
-// it was taken.
+// A paste chord sent at once after the clipboard changed hands was ignored by such an application; 5 to 20 ms
+// later it was taken.
 constexpr auto settlingTime = 20ms;
 
 constexpr xcb_keysym_t symbolSmallV = 0x76;
@@ -37,7 +37,8 @@ std::optional<xcb_keycode_t> first(const std::vector<xcb_keycode_t>& keys)
 
 } // namespace
 
-/// What a source's key-down event has pressed, for its key-up event to release; at the latest when all are gone.
+/// What a source's key-down event has pressed, for its key-up event to release; at the latest when all are
+/// gone.
 class X11EventPoster::PressedKeys {
 public:
     explicit PressedKeys(X11EventPoster& owner) : m_owner(owner) { }
@@ -65,8 +66,9 @@ private:
 
 class X11EventPoster::Event : public KeyboardEvent {
 public:
-    Event(X11EventPoster& owner, std::shared_ptr<PressedKeys> pressed, std::uint16_t keyCode, KeyDirection direction) :
-        m_owner(owner), m_pressed(std::move(pressed)), m_keyCode(keyCode), m_direction(direction)
+    Event(X11EventPoster& owner, std::shared_ptr<PressedKeys> pressed, std::uint16_t keyCode,
+          KeyDirection direction)
+        : m_owner(owner), m_pressed(std::move(pressed)), m_keyCode(keyCode), m_direction(direction)
     {
     }
 
@@ -96,11 +98,14 @@ private:
 
 class X11EventPoster::Source : public EventSource {
 public:
-    explicit Source(X11EventPoster& owner) : m_owner(owner), m_pressed(std::make_shared<PressedKeys>(owner)) { }
+    explicit Source(X11EventPoster& owner) : m_owner(owner), m_pressed(std::make_shared<PressedKeys>(owner))
+    {
+    }
 
     std::unique_ptr<KeyboardEvent> makeKeyboardEvent(std::uint16_t keyCode, KeyDirection direction) override
     {
-        return m_owner.canPress(keyCode) ? std::make_unique<Event>(m_owner, m_pressed, keyCode, direction) : nullptr;
+        return m_owner.canPress(keyCode) ? std::make_unique<Event>(m_owner, m_pressed, keyCode, direction)
+                                         : nullptr;
     }
 
 private:
@@ -108,11 +113,11 @@ private:
     std::shared_ptr<PressedKeys> m_pressed;
 };
 
-X11EventPoster::X11EventPoster(X11Connection& display, X11Keyboard& keyboard, X11Windows& windows,
+X11EventPoster::X11EventPoster(X11Connection& toolkit, X11Keyboard& keyboard, X11Windows& windows,
                                X11KeyboardGrab& keyboardGrab, X11Pasteboard& pasteboard, PasteChords chords,
-                               Clock& clock) :
-    m_display(display), m_keyboard(keyboard), m_windows(windows), m_keyboardGrab(keyboardGrab),
-    m_pasteboard(pasteboard), m_chords(std::move(chords)), m_clock(clock)
+                               Clock& clock)
+    : m_toolkit(toolkit), m_keyboard(keyboard), m_windows(windows), m_keyboardGrab(keyboardGrab),
+      m_pasteboard(pasteboard), m_chords(std::move(chords)), m_clock(clock)
 {
 }
 
@@ -120,12 +125,13 @@ X11EventPoster::~X11EventPoster() = default;
 
 std::unique_ptr<EventSource> X11EventPoster::makeSource()
 {
-    return m_display.hasExtension(xcb_test_id) ? std::make_unique<Source>(*this) : nullptr;
+    return m_toolkit.hasExtension(xcb_test_id) ? std::make_unique<Source>(*this) : nullptr;
 }
 
 bool X11EventPoster::canPress(std::uint16_t virtualKeyCode) const
 {
-    return sequence(virtualKeyCode, 0) || (virtualKeyCode == keyCode::v && sequence(PasteChord::Keys::shiftInsert));
+    return sequence(virtualKeyCode, 0)
+        || (virtualKeyCode == keyCode::v && sequence(PasteChord::Keys::shiftInsert));
 }
 
 std::optional<X11EventPoster::KeySequence> X11EventPoster::paste()
@@ -140,9 +146,10 @@ std::optional<X11EventPoster::KeySequence> X11EventPoster::paste()
         keys = sequence(chordKeys);
     }
     if (target && keys) {
-        m_pasteboard.pasteWillBegin(*target, chordKeys == PasteChord::Keys::shiftInsert
-                                                 ? X11SelectionService::PasteSelections::clipboardAndPrimary
-                                                 : X11SelectionService::PasteSelections::clipboard);
+        m_pasteboard.pasteWillBegin(*target,
+                                    chordKeys == PasteChord::Keys::shiftInsert
+                                        ? X11SelectionService::PasteSelections::clipboardAndPrimary
+                                        : X11SelectionService::PasteSelections::clipboard);
     }
     if (chord.readiness == PasteChord::Readiness::afterSettling) {
         m_clock.sleep(settlingTime);
@@ -170,11 +177,12 @@ std::optional<X11EventPoster::KeySequence> X11EventPoster::sequence(std::uint16_
     return withModifiers(flags, first(m_keyboard.keysOf(virtualKeyCode)));
 }
 
-std::optional<X11EventPoster::KeySequence> X11EventPoster::withModifiers(EventFlags flags,
-                                                                         std::optional<xcb_keycode_t> key) const
+std::optional<X11EventPoster::KeySequence>
+X11EventPoster::withModifiers(EventFlags flags, std::optional<xcb_keycode_t> key) const
 {
     KeySequence keys;
-    for (const EventFlags flag : {eventFlag::command, eventFlag::control, eventFlag::option, eventFlag::shift}) {
+    for (const EventFlags flag :
+         {eventFlag::command, eventFlag::control, eventFlag::option, eventFlag::shift}) {
         if ((flags & flag) == 0) {
             continue;
         }
@@ -207,15 +215,20 @@ std::optional<xcb_keycode_t> X11EventPoster::modifierKey(EventFlags flag) const
     }
 }
 
-// In one batch after the grab is gone, so that nothing of the user's comes in between.
+// The grabs are the toolkit connection's, so they end in one batch with the key presses: the repeat of a key
+// that is kept back would else bring its grab in between, and that would take the presses.
 void X11EventPoster::press(const KeySequence& keys)
 {
     m_keyboardGrab.letGo();
-    releaseHeldModifiers();
+    const auto modifiers = heldModifiers();
+    xcb_ungrab_keyboard(m_toolkit, XCB_CURRENT_TIME);
+    for (const xcb_keycode_t key : modifiers) {
+        fake(XCB_KEY_RELEASE, key);
+    }
     for (const xcb_keycode_t key : keys) {
         fake(XCB_KEY_PRESS, key);
     }
-    m_display.roundTrip();
+    m_toolkit.roundTrip();
 }
 
 void X11EventPoster::release(const KeySequence& keys)
@@ -223,25 +236,27 @@ void X11EventPoster::release(const KeySequence& keys)
     for (const xcb_keycode_t key : std::views::reverse(keys)) {
         fake(XCB_KEY_RELEASE, key);
     }
-    m_display.roundTrip();
+    m_toolkit.roundTrip();
 }
 
-// They are not pressed again afterwards: a key pressed here stays down on the test device when the user lets go of
-// the real one, and the next paste would be a plain letter.
-void X11EventPoster::releaseHeldModifiers()
+// Once released they are not pressed again: a key pressed here stays down on the test device when the user
+// lets go of the real one, and the next paste would be a plain letter.
+X11EventPoster::KeySequence X11EventPoster::heldModifiers() const
 {
     const auto pressed = m_keyboard.pressedKeys();
+    KeySequence modifiers;
     for (std::size_t index = 0; index < pressed.size(); ++index) {
         const auto key = static_cast<xcb_keycode_t>(index);
         if (pressed.test(index) && m_keyboard.isModifier(key) && !m_keyboard.isLock(key)) {
-            fake(XCB_KEY_RELEASE, key);
+            modifiers.push_back(key);
         }
     }
+    return modifiers;
 }
 
 void X11EventPoster::fake(std::uint8_t type, xcb_keycode_t key)
 {
-    xcb_test_fake_input(m_display, type, key, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
+    xcb_test_fake_input(m_toolkit, type, key, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
 }
 
 } // namespace glimmerwick

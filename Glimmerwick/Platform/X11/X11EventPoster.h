@@ -15,12 +15,13 @@ class X11KeyboardGrab;
 class X11Pasteboard;
 class X11Windows;
 
-/// Presses keys through the XTEST extension. V with Command alone means "paste" and becomes the chord that pastes in
-/// the application which has the focus; the pasteboard is told of it beforehand. Main thread.
+/// Presses keys through the XTEST extension. V with Command alone means "paste" and becomes the chord that
+/// pastes in the application which has the focus; the pasteboard is told of it beforehand. Main thread.
 class X11EventPoster : public EventPoster {
 public:
-    X11EventPoster(X11Connection& display, X11Keyboard& keyboard, X11Windows& windows, X11KeyboardGrab& keyboardGrab,
-                   X11Pasteboard& pasteboard, PasteChords chords, Clock& clock);
+    X11EventPoster(X11Connection& toolkit, X11Keyboard& keyboard, X11Windows& windows,
+                   X11KeyboardGrab& keyboardGrab, X11Pasteboard& pasteboard, PasteChords chords,
+                   Clock& clock);
     ~X11EventPoster() override;
 
     /// Null without XTEST.
@@ -42,10 +43,10 @@ private:
 
     void press(const KeySequence& keys);
     void release(const KeySequence& keys);
-    void releaseHeldModifiers();
+    KeySequence heldModifiers() const;
     void fake(std::uint8_t type, xcb_keycode_t key);
 
-    X11Connection& m_display;
+    X11Connection& m_toolkit;
     X11Keyboard& m_keyboard;
     X11Windows& m_windows;
     X11KeyboardGrab& m_keyboardGrab;

@@ -16,8 +16,9 @@ constexpr std::uint16_t modifierBits = 0xff;
 
 bool matches(const KeyCombination& combination, const KeyEvent& event)
 {
-    return event.keyCode == combination.keyCode && (event.flags & combination.required) == combination.required
-           && (event.flags & combination.forbidden) == 0;
+    return event.keyCode == combination.keyCode
+        && (event.flags & combination.required) == combination.required
+        && (event.flags & combination.forbidden) == 0;
 }
 
 template <typename Set> Set difference(const Set& all, const Set& without)
@@ -63,8 +64,8 @@ private:
 };
 
 X11EventTap::X11EventTap(X11Connection& toolkit, X11Keyboard& keyboard, X11KeyboardGrab& keyboardGrab,
-                         KeyEventFilter& keyEventFilter) :
-    m_toolkit(toolkit), m_keyboard(keyboard), m_keyboardGrab(keyboardGrab), m_keyEventFilter(keyEventFilter)
+                         KeyEventFilter& keyEventFilter)
+    : m_toolkit(toolkit), m_keyboard(keyboard), m_keyboardGrab(keyboardGrab), m_keyEventFilter(keyEventFilter)
 {
 }
 
@@ -110,14 +111,15 @@ bool X11EventTap::handlePassiveGrab(const xcb_key_press_event_t& event)
         return false;
     }
     const Grab pressed{event.detail, static_cast<std::uint16_t>(event.state & modifierBits)};
-    const auto found
-        = std::ranges::find_if(m_taps, [&](const auto& tap) { return tap->grabs.contains(pressed); });
+    const auto found =
+        std::ranges::find_if(m_taps, [&](const auto& tap) { return tap->grabs.contains(pressed); });
     if (found == m_taps.end()) {
         return false;
     }
     const std::shared_ptr<Tap> tap = *found;
     if (tap->isLive()) {
-        tap->callback({EventType::keyDown, tap->options.only->keyCode, m_keyboard.flags(event.state), std::nullopt});
+        tap->callback(
+            {EventType::keyDown, tap->options.only->keyCode, m_keyboard.flags(event.state), std::nullopt});
     }
     return true;
 }
@@ -142,8 +144,8 @@ bool X11EventTap::grab(const Grabs& grabs)
 {
     std::vector<xcb_void_cookie_t> requests;
     for (const auto& [key, modifiers] : grabs) {
-        requests.push_back(xcb_grab_key_checked(m_toolkit, 0, m_toolkit.root(), modifiers, key, XCB_GRAB_MODE_ASYNC,
-                                                XCB_GRAB_MODE_ASYNC));
+        requests.push_back(xcb_grab_key_checked(m_toolkit, 0, m_toolkit.root(), modifiers, key,
+                                                XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
     }
     bool areGranted = true;
     for (const xcb_void_cookie_t request : requests) {

@@ -13,9 +13,9 @@ namespace glimmerwick {
 class KeyEventFilter;
 class X11KeyboardGrab;
 
-/// A tap for one combination is a passive grab of it on the root window: it works everywhere, except while another
-/// program holds the keyboard (an open menu, say). A tap for every key has the keyboard brought to the panel for as
-/// long as it is enabled and the panel is shown. Main thread.
+/// A tap for one combination is a passive grab of it on the root window: it works everywhere, except while
+/// another program holds the keyboard (an open menu, say). A tap for every key has the keyboard brought to
+/// the panel for as long as it is enabled and the panel is shown. Main thread.
 class X11EventTap : public EventTap {
 public:
     X11EventTap(X11Connection& toolkit, X11Keyboard& keyboard, X11KeyboardGrab& keyboardGrab,

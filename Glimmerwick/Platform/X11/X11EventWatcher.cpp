@@ -16,8 +16,10 @@ X11EventWatcher::X11EventWatcher()
     m_connection.atom("_NET_ACTIVE_WINDOW");
     startRawInput();
 
-    m_notifier = std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(m_connection), QSocketNotifier::Read);
-    QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(), [this] { readEvents(); });
+    m_notifier =
+        std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(m_connection), QSocketNotifier::Read);
+    QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(),
+                     [this] { readEvents(); });
     // What arrived with the answers above is in memory already; the socket will not tell of it.
     readEvents();
 }
@@ -29,10 +31,12 @@ void X11EventWatcher::startRawInput()
     if (!m_connection.hasExtension(xcb_input_id)) {
         return;
     }
-    const auto version = m_connection.answer(xcb_input_xi_query_version_reply,
-                                             xcb_input_xi_query_version(m_connection, 2, 2));
+    const auto version =
+        m_connection.answer(xcb_input_xi_query_version_reply, xcb_input_xi_query_version(m_connection, 2, 2));
     // Only from 2.1 on do raw events arrive while another client holds a grab.
-    if (version && std::pair(version->major_version, version->minor_version) >= std::pair<std::uint16_t, std::uint16_t>(2, 1)) {
+    if (version
+        && std::pair(version->major_version, version->minor_version)
+            >= std::pair<std::uint16_t, std::uint16_t>(2, 1)) {
         m_inputExtensionOpcode = xcb_get_extension_data(m_connection, &xcb_input_id)->major_opcode;
     }
 }
@@ -167,10 +171,11 @@ void X11EventWatcher::handleRawInput(const xcb_ge_generic_event_t& event)
         return;
     }
     if (event.event_type == XCB_INPUT_RAW_BUTTON_PRESS) {
-        m_rawButtonHandlers.callAll(reinterpret_cast<const xcb_input_raw_button_press_event_t&>(event).detail);
+        m_rawButtonHandlers.callAll(
+            reinterpret_cast<const xcb_input_raw_button_press_event_t&>(event).detail);
     } else if (event.event_type == XCB_INPUT_RAW_KEY_PRESS) {
-        m_rawKeyHandlers.callAll(
-            static_cast<xcb_keycode_t>(reinterpret_cast<const xcb_input_raw_key_press_event_t&>(event).detail));
+        m_rawKeyHandlers.callAll(static_cast<xcb_keycode_t>(
+            reinterpret_cast<const xcb_input_raw_key_press_event_t&>(event).detail));
     }
 }
 

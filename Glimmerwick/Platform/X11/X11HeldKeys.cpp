@@ -18,13 +18,16 @@ constexpr auto longestHold = 30s;
 
 } // namespace
 
-X11HeldKeys::X11HeldKeys(X11Connection& toolkit, X11Connection& display, X11Keyboard& keyboard, MainQueue& mainQueue,
-                         Clock& clock) :
-    m_toolkit(toolkit), m_display(display), m_keyboard(keyboard), m_mainQueue(mainQueue), m_clock(clock)
+X11HeldKeys::X11HeldKeys(X11Connection& toolkit, X11Connection& display, X11Keyboard& keyboard,
+                         MainQueue& mainQueue, Clock& clock)
+    : m_toolkit(toolkit), m_display(display), m_keyboard(keyboard), m_mainQueue(mainQueue), m_clock(clock)
 {
 }
 
-X11HeldKeys::~X11HeldKeys() { letGo(); }
+X11HeldKeys::~X11HeldKeys()
+{
+    letGo();
+}
 
 void X11HeldKeys::keepBack(std::optional<xcb_window_t> window)
 {
@@ -44,8 +47,8 @@ void X11HeldKeys::keepBack(std::optional<xcb_window_t> window)
     m_timer = m_mainQueue.every(checkInterval, [this] { check(); });
 }
 
-// Not on the root: a window manager's own shortcuts there (Alt+Space, say) would refuse a grab of the key with any
-// modifier, and the application would be told that it lost the focus at every repeat.
+// Not on the root: a window manager's own shortcuts there (Alt+Space, say) would refuse a grab of the key
+// with any modifier, and the application would be told that it lost the focus at every repeat.
 void X11HeldKeys::cover(std::optional<xcb_window_t> window)
 {
     if (!window || *window == m_display.root() || std::ranges::find(m_windows, *window) != m_windows.end()) {
@@ -62,7 +65,8 @@ void X11HeldKeys::cover(std::optional<xcb_window_t> window)
 void X11HeldKeys::grab(xcb_keycode_t key, xcb_window_t window)
 {
     const auto request = [&](std::uint16_t modifiers) {
-        return xcb_grab_key_checked(m_toolkit, 0, window, modifiers, key, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
+        return xcb_grab_key_checked(m_toolkit, 0, window, modifiers, key, XCB_GRAB_MODE_ASYNC,
+                                    XCB_GRAB_MODE_ASYNC);
     };
     if (m_toolkit.succeeds(request(XCB_MOD_MASK_ANY))) {
         return;

@@ -20,8 +20,8 @@ public:
                 Clock& clock);
     ~X11HeldKeys();
 
-    /// Call it while the keyboard is still grabbed, with the window that is to have the focus then; it may be let
-    /// go at once afterwards. Modifier keys excepted.
+    /// Call it while the keyboard is still grabbed, with the window that is to have the focus then; it may be
+    /// let go at once afterwards. Modifier keys excepted.
     void keepBack(std::optional<xcb_window_t> window);
 
     /// Whether the key press is one that is kept back; the grab which brought it here is then ended, so that

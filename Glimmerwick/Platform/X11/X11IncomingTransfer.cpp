@@ -10,13 +10,13 @@ constexpr std::uint32_t readLength = 256 * 1024;
 } // namespace
 
 X11IncomingTransfer::X11IncomingTransfer(X11Connection& connection, xcb_atom_t selection, xcb_atom_t target,
-                                         xcb_timestamp_t time) :
-    m_connection(connection), m_window(xcb_generate_id(connection)),
-    m_property(connection.atom("GLIMMERWICK_SELECTION")), m_lastProgress(std::chrono::steady_clock::now())
+                                         xcb_timestamp_t time)
+    : m_connection(connection), m_window(xcb_generate_id(connection)),
+      m_property(connection.atom("GLIMMERWICK_SELECTION")), m_lastProgress(std::chrono::steady_clock::now())
 {
     const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
-    xcb_create_window(m_connection, 0, m_window, m_connection.root(), -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
-                      XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK, &mask);
+    xcb_create_window(m_connection, 0, m_window, m_connection.root(), -1, -1, 1, 1, 0,
+                      XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK, &mask);
     xcb_convert_selection(m_connection, m_window, selection, target, m_property, time);
     xcb_flush(m_connection);
 }
@@ -39,7 +39,8 @@ void X11IncomingTransfer::handle(const xcb_generic_event_t& event)
         }
     } else if (eventType(event) == XCB_PROPERTY_NOTIFY && m_isIncremental) {
         const auto& change = reinterpret_cast<const xcb_property_notify_event_t&>(event);
-        if (change.window == m_window && change.atom == m_property && change.state == XCB_PROPERTY_NEW_VALUE) {
+        if (change.window == m_window && change.atom == m_property
+            && change.state == XCB_PROPERTY_NEW_VALUE) {
             takePiece();
         }
     }
@@ -77,9 +78,10 @@ std::size_t X11IncomingTransfer::readProperty()
 {
     const std::size_t before = m_bytes.size();
     for (std::uint32_t offset = 0;; offset += readLength) {
-        const auto reply = m_connection.answer(
-            xcb_get_property_reply, xcb_get_property(m_connection, 0, m_window, m_property, XCB_GET_PROPERTY_TYPE_ANY,
-                                                     offset, readLength));
+        const auto reply =
+            m_connection.answer(xcb_get_property_reply,
+                                xcb_get_property(m_connection, 0, m_window, m_property,
+                                                 XCB_GET_PROPERTY_TYPE_ANY, offset, readLength));
         if (!reply) {
             m_status = Status::refused;
             return 0;

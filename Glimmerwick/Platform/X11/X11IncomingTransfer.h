@@ -7,8 +7,9 @@
 
 namespace glimmerwick {
 
-/// One request to a selection's owner and its answer as it comes in, in one piece or many (INCR). Each has a window
-/// of its own, so that the late answer to one that was given up cannot be taken for another's. Clipboard thread.
+/// One request to a selection's owner and its answer as it comes in, in one piece or many (INCR). Each has a
+/// window of its own, so that the late answer to one that was given up cannot be taken for another's.
+/// Clipboard thread.
 class X11IncomingTransfer {
 public:
     using Time = std::chrono::steady_clock::time_point;
@@ -19,7 +20,8 @@ public:
     static constexpr std::size_t largestSize = 64 * 1024 * 1024;
 
     /// Asks at once. The time must be one of the server's.
-    X11IncomingTransfer(X11Connection& connection, xcb_atom_t selection, xcb_atom_t target, xcb_timestamp_t time);
+    X11IncomingTransfer(X11Connection& connection, xcb_atom_t selection, xcb_atom_t target,
+                        xcb_timestamp_t time);
     ~X11IncomingTransfer();
     X11IncomingTransfer(const X11IncomingTransfer&) = delete;
     X11IncomingTransfer& operator=(const X11IncomingTransfer&) = delete;

@@ -8,8 +8,8 @@
 
 namespace glimmerwick {
 
-X11KeyRouter::X11KeyRouter(X11KeyboardGrab& keyboardGrab, X11EventTap& eventTap, X11HeldKeys& heldKeys) :
-    m_keyboardGrab(keyboardGrab), m_eventTap(eventTap), m_heldKeys(heldKeys)
+X11KeyRouter::X11KeyRouter(X11KeyboardGrab& keyboardGrab, X11EventTap& eventTap, X11HeldKeys& heldKeys)
+    : m_keyboardGrab(keyboardGrab), m_eventTap(eventTap), m_heldKeys(heldKeys)
 {
     QCoreApplication::instance()->installNativeEventFilter(this);
 }
@@ -38,7 +38,7 @@ bool X11KeyRouter::route(xcb_key_press_event_t& event)
         break;
     }
     return event.response_type == XCB_KEY_PRESS
-           && (m_eventTap.handlePassiveGrab(event) || m_heldKeys.absorb(event));
+        && (m_eventTap.handlePassiveGrab(event) || m_heldKeys.absorb(event));
 }
 
 } // namespace glimmerwick

@@ -10,8 +10,8 @@ class X11EventTap;
 class X11HeldKeys;
 class X11KeyboardGrab;
 
-/// Looks at the key events that grabs bring to the toolkit's connection before the toolkit does, and sends each
-/// where it belongs. Main thread.
+/// Looks at the key events that grabs bring to the toolkit's connection before the toolkit does, and sends
+/// each where it belongs. Main thread.
 class X11KeyRouter : public QAbstractNativeEventFilter {
 public:
     X11KeyRouter(X11KeyboardGrab& keyboardGrab, X11EventTap& eventTap, X11HeldKeys& heldKeys);

@@ -21,7 +21,10 @@ constexpr int firstVariableModifier = 3; // after Shift, Lock and Control
 
 } // namespace
 
-X11Keyboard::X11Keyboard(X11Connection& connection) : m_connection(connection) { read(); }
+X11Keyboard::X11Keyboard(X11Connection& connection) : m_connection(connection)
+{
+    read();
+}
 
 void X11Keyboard::read()
 {
@@ -46,8 +49,8 @@ void X11Keyboard::readSymbols()
 
 void X11Keyboard::readModifiers()
 {
-    const auto reply
-        = m_connection.answer(xcb_get_modifier_mapping_reply, xcb_get_modifier_mapping(m_connection));
+    const auto reply =
+        m_connection.answer(xcb_get_modifier_mapping_reply, xcb_get_modifier_mapping(m_connection));
     if (!reply) {
         return;
     }
@@ -88,7 +91,7 @@ bool X11Keyboard::hasSymbol(xcb_keycode_t key, xcb_keysym_t symbol) const
     }
     const auto first = m_symbols.begin() + static_cast<std::ptrdiff_t>(start);
     return std::find(first, first + static_cast<std::ptrdiff_t>(m_symbolsPerKey), symbol)
-           != first + static_cast<std::ptrdiff_t>(m_symbolsPerKey);
+        != first + static_cast<std::ptrdiff_t>(m_symbolsPerKey);
 }
 
 std::vector<xcb_keycode_t> X11Keyboard::keysWithSymbol(xcb_keysym_t symbol) const
@@ -109,8 +112,8 @@ std::vector<xcb_keycode_t> X11Keyboard::keysOf(std::uint16_t virtualKeyCode) con
     }
     const auto key = xkb::xkbKeyCode(virtualKeyCode);
     return key && *key >= m_firstKey && *key < KeyState().size()
-               ? std::vector{static_cast<xcb_keycode_t>(*key)}
-               : std::vector<xcb_keycode_t>();
+        ? std::vector{static_cast<xcb_keycode_t>(*key)}
+        : std::vector<xcb_keycode_t>();
 }
 
 std::optional<std::uint16_t> X11Keyboard::modifierMask(EventFlags flags) const
@@ -123,16 +126,18 @@ std::optional<std::uint16_t> X11Keyboard::modifierMask(EventFlags flags) const
         mask |= bits;
         return bits != 0;
     };
-    const bool hasAll = add(eventFlag::shift, XCB_MOD_MASK_SHIFT) && add(eventFlag::command, XCB_MOD_MASK_CONTROL)
-                        && add(eventFlag::capsLock, XCB_MOD_MASK_LOCK) && add(eventFlag::control, m_superMask)
-                        && add(eventFlag::option, m_altMask);
+    const bool hasAll = add(eventFlag::shift, XCB_MOD_MASK_SHIFT)
+        && add(eventFlag::command, XCB_MOD_MASK_CONTROL) && add(eventFlag::capsLock, XCB_MOD_MASK_LOCK)
+        && add(eventFlag::control, m_superMask) && add(eventFlag::option, m_altMask);
     return hasAll ? std::optional(mask) : std::nullopt;
 }
 
 EventFlags X11Keyboard::flags(std::uint16_t modifierMask) const
 {
     EventFlags flags = 0;
-    const auto add = [&](std::uint16_t bits, EventFlags flag) { flags |= (modifierMask & bits) != 0 ? flag : 0; };
+    const auto add = [&](std::uint16_t bits, EventFlags flag) {
+        flags |= (modifierMask & bits) != 0 ? flag : 0;
+    };
     add(XCB_MOD_MASK_SHIFT, eventFlag::shift);
     add(XCB_MOD_MASK_CONTROL, eventFlag::command);
     add(XCB_MOD_MASK_LOCK, eventFlag::capsLock);

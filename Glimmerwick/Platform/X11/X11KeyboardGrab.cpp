@@ -36,14 +36,17 @@ QWindow* toolkitWindow(xcb_window_t id)
 
 X11KeyboardGrab::X11KeyboardGrab(X11Connection& toolkit, X11Connection& display, X11Keyboard& keyboard,
                                  X11EventWatcher& watcher, X11HeldKeys& heldKeys, MainQueue& mainQueue,
-                                 Clock& clock) :
-    m_toolkit(toolkit), m_display(display), m_keyboard(keyboard), m_watcher(watcher), m_heldKeys(heldKeys),
-    m_mainQueue(mainQueue), m_clock(clock),
-    m_activeWindowObserver(watcher.onActiveWindowChanged([this] { follow(); }))
+                                 Clock& clock)
+    : m_toolkit(toolkit), m_display(display), m_keyboard(keyboard), m_watcher(watcher), m_heldKeys(heldKeys),
+      m_mainQueue(mainQueue), m_clock(clock),
+      m_activeWindowObserver(watcher.onActiveWindowChanged([this] { follow(); }))
 {
 }
 
-X11KeyboardGrab::~X11KeyboardGrab() { letGo(); }
+X11KeyboardGrab::~X11KeyboardGrab()
+{
+    letGo();
+}
 
 void X11KeyboardGrab::panelDidShow(xcb_window_t panel)
 {
@@ -82,9 +85,9 @@ void X11KeyboardGrab::engage()
 bool X11KeyboardGrab::tryToGrab()
 {
     const xcb_window_t window = m_toolkit.focusWindow().value_or(m_toolkit.root());
-    const auto reply = m_toolkit.answer(xcb_grab_keyboard_reply,
-                                        xcb_grab_keyboard(m_toolkit, 0, window, XCB_CURRENT_TIME,
-                                                          XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+    const auto reply = m_toolkit.answer(
+        xcb_grab_keyboard_reply,
+        xcb_grab_keyboard(m_toolkit, 0, window, XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
     if (!reply || reply->status != XCB_GRAB_STATUS_SUCCESS) {
         return false;
     }
@@ -107,14 +110,15 @@ void X11KeyboardGrab::retry()
     }
 }
 
-// A grab on a window that is no longer shown has ended without a word, and one on a window that is no longer in use
-// would deactivate its application at the end.
+// A grab on a window that is no longer shown has ended without a word, and one on a window that is no longer
+// in use would deactivate its application at the end.
 void X11KeyboardGrab::follow()
 {
     if (m_state != State::grabbed) {
         return;
     }
-    if (m_toolkit.focusWindow().value_or(m_toolkit.root()) == m_grabbedWindow && m_grabbedWindow != m_toolkit.root()) {
+    if (m_toolkit.focusWindow().value_or(m_toolkit.root()) == m_grabbedWindow
+        && m_grabbedWindow != m_toolkit.root()) {
         return;
     }
     m_state = State::idle;
@@ -192,8 +196,8 @@ bool X11KeyboardGrab::isWindowSwitch(const xcb_key_press_event_t& event) const
     return std::ranges::find(tabKeys, event.detail) != tabKeys.end();
 }
 
-// The window manager's own grab of the combination could not fire while the keyboard was grabbed here. So the key is
-// released and pressed once more in the user's name, now that it can.
+// The window manager's own grab of the combination could not fire while the keyboard was grabbed here. So the
+// key is released and pressed once more in the user's name, now that it can.
 void X11KeyboardGrab::lendToWindowManager(xcb_keycode_t key)
 {
     m_state = State::lent;
@@ -212,8 +216,8 @@ void X11KeyboardGrab::lendToWindowManager(xcb_keycode_t key)
 
 bool X11KeyboardGrab::isSwitchingWindows() const
 {
-    const auto reply
-        = m_display.answer(xcb_query_pointer_reply, xcb_query_pointer(m_display, m_display.root()));
+    const auto reply =
+        m_display.answer(xcb_query_pointer_reply, xcb_query_pointer(m_display, m_display.root()));
     return reply && (m_keyboard.flags(reply->mask) & eventFlag::option) != 0;
 }
 

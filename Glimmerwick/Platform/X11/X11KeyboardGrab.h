@@ -17,14 +17,14 @@ class X11HeldKeys;
 
 /// Brings the keyboard to the panel while the application in use keeps the input focus.
 ///
-/// The keyboard is grabbed on the very window that has the focus, which spares that window every focus event; the
-/// grabbed events are then redirected to the panel, and the toolkit is told that the panel is active. A refused
-/// grab is tried again for a second; after that the panel takes the focus itself. When the focus moves while the
-/// panel is shown, the grab follows it. Main thread.
+/// The keyboard is grabbed on the very window that has the focus, which spares that window every focus event;
+/// the grabbed events are then redirected to the panel, and the toolkit is told that the panel is active. A
+/// refused grab is tried again for a second; after that the panel takes the focus itself. When the focus
+/// moves while the panel is shown, the grab follows it. Main thread.
 class X11KeyboardGrab {
 public:
-    X11KeyboardGrab(X11Connection& toolkit, X11Connection& display, X11Keyboard& keyboard, X11EventWatcher& watcher,
-                    X11HeldKeys& heldKeys, MainQueue& mainQueue, Clock& clock);
+    X11KeyboardGrab(X11Connection& toolkit, X11Connection& display, X11Keyboard& keyboard,
+                    X11EventWatcher& watcher, X11HeldKeys& heldKeys, MainQueue& mainQueue, Clock& clock);
     ~X11KeyboardGrab();
 
     /// The panel is on the screen; the keyboard comes as soon as it is wanted as well.
@@ -40,8 +40,8 @@ public:
     /// Whether key presses reach the panel, or are about to.
     bool isEngaged() const { return m_state != State::idle; }
 
-    /// Ends whatever holds the keyboard for this program, also the grab that a shortcut's key press brings with
-    /// it. When it returns, keys go to the application in use.
+    /// Ends whatever holds the keyboard for this program, also the grab that a shortcut's key press brings
+    /// with it. When it returns, keys go to the application in use.
     void letGo();
 
     enum class Route {

@@ -103,8 +103,8 @@ private:
     std::jthread m_thread;
 };
 
-X11Pasteboard::X11Pasteboard(std::uint32_t toolkitClient) :
-    m_toolkitClient(toolkitClient), m_worker(std::make_unique<Worker>())
+X11Pasteboard::X11Pasteboard(std::uint32_t toolkitClient)
+    : m_toolkitClient(toolkitClient), m_worker(std::make_unique<Worker>())
 {
 }
 
@@ -115,17 +115,21 @@ void X11Pasteboard::clearContents()
     m_worker->perform([](X11SelectionService& service) { service.clear(); });
 }
 
-bool X11Pasteboard::setString(std::string_view text, const std::string& type) { return setData(text, type); }
+bool X11Pasteboard::setString(std::string_view text, const std::string& type)
+{
+    return setData(text, type);
+}
 
 bool X11Pasteboard::setData(std::string_view bytes, const std::string& type)
 {
-    return m_worker->perform([&](X11SelectionService& service) { return service.add(type, std::string(bytes)); });
+    return m_worker->perform(
+        [&](X11SelectionService& service) { return service.add(type, std::string(bytes)); });
 }
 
 std::optional<std::string> X11Pasteboard::string(const std::string& type)
 {
-    const auto result = m_worker->perform(
-        [&](X11SelectionService& service) { return service.read(type, m_toolkitClient); });
+    const auto result =
+        m_worker->perform([&](X11SelectionService& service) { return service.read(type, m_toolkitClient); });
     if (result.owner != m_toolkitClient) {
         return result.text;
     }

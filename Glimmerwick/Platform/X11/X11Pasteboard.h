@@ -8,15 +8,16 @@
 
 namespace glimmerwick {
 
-/// The CLIPBOARD selection, kept on a connection and a thread of its own, so that other programs are answered while
-/// the main thread waits. Main thread.
+/// The CLIPBOARD selection, kept on a connection and a thread of its own, so that other programs are answered
+/// while the main thread waits. Main thread.
 ///
 /// Reading another program's text blocks for at most 1 s without progress and 5 s altogether, and takes up to
-/// 64 MiB. The concealed marker is offered under its own name and under the one that Linux clipboard histories know.
+/// 64 MiB. The concealed marker is offered under its own name and under the one that Linux clipboard
+/// histories know.
 class X11Pasteboard : public Pasteboard {
 public:
-    /// The client is the toolkit's, which shares the main thread and cannot answer while that waits here. Throws
-    /// std::runtime_error when the display cannot be reached.
+    /// The client is the toolkit's, which shares the main thread and cannot answer while that waits here.
+    /// Throws std::runtime_error when the display cannot be reached.
     explicit X11Pasteboard(std::uint32_t toolkitClient);
     ~X11Pasteboard() override;
 
@@ -25,9 +26,9 @@ public:
     bool setData(std::string_view bytes, const std::string& type) override;
     std::optional<std::string> string(const std::string& type) override;
 
-    /// A paste chord is about to be pressed in the application that the window belongs to. What the clipboard holds
-    /// now is what that application gets, for 250 ms after it first asks and 2 s at most, even if other text is put
-    /// on the clipboard meanwhile.
+    /// A paste chord is about to be pressed in the application that the window belongs to. What the clipboard
+    /// holds now is what that application gets, for 250 ms after it first asks and 2 s at most, even if other
+    /// text is put on the clipboard meanwhile.
     void pasteWillBegin(xcb_window_t target, X11SelectionService::PasteSelections selections);
 
 private:

@@ -58,16 +58,17 @@ PasteChords loadedChords(const std::vector<std::filesystem::path>& files)
 } // namespace
 
 struct X11Platform::State {
-    State(MainQueue& ofMainQueue, Clock& clock, const Options& options) :
-        mainQueue(ofMainQueue), toolkit(toolkitConnection()), keyboard(display), windows(display),
-        heldKeys(toolkit, display, keyboard, mainQueue, clock),
-        keyboardGrab(toolkit, display, keyboard, watcher, heldKeys, mainQueue, clock),
-        eventTap(toolkit, keyboard, keyboardGrab, keyEventFilter), keyRouter(keyboardGrab, eventTap, heldKeys),
-        eventMonitors(display, watcher, keyEventFilter, eventTap, keyboardGrab, toolkit.client()),
-        pasteboard(toolkit.client()), eventPoster(display, keyboard, windows, keyboardGrab, pasteboard,
-                                                  loadedChords(options.pasteChordFiles), clock),
-        workspace(windows, toolkit.client()), accessibilityTrust(display), panelHost(display, keyboardGrab),
-        mappingObserver(watcher.onKeyboardMappingChanged([this] { keyboardMappingChanged(); }))
+    State(MainQueue& ofMainQueue, Clock& clock, const Options& options)
+        : mainQueue(ofMainQueue), toolkit(toolkitConnection()), keyboard(display), windows(display),
+          heldKeys(toolkit, display, keyboard, mainQueue, clock),
+          keyboardGrab(toolkit, display, keyboard, watcher, heldKeys, mainQueue, clock),
+          eventTap(toolkit, keyboard, keyboardGrab, keyEventFilter),
+          keyRouter(keyboardGrab, eventTap, heldKeys),
+          eventMonitors(display, watcher, keyEventFilter, eventTap, keyboardGrab, toolkit.client()),
+          pasteboard(toolkit.client()), eventPoster(toolkit, keyboard, windows, keyboardGrab, pasteboard,
+                                                    loadedChords(options.pasteChordFiles), clock),
+          workspace(windows, toolkit.client()), accessibilityTrust(display), panelHost(display, keyboardGrab),
+          mappingObserver(watcher.onKeyboardMappingChanged([this] { keyboardMappingChanged(); }))
     {
     }
 
@@ -103,21 +104,45 @@ struct X11Platform::State {
     Registration settledMapping;
 };
 
-bool X11Platform::isAvailable() { return toolkitInterface() != nullptr; }
+bool X11Platform::isAvailable()
+{
+    return toolkitInterface() != nullptr;
+}
 
-X11Platform::X11Platform(MainQueue& mainQueue, Clock& clock, Options options) :
-    m_state(std::make_unique<State>(mainQueue, clock, options))
+X11Platform::X11Platform(MainQueue& mainQueue, Clock& clock, Options options)
+    : m_state(std::make_unique<State>(mainQueue, clock, options))
 {
 }
 
 X11Platform::~X11Platform() = default;
 
-EventTap& X11Platform::eventTap() { return m_state->eventTap; }
-EventMonitors& X11Platform::eventMonitors() { return m_state->eventMonitors; }
-EventPoster& X11Platform::eventPoster() { return m_state->eventPoster; }
-Pasteboard& X11Platform::pasteboard() { return m_state->pasteboard; }
-Workspace& X11Platform::workspace() { return m_state->workspace; }
-AccessibilityTrust& X11Platform::accessibilityTrust() { return m_state->accessibilityTrust; }
-PanelHost& X11Platform::panelHost() { return m_state->panelHost; }
+EventTap& X11Platform::eventTap()
+{
+    return m_state->eventTap;
+}
+EventMonitors& X11Platform::eventMonitors()
+{
+    return m_state->eventMonitors;
+}
+EventPoster& X11Platform::eventPoster()
+{
+    return m_state->eventPoster;
+}
+Pasteboard& X11Platform::pasteboard()
+{
+    return m_state->pasteboard;
+}
+Workspace& X11Platform::workspace()
+{
+    return m_state->workspace;
+}
+AccessibilityTrust& X11Platform::accessibilityTrust()
+{
+    return m_state->accessibilityTrust;
+}
+PanelHost& X11Platform::panelHost()
+{
+    return m_state->panelHost;
+}
 
 } // namespace glimmerwick

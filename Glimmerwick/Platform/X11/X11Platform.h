@@ -16,22 +16,22 @@ class PanelHost;
 class Pasteboard;
 class Workspace;
 
-/// Everything the logic asks of an X11 desktop. Owns the adapters that it hands out and the connections to the
-/// display that they share. Main thread.
+/// Everything the logic asks of an X11 desktop. Owns the adapters that it hands out and the connections to
+/// the display that they share. Main thread.
 class X11Platform {
 public:
     struct Options {
-        /// Which keys paste in which application; a later file's lines win over an earlier one's. A file that is
-        /// not there is no error: Resources/paste-chords.txt first, the user's own second.
+        /// Which keys paste in which application; a later file's lines win over an earlier one's. A file that
+        /// is not there is no error: Resources/paste-chords.txt first, the user's own second.
         std::vector<std::filesystem::path> pasteChordFiles;
     };
 
     /// Whether Qt runs on an X11 display. Needs the QGuiApplication.
     static bool isAvailable();
 
-    /// Make it after the QGuiApplication and destroy it before; `isAvailable()` must be true. A display that lacks
-    /// an extension makes the capability absent, never the object. Throws std::runtime_error when no further
-    /// connection to the display can be made.
+    /// Make it after the QGuiApplication and destroy it before; `isAvailable()` must be true. A display that
+    /// lacks an extension makes the capability absent, never the object. Throws std::runtime_error when no
+    /// further connection to the display can be made.
     X11Platform(MainQueue& mainQueue, Clock& clock, Options options);
     ~X11Platform();
     X11Platform(const X11Platform&) = delete;

@@ -6,8 +6,8 @@
 
 namespace glimmerwick {
 
-/// What a selection holds, under the logic's names of types. Never changed once shared: transfers under way keep
-/// what they began with.
+/// What a selection holds, under the logic's names of types. Never changed once shared: transfers under way
+/// keep what they began with.
 struct X11SelectionContents {
     using Bytes = std::shared_ptr<const std::string>;
 

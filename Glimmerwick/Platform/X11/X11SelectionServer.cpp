@@ -19,8 +19,8 @@ constexpr auto longestStall = 10s;
 constexpr std::size_t mostTransfers = 64;
 
 // Targets that mean the plain text, the preferred one first. "STRING" is Latin-1, everything else UTF-8.
-constexpr std::array<std::string_view, 5> textTargets{"UTF8_STRING", "text/plain;charset=utf-8", "text/plain", "TEXT",
-                                                      "STRING"};
+constexpr std::array<std::string_view, 5> textTargets{"UTF8_STRING", "text/plain;charset=utf-8", "text/plain",
+                                                      "TEXT", "STRING"};
 
 // What Linux clipboard histories look for before they record an entry.
 constexpr std::string_view historyHintTarget = "x-kde-passwordManagerHint";
@@ -45,21 +45,24 @@ X11SelectionServer::~X11SelectionServer() = default;
 bool X11SelectionServer::isForContents(const xcb_selection_request_event_t& request)
 {
     return request.target != m_connection.atom("TARGETS") && request.target != m_connection.atom("TIMESTAMP")
-           && request.target != m_connection.atom(historyHintTarget);
+        && request.target != m_connection.atom(historyHintTarget);
 }
 
-void X11SelectionServer::answer(const xcb_selection_request_event_t& request, const X11SelectionContents& contents,
-                                xcb_timestamp_t ownedSince)
+void X11SelectionServer::answer(const xcb_selection_request_event_t& request,
+                                const X11SelectionContents& contents, xcb_timestamp_t ownedSince)
 {
     // Clients of the oldest convention leave the property to be named after the target.
     const xcb_atom_t property = request.property != XCB_ATOM_NONE ? request.property : request.target;
     const bool isConverted = request.target == m_connection.atom("MULTIPLE")
-                                 ? convertMultiple(request, contents, ownedSince)
-                                 : convert(request.requestor, request.target, property, contents, ownedSince);
+        ? convertMultiple(request, contents, ownedSince)
+        : convert(request.requestor, request.target, property, contents, ownedSince);
     notify(request, isConverted ? property : static_cast<xcb_atom_t>(XCB_ATOM_NONE));
 }
 
-void X11SelectionServer::refuse(const xcb_selection_request_event_t& request) { notify(request, XCB_ATOM_NONE); }
+void X11SelectionServer::refuse(const xcb_selection_request_event_t& request)
+{
+    notify(request, XCB_ATOM_NONE);
+}
 
 void X11SelectionServer::notify(const xcb_selection_request_event_t& request, xcb_atom_t property)
 {
@@ -115,8 +118,8 @@ bool X11SelectionServer::convertMultiple(const xcb_selection_request_event_t& re
             property = XCB_ATOM_NONE;
         }
     }
-    xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, request.requestor, request.property, pairType, 32,
-                        static_cast<std::uint32_t>(pairs.size()), pairs.data());
+    xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, request.requestor, request.property, pairType,
+                        32, static_cast<std::uint32_t>(pairs.size()), pairs.data());
     return true;
 }
 
@@ -154,7 +157,8 @@ std::optional<X11SelectionServer::Rendering> X11SelectionServer::render(xcb_atom
             return Rendering{target, std::make_shared<const std::string>(latin1(*text))};
         }
         // "TEXT" leaves the encoding to the owner, who names it by the type of the answer.
-        return Rendering{target == m_connection.atom("TEXT") ? m_connection.atom("UTF8_STRING") : target, text};
+        return Rendering{target == m_connection.atom("TEXT") ? m_connection.atom("UTF8_STRING") : target,
+                         text};
     }
     for (const auto& [type, bytes] : contents.byType) {
         if (target == m_connection.atom(type)) {
@@ -166,7 +170,8 @@ std::optional<X11SelectionServer::Rendering> X11SelectionServer::render(xcb_atom
 
 bool X11SelectionServer::isTextTarget(xcb_atom_t target)
 {
-    return std::ranges::any_of(textTargets, [&](std::string_view name) { return m_connection.atom(name) == target; });
+    return std::ranges::any_of(textTargets,
+                               [&](std::string_view name) { return m_connection.atom(name) == target; });
 }
 
 bool X11SelectionServer::deliver(xcb_window_t requestor, xcb_atom_t property, const Rendering& rendering)
@@ -184,7 +189,8 @@ bool X11SelectionServer::begin(Transfer transfer)
     if (m_transfers.size() >= mostTransfers) {
         return false;
     }
-    // The receiver says "go on" by deleting the property, so its changes must be seen before it learns of this.
+    // The receiver says "go on" by deleting the property, so its changes must be seen before it learns of
+    // this.
     const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
     xcb_change_window_attributes(m_connection, transfer.requestor, XCB_CW_EVENT_MASK, &mask);
     const auto size = static_cast<std::uint32_t>(transfer.rendering.bytes->size());
@@ -220,7 +226,8 @@ void X11SelectionServer::sendNextPiece(Transfer& transfer)
     const std::string& bytes = *transfer.rendering.bytes;
     const std::size_t size = std::min(pieceSize, bytes.size() - transfer.offset);
     xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, transfer.requestor, transfer.property,
-                        transfer.rendering.type, 8, static_cast<std::uint32_t>(size), bytes.data() + transfer.offset);
+                        transfer.rendering.type, 8, static_cast<std::uint32_t>(size),
+                        bytes.data() + transfer.offset);
     transfer.offset += size;
     transfer.lastProgress = std::chrono::steady_clock::now();
 }

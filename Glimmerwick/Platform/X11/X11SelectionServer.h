@@ -51,8 +51,8 @@ private:
     };
 
     void notify(const xcb_selection_request_event_t& request, xcb_atom_t property);
-    bool convert(xcb_window_t requestor, xcb_atom_t target, xcb_atom_t property, const X11SelectionContents& contents,
-                 xcb_timestamp_t ownedSince);
+    bool convert(xcb_window_t requestor, xcb_atom_t target, xcb_atom_t property,
+                 const X11SelectionContents& contents, xcb_timestamp_t ownedSince);
     bool convertMultiple(const xcb_selection_request_event_t& request, const X11SelectionContents& contents,
                          xcb_timestamp_t ownedSince);
     std::vector<xcb_atom_t> targets(const X11SelectionContents& contents);

@@ -20,13 +20,13 @@ using SteadyClock = std::chrono::steady_clock;
 
 constexpr int noDescriptor = -1;
 
-// A paste lasts from the chord until this long after the target has first asked for the contents, but not longer
-// than the other.
+// A paste lasts from the chord until this long after the target has first asked for the contents, but not
+// longer than the other.
 constexpr auto pasteAfterTaking = 250ms;
 constexpr auto longestPaste = 2s;
 
-// Clipboard histories ask the moment the owner changes, a little before the chord tells that the contents are only
-// passing. Requests that come so soon wait this long for that.
+// Clipboard histories ask the moment the owner changes, a little before the chord tells that the contents are
+// only passing. Requests that come so soon wait this long for that.
 constexpr auto holdTime = 30ms;
 
 constexpr auto serverAnswer = 1s;
@@ -39,13 +39,13 @@ std::int32_t difference(xcb_timestamp_t first, xcb_timestamp_t second)
 
 } // namespace
 
-X11SelectionService::X11SelectionService() :
-    m_window(xcb_generate_id(m_connection)), m_server(m_connection), m_clipboard(m_connection.atom("CLIPBOARD")),
-    m_primary(XCB_ATOM_PRIMARY)
+X11SelectionService::X11SelectionService()
+    : m_window(xcb_generate_id(m_connection)), m_server(m_connection),
+      m_clipboard(m_connection.atom("CLIPBOARD")), m_primary(XCB_ATOM_PRIMARY)
 {
     const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
-    xcb_create_window(m_connection, 0, m_window, m_connection.root(), -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
-                      XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK, &mask);
+    xcb_create_window(m_connection, 0, m_window, m_connection.root(), -1, -1, 1, 1, 0,
+                      XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK, &mask);
     xcb_flush(m_connection);
 }
 
@@ -62,7 +62,8 @@ void X11SelectionService::wait(Time until, int wakeDescriptor)
     // The descriptor of a lost connection would be readable for ever.
     const int display = m_connection.isBroken() ? noDescriptor : xcb_get_file_descriptor(m_connection);
     std::array<pollfd, 2> descriptors{pollfd{display, POLLIN, 0}, pollfd{wakeDescriptor, POLLIN, 0}};
-    poll(descriptors.data(), descriptors.size(), static_cast<int>(std::clamp<std::int64_t>(remaining.count(), 0, 60'000)));
+    poll(descriptors.data(), descriptors.size(),
+         static_cast<int>(std::clamp<std::int64_t>(remaining.count(), 0, 60'000)));
     handleEvents();
     meetDeadlines();
 }
@@ -107,8 +108,8 @@ bool X11SelectionService::stillOwns(Selection& selection)
 
 xcb_window_t X11SelectionService::ownerOf(xcb_atom_t selection)
 {
-    const auto reply
-        = m_connection.answer(xcb_get_selection_owner_reply, xcb_get_selection_owner(m_connection, selection));
+    const auto reply =
+        m_connection.answer(xcb_get_selection_owner_reply, xcb_get_selection_owner(m_connection, selection));
     return reply ? reply->owner : static_cast<xcb_window_t>(XCB_WINDOW_NONE);
 }
 
@@ -166,7 +167,8 @@ std::optional<std::string> X11SelectionService::readFromOwner(xcb_atom_t selecti
 std::vector<xcb_atom_t> X11SelectionService::readTargets(const std::string& type)
 {
     if (type == pasteboardType::string) {
-        return {m_connection.atom("UTF8_STRING"), m_connection.atom("text/plain;charset=utf-8"), XCB_ATOM_STRING};
+        return {m_connection.atom("UTF8_STRING"), m_connection.atom("text/plain;charset=utf-8"),
+                XCB_ATOM_STRING};
     }
     return {m_connection.atom(type)};
 }
@@ -251,7 +253,8 @@ void X11SelectionService::endPaste()
 void X11SelectionService::handOver()
 {
     const xcb_atom_t manager = m_connection.atom("CLIPBOARD_MANAGER");
-    if (!stillOwns(m_clipboard) || m_clipboard.contents->byType.empty() || ownerOf(manager) == XCB_WINDOW_NONE) {
+    if (!stillOwns(m_clipboard) || m_clipboard.contents->byType.empty()
+        || ownerOf(manager) == XCB_WINDOW_NONE) {
         return;
     }
     if (const auto time = serverTime()) {
@@ -305,7 +308,8 @@ void X11SelectionService::handleRequest(const xcb_selection_request_event_t& req
         m_server.refuse(request);
     } else if (isFromPasteTarget(request)) {
         answerPasteTarget(request, *selection);
-    } else if (selection == &m_clipboard && SteadyClock::now() < m_holdUntil && !m_clipboard.contents->isPassing) {
+    } else if (selection == &m_clipboard && SteadyClock::now() < m_holdUntil
+               && !m_clipboard.contents->isPassing) {
         m_held.push_back({request, m_holdUntil});
     } else {
         m_server.answer(request, *selection->contents, selection->ownedSince);
@@ -325,7 +329,8 @@ bool X11SelectionService::isFromPasteTarget(const xcb_selection_request_event_t&
     return m_paste && m_connection.clientOf(request.requestor) == m_paste->client;
 }
 
-void X11SelectionService::answerPasteTarget(const xcb_selection_request_event_t& request, const Selection& selection)
+void X11SelectionService::answerPasteTarget(const xcb_selection_request_event_t& request,
+                                            const Selection& selection)
 {
     m_server.answer(request, *m_paste->contents, selection.ownedSince);
     if (m_server.isForContents(request) && !m_paste->isTaken) {

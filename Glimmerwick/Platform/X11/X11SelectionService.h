@@ -15,12 +15,12 @@ namespace glimmerwick {
 
 class X11IncomingTransfer;
 
-/// Owns and reads the display's selections. Everything runs on the clipboard thread, which calls `wait` whenever it
-/// has nothing else to do.
+/// Owns and reads the display's selections. Everything runs on the clipboard thread, which calls `wait`
+/// whenever it has nothing else to do.
 ///
-/// While a paste is under way the target's requests are answered with what the clipboard held when the paste began,
-/// however late they come, and everybody else's with what it holds now: the user's own text is put back after a
-/// fixed time, which a busy application may well miss.
+/// While a paste is under way the target's requests are answered with what the clipboard held when the paste
+/// began, however late they come, and everybody else's with what it holds now: the user's own text is put
+/// back after a fixed time, which a busy application may well miss.
 class X11SelectionService {
 public:
     using Time = std::chrono::steady_clock::time_point;
@@ -37,7 +37,8 @@ public:
     X11SelectionService();
     ~X11SelectionService();
 
-    /// Handles what arrives until the time, the descriptor becomes readable, or there was something to handle.
+    /// Handles what arrives until the time, the descriptor becomes readable, or there was something to
+    /// handle.
     void wait(Time until, int wakeDescriptor);
 
     void clear();
@@ -80,7 +81,8 @@ private:
     bool stillOwns(Selection& selection);
     xcb_window_t ownerOf(xcb_atom_t selection);
     std::optional<xcb_timestamp_t> serverTime();
-    std::optional<std::string> readFromOwner(xcb_atom_t selection, const std::string& type, Patience patience);
+    std::optional<std::string> readFromOwner(xcb_atom_t selection, const std::string& type,
+                                             Patience patience);
     std::optional<std::string> readPrimary();
     std::vector<xcb_atom_t> readTargets(const std::string& type);
     std::optional<std::string> decoded(X11IncomingTransfer& transfer);

@@ -95,8 +95,8 @@ std::vector<xcb_window_t> X11Windows::applicationWindows()
 
 X11Windows::ClassNames X11Windows::classNames(xcb_window_t window)
 {
-    const std::string names
-        = m_connection.text(window, XCB_ATOM_WM_CLASS, XCB_GET_PROPERTY_TYPE_ANY).value_or(std::string());
+    const std::string names =
+        m_connection.text(window, XCB_ATOM_WM_CLASS, XCB_GET_PROPERTY_TYPE_ANY).value_or(std::string());
     const auto end = std::min(names.find('\0'), names.size());
     const auto classStart = std::min(end + 1, names.size());
     return {names.substr(0, end), names.substr(classStart, names.find('\0', classStart) - classStart)};
@@ -118,7 +118,8 @@ std::string X11Windows::windowClass(xcb_window_t window)
 
 std::string X11Windows::gtkApplicationIdentifier(xcb_window_t window)
 {
-    return m_connection.text(window, m_connection.atom("_GTK_APPLICATION_ID"), m_connection.atom("UTF8_STRING"))
+    return m_connection
+        .text(window, m_connection.atom("_GTK_APPLICATION_ID"), m_connection.atom("UTF8_STRING"))
         .value_or(std::string());
 }
 
@@ -179,9 +180,10 @@ void X11Windows::requestActivation(xcb_window_t window)
     message.event.data.data32[1] = XCB_CURRENT_TIME;
     message.event.data.data32[2] = m_connection.activeWindow().value_or(XCB_WINDOW_NONE);
     xcb_send_event(m_connection, 0, m_connection.root(),
-                   XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY, message.wire.data());
-    const auto supporter = m_connection.numbers(m_connection.root(), m_connection.atom("_NET_SUPPORTING_WM_CHECK"),
-                                                XCB_ATOM_WINDOW);
+                   XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                   message.wire.data());
+    const auto supporter = m_connection.numbers(
+        m_connection.root(), m_connection.atom("_NET_SUPPORTING_WM_CHECK"), XCB_ATOM_WINDOW);
     if (supporter.empty()) {
         xcb_set_input_focus(m_connection, XCB_INPUT_FOCUS_PARENT, window, XCB_CURRENT_TIME);
     }

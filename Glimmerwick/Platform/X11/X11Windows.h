@@ -21,8 +21,8 @@ public:
 
     explicit X11Windows(X11Connection& connection);
 
-    /// The application window that the user works in: what the window manager calls active, else the one that has
-    /// the input focus.
+    /// The application window that the user works in: what the window manager calls active, else the one that
+    /// has the input focus.
     std::optional<xcb_window_t> frontmostWindow();
     /// The window that receives keys; without one, the frontmost.
     std::optional<xcb_window_t> focusedWindow();

@@ -30,10 +30,10 @@ struct X11Workspace::Shared {
 /// Knows what the window said of itself when it was seen, also after the window is gone.
 class X11Workspace::Application : public RunningApplication {
 public:
-    Application(std::shared_ptr<Shared> shared, xcb_window_t window) :
-        m_shared(std::move(shared)), m_window(window), m_names(m_shared->windows.classNames(window)),
-        m_gtkIdentifier(m_shared->windows.gtkApplicationIdentifier(window)),
-        m_processIdentifier(m_shared->windows.processIdentifier(window))
+    Application(std::shared_ptr<Shared> shared, xcb_window_t window)
+        : m_shared(std::move(shared)), m_window(window), m_names(m_shared->windows.classNames(window)),
+          m_gtkIdentifier(m_shared->windows.gtkApplicationIdentifier(window)),
+          m_processIdentifier(m_shared->windows.processIdentifier(window))
     {
     }
 
@@ -57,7 +57,10 @@ public:
 
     std::int32_t processIdentifier() const override { return m_processIdentifier; }
 
-    bool activate(ActivationOption) override { return m_shared->windows.activate(m_window, activationPatience); }
+    bool activate(ActivationOption) override
+    {
+        return m_shared->windows.activate(m_window, activationPatience);
+    }
 
 private:
     bool isOwn() const { return m_shared->windows.clientOf(m_window) == m_shared->toolkitClient; }
@@ -76,11 +79,11 @@ private:
     const std::int32_t m_processIdentifier;
 };
 
-X11Workspace::X11Workspace(X11Windows& windows, std::uint32_t toolkitClient) :
-    m_shared(std::make_shared<Shared>(Shared{
-        windows, toolkitClient, std::async(std::launch::async, [] {
-                                    return DesktopFiles(DesktopFiles::standardFolders());
-                                }).share()}))
+X11Workspace::X11Workspace(X11Windows& windows, std::uint32_t toolkitClient)
+    : m_shared(std::make_shared<Shared>(
+        Shared{windows, toolkitClient, std::async(std::launch::async, [] {
+                                           return DesktopFiles(DesktopFiles::standardFolders());
+                                       }).share()}))
 {
 }
 

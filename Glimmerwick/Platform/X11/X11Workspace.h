@@ -13,8 +13,8 @@ class X11Windows;
 /// Applications by their windows. One application may be listed once for each window it has. Main thread.
 class X11Workspace : public Workspace {
 public:
-    /// Begins to read the desktop files in the background; installed applications that come later are not known.
-    /// The client is the toolkit's: its windows are this program's own.
+    /// Begins to read the desktop files in the background; installed applications that come later are not
+    /// known. The client is the toolkit's: its windows are this program's own.
     X11Workspace(X11Windows& windows, std::uint32_t toolkitClient);
     ~X11Workspace() override;
 

@@ -31,7 +31,8 @@ ArrowKeyNavigation::ArrowKeyNavigation(std::vector<std::size_t> itemCounts, doub
 
 std::optional<IndexPath> ArrowKeyNavigation::firstItem() const
 {
-    const auto found = std::find_if(m_itemCounts.begin(), m_itemCounts.end(), [](std::size_t n) { return n > 0; });
+    const auto found =
+        std::find_if(m_itemCounts.begin(), m_itemCounts.end(), [](std::size_t n) { return n > 0; });
     if (found == m_itemCounts.end()) {
         return std::nullopt;
     }
@@ -84,7 +85,8 @@ std::optional<IndexPath> ArrowKeyNavigation::down(IndexPath selected) const
         return IndexPath{selected.section, std::min((row + 1) * m_columns + column, count - 1)};
     }
     const auto section = laterSection(selected.section);
-    return section ? std::optional(IndexPath{*section, std::min(column, m_itemCounts[*section] - 1)}) : std::nullopt;
+    return section ? std::optional(IndexPath{*section, std::min(column, m_itemCounts[*section] - 1)})
+                   : std::nullopt;
 }
 
 std::optional<IndexPath> ArrowKeyNavigation::up(IndexPath selected) const

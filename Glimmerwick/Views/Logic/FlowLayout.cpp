@@ -28,8 +28,8 @@ void FlowLayout::layOut()
 {
     m_columns = columns(m_width, m_metrics);
     const double gaps = static_cast<double>(m_columns - 1);
-    const double leftOver
-        = m_width - 2 * m_metrics.sectionInset - static_cast<double>(m_columns) * m_metrics.itemSize.width;
+    const double leftOver =
+        m_width - 2 * m_metrics.sectionInset - static_cast<double>(m_columns) * m_metrics.itemSize.width;
     m_interitemSpacing = gaps > 0 ? leftOver / gaps : m_metrics.minimumInteritemSpacing;
 
     m_sectionTops.clear();
@@ -64,7 +64,8 @@ std::optional<Rect> FlowLayout::itemFrame(IndexPath path) const
     const auto column = static_cast<double>(path.item % m_columns);
     const auto row = static_cast<double>(path.item / m_columns);
     return Rect{m_metrics.sectionInset + column * (m_metrics.itemSize.width + m_interitemSpacing),
-                firstRowTop(path.section) + row * lineHeight(), m_metrics.itemSize.width, m_metrics.itemSize.height};
+                firstRowTop(path.section) + row * lineHeight(), m_metrics.itemSize.width,
+                m_metrics.itemSize.height};
 }
 
 std::vector<IndexPath> FlowLayout::items(double top, double bottom) const
@@ -77,7 +78,8 @@ std::vector<IndexPath> FlowLayout::items(double top, double bottom) const
         const double firstTop = firstRowTop(section);
         const double rowsAbove = (top - firstTop - m_metrics.itemSize.height) / lineHeight();
         std::size_t row = rowsAbove < 0 ? 0 : static_cast<std::size_t>(rowsAbove) + 1;
-        for (; row < rowCount(section) && firstTop + static_cast<double>(row) * lineHeight() < bottom; ++row) {
+        for (; row < rowCount(section) && firstTop + static_cast<double>(row) * lineHeight() < bottom;
+             ++row) {
             const std::size_t end = std::min((row + 1) * m_columns, numberOfItems(section));
             for (std::size_t item = row * m_columns; item < end; ++item) {
                 found.push_back({section, item});

@@ -11,8 +11,8 @@ namespace glimmerwick {
 
 /// Places items of one size in rows from the left, section below section, each with a header above it.
 ///
-/// A row holds as many items as fit with the minimum spacing; what is left over is spread evenly between them, and
-/// a last row that is not full keeps that spacing.
+/// A row holds as many items as fit with the minimum spacing; what is left over is spread evenly between
+/// them, and a last row that is not full keeps that spacing.
 class FlowLayout {
 public:
     struct Metrics {
@@ -29,8 +29,8 @@ public:
         double headerHeight = 0;
     };
 
-    FlowLayout() : FlowLayout(Metrics{}) {}
-    explicit FlowLayout(Metrics metrics) : m_metrics(metrics) {}
+    FlowLayout() : FlowLayout(Metrics{}) { }
+    explicit FlowLayout(Metrics metrics) : m_metrics(metrics) { }
 
     void setWidth(double width);
     void setSections(std::vector<Section> sections);

@@ -13,8 +13,8 @@
 
 namespace glimmerwick {
 
-/// What the grid shows, section by section: the recent emoji, if any, and the categories; or, while searching, one
-/// section of results, or none.
+/// What the grid shows, section by section: the recent emoji, if any, and the categories; or, while
+/// searching, one section of results, or none.
 class GridSections {
 public:
     /// Takes the manifest's categories and resolves their emoji.

@@ -33,8 +33,8 @@ PopoverPlacement placePopover(Size bubble, const Rect& anchor, const Rect& bound
         placement.edge = other;
     }
     const double left = std::min(anchor.midX() - bubble.width / 2, bounds.maxX() - margin - bubble.width);
-    placement.bubble = {std::max(bounds.x + margin, left), bubbleTop(bubble, anchor, placement.edge), bubble.width,
-                        bubble.height};
+    placement.bubble = {std::max(bounds.x + margin, left), bubbleTop(bubble, anchor, placement.edge),
+                        bubble.width, bubble.height};
     const double tipX = std::max(placement.bubble.x + arrowInset,
                                  std::min(placement.bubble.maxX() - arrowInset, anchor.midX()));
     placement.arrowTip = {tipX, placement.edge == PopoverEdge::above ? anchor.y : anchor.maxY()};

@@ -15,8 +15,8 @@ struct PopoverPlacement {
     Point arrowTip;
 };
 
-/// Places a bubble of a size next to its anchor, centred on it and inside the bounds with a margin. It changes sides
-/// where it does not fit, unless it fits on neither.
+/// Places a bubble of a size next to its anchor, centred on it and inside the bounds with a margin. It
+/// changes sides where it does not fit, unless it fits on neither.
 PopoverPlacement placePopover(Size bubble, const Rect& anchor, const Rect& bounds, PopoverEdge preferredEdge);
 
 } // namespace glimmerwick

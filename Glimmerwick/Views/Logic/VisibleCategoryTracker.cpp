@@ -10,9 +10,9 @@ constexpr double thresholdBelowTop = 50;
 
 } // namespace
 
-std::optional<std::size_t> VisibleCategoryTracker::update(double visibleTop,
-                                                          const std::vector<std::optional<double>>& headerTops,
-                                                          const GridSections& sections)
+std::optional<std::size_t>
+VisibleCategoryTracker::update(double visibleTop, const std::vector<std::optional<double>>& headerTops,
+                               const GridSections& sections)
 {
     if (sections.categories().empty()) {
         return std::nullopt;
@@ -41,7 +41,8 @@ std::size_t VisibleCategoryTracker::sectionAtTop(double visibleTop,
             continue;
         }
         const double top = *headerTops[section];
-        const bool isBetter = top <= threshold ? (bestTop < top || chosen == 0) : (chosen == 0 && top < bestTop);
+        const bool isBetter =
+            top <= threshold ? (bestTop < top || chosen == 0) : (chosen == 0 && top < bestTop);
         if (isBetter) {
             bestTop = top;
             chosen = section;

@@ -16,9 +16,9 @@ public:
     /// The identifier that stands for the recent emoji.
     static constexpr const char* recentId = "recent";
 
-    /// Takes the tops of the sections' headers, nothing for one without a header, and returns the category, by its
-    /// index, that has become the visible one; nothing when none has, and for the recent emoji, whose becoming
-    /// visible is only recorded.
+    /// Takes the tops of the sections' headers, nothing for one without a header, and returns the category,
+    /// by its index, that has become the visible one; nothing when none has, and for the recent emoji, whose
+    /// becoming visible is only recorded.
     std::optional<std::size_t> update(double visibleTop, const std::vector<std::optional<double>>& headerTops,
                                       const GridSections& sections);
 
@@ -27,7 +27,8 @@ public:
     void reset() { m_currentId.reset(); }
     const std::optional<std::string>& current() const { return m_currentId; }
 
-    /// The lowest section whose header begins at most 50 points below the visible top; the first when none does.
+    /// The lowest section whose header begins at most 50 points below the visible top; the first when none
+    /// does.
     static std::size_t sectionAtTop(double visibleTop, const std::vector<std::optional<double>>& headerTops);
 
 private:

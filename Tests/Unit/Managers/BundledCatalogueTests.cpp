@@ -109,6 +109,16 @@ TEST_F(BundledCatalogueTests, LeavesAnEqualSeedAlone)
     EXPECT_EQ(problems, Problems{});
 }
 
+TEST_F(BundledCatalogueTests, IsNotEvenDecodedWhenTheSeedIsEqual)
+{
+    cacheSeedOf("no manifest at all");
+
+    seed();
+
+    EXPECT_EQ(cacheFile().bytes, "no manifest at all");
+    EXPECT_EQ(problems, Problems{});
+}
+
 TEST_F(BundledCatalogueTests, ReplacesASeedOfAnotherVersion)
 {
     cacheSeedOf(sampleManifestJson("2"));

@@ -35,6 +35,7 @@ TEST(KeyFile, SkipsCommentsAndEmptyLines)
 {
     EXPECT_EQ(value("# KEY=comment\n\n  \t\n  #KEY=comment\nKEY=value"), "value");
     EXPECT_EQ(value("KEY=a#b"), "a#b");
+    EXPECT_EQ(valueInKeyFile("#KEY=value", "#KEY"), std::nullopt);
 }
 
 TEST(KeyFile, DropsSpacesAndTabsAroundALine)

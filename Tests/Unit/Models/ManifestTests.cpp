@@ -361,6 +361,18 @@ TEST(MalformedManifest, NestedAMillionDeepIsRefused)
     EXPECT_EQ(failureOf(replaced(sampleManifestJson(), "{", "{\"more\": " + arrays)), tooDeep);
 }
 
+TEST(MalformedManifest, WithMillionsOfValuesIsRefused)
+{
+    std::string values = "[0";
+    for (int count = 0; count < 1'000'000; ++count) {
+        values += ",0";
+    }
+
+    EXPECT_EQ(failureOf(values), "The document has more than 1000000 values");
+    EXPECT_TRUE(Manifest::decode(
+        replaced(sampleManifestJson(), "{", "{\"more\": \"" + std::string(2'000'000, ',') + "\", ")));
+}
+
 TEST(MalformedManifest, MayHoldBracketsInStringsAndSomeNesting)
 {
     const std::string brackets = "\"\\\\\\\"" + std::string(1000, '[') + "\"";

@@ -38,8 +38,8 @@ inline std::string joined(const std::vector<std::string>& pieces)
     return text;
 }
 
-/// A manifest document. Emoji whose codepoint is in `toned` accept skin tones; those in `missing` are listed by
-/// their category but absent from the map.
+/// A manifest document. Emoji whose codepoint is in `toned` accept skin tones; those in `missing` are listed
+/// by their category but absent from the map.
 inline std::string manifestDocument(const std::vector<SampleCategory>& categories,
                                     const std::vector<std::string>& toned = {},
                                     const std::vector<std::string>& missing = {})
@@ -54,10 +54,11 @@ inline std::string manifestDocument(const std::vector<SampleCategory>& categorie
         for (const std::string& codepoint : category.codepoints) {
             quoted.push_back('"' + codepoint + '"');
             if (!contains(missing, codepoint)) {
-                emojiTexts.push_back('"' + codepoint + R"(": {"char": ")"
-                                     + SkinTone::codepointToChar(codepoint).value() + R"(", "name": "name of )"
-                                     + codepoint + R"(", "keywords": [], "category": ")" + category.id
-                                     + R"(", "skinTones": )" + (contains(toned, codepoint) ? "true}" : "false}"));
+                emojiTexts.push_back(
+                    '"' + codepoint + R"(": {"char": ")" + SkinTone::codepointToChar(codepoint).value()
+                    + R"(", "name": "name of )" + codepoint + R"(", "keywords": [], "category": ")"
+                    + category.id + R"(", "skinTones": )"
+                    + (contains(toned, codepoint) ? "true}" : "false}"));
             }
         }
         categoryTexts.push_back(R"({"id": ")" + category.id + R"(", "name": ")" + category.name
@@ -82,16 +83,13 @@ inline std::vector<std::string> codepoints(unsigned first, std::size_t count)
 /// Fakes of everything beneath the views, and the managers on them.
 class ViewsFixture : public ::testing::Test {
 protected:
-    ViewsFixture()
-    {
-        fakes.process.resourcesDirectory = GLIMMERWICK_SOURCE_DIR "/Resources";
-    }
+    ViewsFixture() { fakes.process.resourcesDirectory = GLIMMERWICK_SOURCE_DIR "/Resources"; }
 
     /// Publishes a manifest as if it had been loaded from the cache.
     void loadManifest(const std::string& document)
     {
-        fakes.fileSystem.files[dataManager.cacheDirectory() / "manifest.json"]
-            = {document, fakes.fileClock.time};
+        fakes.fileSystem.files[dataManager.cacheDirectory() / "manifest.json"] = {document,
+                                                                                  fakes.fileClock.time};
         auto task = dataManager.fetchManifest(false);
         bool succeeded = false;
         task.start([&](const auto& result) { succeeded = result.isSuccess(); });
@@ -106,8 +104,8 @@ protected:
     }
 
     fakes::FakePlatform fakes;
-    EmojiDataManager dataManager{fakes.process,   fakes.log,        fakes.fileSystem, fakes.fileClock,
-                                 fakes.time,      fakes.httpClient, fakes.textLayout, fakes.imageCodec};
+    EmojiDataManager dataManager{fakes.process, fakes.log,        fakes.fileSystem, fakes.fileClock,
+                                 fakes.time,    fakes.httpClient, fakes.textLayout, fakes.imageCodec};
     RecentEmojisManager recents{fakes.userDefaults, fakes.notificationCenter, fakes.log, dataManager};
     SkinTonePreferences preferences{fakes.userDefaults, fakes.notificationCenter};
     EmojiRenderer renderer{fakes.imageCodec};
@@ -121,7 +119,10 @@ inline void sendMouse(QWidget& widget, QEvent::Type type, QPointF position, Qt::
     QApplication::sendEvent(&widget, &event);
 }
 
-inline QPointF centre(const QWidget& widget) { return QRectF(widget.rect()).center(); }
+inline QPointF centre(const QWidget& widget)
+{
+    return QRectF(widget.rect()).center();
+}
 
 inline void press(QWidget& widget, QPointF position, Qt::MouseButton button = Qt::LeftButton)
 {

@@ -11,7 +11,10 @@ const ScreenArea mainScreen{{0, 0, 1920, 1080}, {0, 30, 1920, 990}};
 const ScreenArea rightScreen{{1920, 100, 1280, 1024}, {1920, 100, 1280, 1024}};
 const std::vector<ScreenArea> bothScreens{mainScreen, rightScreen};
 
-Point place(Point pointer) { return panelOrigin(pointer, panel, bothScreens, mainScreen); }
+Point place(Point pointer)
+{
+    return panelOrigin(pointer, panel, bothScreens, mainScreen);
+}
 
 TEST(PanelPlacementTests, opensTenPointsBelowThePointerAndCentredOnIt)
 {

@@ -41,7 +41,8 @@ TEST(PopoverPlacementTests, changesSidesWhereItDoesNotFit)
 
 TEST(PopoverPlacementTests, keepsItsSideWhereItFitsOnNeither)
 {
-    EXPECT_EQ(placePopover(bubble, {0, 20, 40, 40}, {0, 0, 320, 80}, PopoverEdge::above).edge, PopoverEdge::above);
+    EXPECT_EQ(placePopover(bubble, {0, 20, 40, 40}, {0, 0, 320, 80}, PopoverEdge::above).edge,
+              PopoverEdge::above);
 }
 
 } // namespace

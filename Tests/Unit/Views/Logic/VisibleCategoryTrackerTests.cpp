@@ -39,7 +39,8 @@ TEST_F(VisibleCategoryTrackerTests, takesTheFirstSectionWhenEveryHeaderIsFarBelo
 TEST_F(VisibleCategoryTrackerTests, skipsSectionsWithoutAHeader)
 {
     EXPECT_EQ(VisibleCategoryTracker::sectionAtTop(100, {0, std::nullopt, 120}), 2U);
-    EXPECT_EQ(VisibleCategoryTracker::sectionAtTop(0, {std::nullopt, 200, 300}), 1U) << "the nearest one below";
+    EXPECT_EQ(VisibleCategoryTracker::sectionAtTop(0, {std::nullopt, 200, 300}), 1U)
+        << "the nearest one below";
     EXPECT_EQ(VisibleCategoryTracker::sectionAtTop(0, {std::nullopt, std::nullopt}), 0U);
 }
 

@@ -1,0 +1,464 @@
+#include "Platform/X11/X11Platform.h"
+
+#include "Contract/EventLoop.h"
+#include "Contract/SelectionClients.h"
+#include "Platform/AccessibilityTrust.h"
+#include "Platform/EventMonitors.h"
+#include "Platform/EventPoster.h"
+#include "Platform/EventTap.h"
+#include "Platform/Linux/SystemClocks.h"
+#include "Platform/PanelHost.h"
+#include "Platform/Pasteboard.h"
+#include "Platform/Qt/QtMainQueue.h"
+#include "Platform/X11/X11Keyboard.h"
+
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QRasterWindow>
+
+#include <xcb/xtest.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <ranges>
+#include <string>
+#include <vector>
+
+namespace glimmerwick::contract {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+constexpr xcb_keysym_t symbolControl = 0xffe3;
+constexpr xcb_keysym_t symbolSuper = 0xffeb;
+constexpr xcb_keysym_t symbolShift = 0xffe1;
+constexpr xcb_keysym_t symbolCapsLock = 0xffe5;
+constexpr xcb_keysym_t symbolNumLock = 0xff7f;
+constexpr xcb_keysym_t symbolSpace = ' ';
+
+constexpr KeyCombination shortcut{keyCode::space, eventFlag::control | eventFlag::command,
+                                  eventFlag::shift | eventFlag::option};
+
+/// Presses keys and buttons as the user's devices do.
+class Devices {
+public:
+    void press(xcb_keysym_t symbol) { fake(XCB_KEY_PRESS, key(symbol)); }
+    void release(xcb_keysym_t symbol) { fake(XCB_KEY_RELEASE, key(symbol)); }
+
+    void type(const std::vector<xcb_keysym_t>& chord)
+    {
+        for (const xcb_keysym_t symbol : chord) {
+            press(symbol);
+        }
+        for (const xcb_keysym_t symbol : std::views::reverse(chord)) {
+            release(symbol);
+        }
+    }
+
+    void click(std::int16_t x, std::int16_t y, std::uint8_t button)
+    {
+        xcb_test_fake_input(m_connection, XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, m_connection.root(), x, y,
+                            0);
+        fake(XCB_BUTTON_PRESS, button);
+        fake(XCB_BUTTON_RELEASE, button);
+    }
+
+    xcb_keycode_t key(xcb_keysym_t symbol) const { return m_keyboard.keysWithSymbol(symbol).at(0); }
+
+private:
+    void fake(std::uint8_t type, std::uint8_t detail)
+    {
+        xcb_test_fake_input(m_connection, type, detail, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
+        m_connection.roundTrip();
+    }
+
+    X11Connection m_connection;
+    X11Keyboard m_keyboard{m_connection};
+};
+
+/// Another program's window, with the input focus, that notes what it gets.
+class FocusedProgram {
+public:
+    FocusedProgram() : m_window(xcb_generate_id(m_connection))
+    {
+        const std::array<std::uint32_t, 2> values{
+            1, XCB_EVENT_MASK_KEY_PRESS | XCB_EVENT_MASK_FOCUS_CHANGE | XCB_EVENT_MASK_EXPOSURE};
+        xcb_create_window(m_connection, XCB_COPY_FROM_PARENT, m_window, m_connection.root(), 0, 0, 100, 100,
+                          0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
+                          XCB_CW_OVERRIDE_REDIRECT | XCB_CW_EVENT_MASK, values.data());
+        xcb_map_window(m_connection, m_window);
+        xcb_set_input_focus(m_connection, XCB_INPUT_FOCUS_PARENT, m_window, XCB_CURRENT_TIME);
+        m_connection.roundTrip();
+        received();
+    }
+
+    /// What has come since the last question: symbols of pressed keys, and changes of the focus.
+    std::vector<std::string> received()
+    {
+        std::vector<std::string> result;
+        m_connection.roundTrip();
+        while (const XcbEvent event = m_connection.pollEvent()) {
+            switch (eventType(*event)) {
+            case XCB_KEY_PRESS:
+                result.push_back(
+                    "key " + std::to_string(reinterpret_cast<const xcb_key_press_event_t&>(*event).detail));
+                break;
+            case XCB_FOCUS_IN:
+                result.emplace_back("focus in");
+                break;
+            case XCB_FOCUS_OUT:
+                result.emplace_back("focus out");
+                break;
+            default:
+                break;
+            }
+        }
+        return result;
+    }
+
+    bool hasFocus() { return m_connection.focusWindow() == m_window; }
+
+private:
+    X11Connection m_connection;
+    const xcb_window_t m_window;
+};
+
+class Panel : public QRasterWindow {
+public:
+    Panel()
+    {
+        setFlags(Qt::ToolTip | Qt::BypassWindowManagerHint | Qt::FramelessWindowHint);
+        setGeometry(400, 300, 320, 400);
+    }
+
+    NativeWindow identifier() const { return NativeWindow(winId()); }
+
+    std::vector<std::string> texts;
+
+protected:
+    void keyPressEvent(QKeyEvent* event) override { texts.push_back(event->text().toStdString()); }
+};
+
+class X11KeysTest : public ::testing::Test {
+protected:
+    ~X11KeysTest() override
+    {
+        if (panel.isVisible()) {
+            platform.panelHost().panelWillHide(panel.identifier());
+        }
+    }
+
+    void showPanel()
+    {
+        panel.show();
+        platform.panelHost().panelDidShow(panel.identifier());
+    }
+    void hidePanel()
+    {
+        platform.panelHost().panelWillHide(panel.identifier());
+        panel.hide();
+    }
+
+    struct Tap {
+        std::unique_ptr<EventTapPort> port;
+        std::unique_ptr<RunLoopSource> source;
+    };
+    Tap makeTap(EventTap::Options options, TapDecision decision, std::vector<KeyEvent>& seen)
+    {
+        Tap tap;
+        tap.port = platform.eventTap().create(options, [&seen, decision](const KeyEvent& event) {
+            seen.push_back(event);
+            return decision;
+        });
+        if (tap.port) {
+            tap.source = tap.port->createRunLoopSource();
+            tap.port->setEnabled(true);
+        }
+        return tap;
+    }
+
+    /// Handles events until what is on its way has arrived.
+    void settle()
+    {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(100);
+        handleEventsUntil([end] { return std::chrono::steady_clock::now() >= end; });
+    }
+
+    QtMainQueue mainQueue;
+    SteadyClock clock;
+    Devices devices;
+    FocusedProgram program;
+    X11Platform platform{mainQueue, clock, {}};
+    Panel panel;
+    std::vector<KeyEvent> seen;
+};
+
+TEST_F(X11KeysTest, theDisplayIsOneToWorkOn)
+{
+    EXPECT_TRUE(X11Platform::isAvailable());
+    EXPECT_TRUE(platform.accessibilityTrust().isTrusted());
+}
+
+TEST_F(X11KeysTest, theShortcutIsSwallowedEverywhereAndReportedEachTime)
+{
+    const Tap tap = makeTap({shortcut}, TapDecision::swallow, seen);
+    ASSERT_TRUE(tap.port);
+
+    devices.type({symbolControl, symbolSuper, symbolSpace});
+    devices.type({symbolControl, symbolSuper, symbolSpace});
+
+    EXPECT_TRUE(handleEventsUntil([&] { return seen.size() == 2; }));
+    EXPECT_EQ(seen[0].keyCode, keyCode::space);
+    EXPECT_EQ(seen[0].flags, eventFlag::control | eventFlag::command);
+    EXPECT_THAT(program.received(), Not(Contains("key " + std::to_string(devices.key(symbolSpace)))));
+}
+
+TEST_F(X11KeysTest, theShortcutWorksWhateverIsLocked)
+{
+    const Tap tap = makeTap({shortcut}, TapDecision::swallow, seen);
+
+    std::size_t count = 0;
+    for (const xcb_keysym_t lock : {symbolCapsLock, symbolNumLock, symbolCapsLock, symbolNumLock}) {
+        devices.type({lock});
+        devices.type({symbolControl, symbolSuper, symbolSpace});
+        ++count;
+        EXPECT_TRUE(handleEventsUntil([&] { return seen.size() == count; })) << lock;
+    }
+}
+
+TEST_F(X11KeysTest, otherCombinationsOfTheKeyReachTheProgramInUse)
+{
+    const Tap tap = makeTap({shortcut}, TapDecision::swallow, seen);
+
+    devices.type({symbolControl, symbolSuper, symbolShift, symbolSpace});
+    devices.type({symbolControl, symbolSpace});
+    devices.type({symbolSuper, symbolSpace});
+    devices.type({symbolSpace});
+    settle();
+
+    EXPECT_THAT(seen, IsEmpty());
+    EXPECT_EQ(std::ranges::count(program.received(), "key " + std::to_string(devices.key(symbolSpace))), 4);
+}
+
+TEST_F(X11KeysTest, aShortcutThatAnotherProgramHasTakenIsRefusedAsAWhole)
+{
+    {
+        X11Connection other;
+        X11Keyboard keyboard(other);
+        ASSERT_TRUE(other.succeeds(xcb_grab_key_checked(
+            other, 0, other.root(), *keyboard.modifierMask(shortcut.required) | XCB_MOD_MASK_LOCK,
+            devices.key(symbolSpace), XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC)));
+
+        EXPECT_FALSE(makeTap({shortcut}, TapDecision::swallow, seen).port);
+
+        devices.type({symbolControl, symbolSuper, symbolSpace});
+        EXPECT_THAT(program.received(), Contains("key " + std::to_string(devices.key(symbolSpace))));
+    }
+    EXPECT_TRUE(eventually([&] { return makeTap({shortcut}, TapDecision::swallow, seen).port != nullptr; }));
+}
+
+TEST_F(X11KeysTest, aShortcutIsFreeAgainOnceItsTapIsGone)
+{
+    makeTap({shortcut}, TapDecision::swallow, seen);
+
+    devices.type({symbolControl, symbolSuper, symbolSpace});
+    settle();
+
+    EXPECT_THAT(seen, IsEmpty());
+    EXPECT_THAT(program.received(), Contains("key " + std::to_string(devices.key(symbolSpace))));
+}
+
+TEST_F(X11KeysTest, aTapForEveryKeyTakesThemFromTheProgramInUseWithoutItsNoticing)
+{
+    showPanel();
+    Tap tap = makeTap({}, TapDecision::swallow, seen);
+
+    devices.type({'a'});
+    devices.type({symbolShift, 'b'});
+    ASSERT_TRUE(handleEventsUntil([&] { return seen.size() == 2; }));
+
+    EXPECT_EQ(seen[0].characters, "a");
+    EXPECT_EQ(seen[1].characters, "B");
+    EXPECT_EQ(seen[1].flags, eventFlag::shift);
+    EXPECT_TRUE(handleEventsUntil([&] { return QGuiApplication::focusWindow() == &panel; }));
+    EXPECT_THAT(panel.texts, IsEmpty());
+    EXPECT_THAT(program.received(), IsEmpty());
+    EXPECT_TRUE(program.hasFocus());
+
+    tap = {};
+    hidePanel();
+    devices.type({'c'});
+
+    EXPECT_THAT(program.received(), ElementsAre("key " + std::to_string(devices.key('c'))));
+    EXPECT_TRUE(handleEventsUntil([&] { return QGuiApplication::focusWindow() == nullptr; }));
+    EXPECT_EQ(seen.size(), 2U);
+}
+
+TEST_F(X11KeysTest, whatTheTapPassesGoesToTheShortcutAndThenToThePanel)
+{
+    std::vector<KeyEvent> seenByShortcut;
+    const Tap shortcutTap = makeTap({shortcut}, TapDecision::swallow, seenByShortcut);
+    showPanel();
+    const Tap tap = makeTap({}, TapDecision::pass, seen);
+
+    devices.type({symbolControl, symbolSuper, symbolSpace});
+    devices.type({'a'});
+
+    EXPECT_TRUE(handleEventsUntil([&] { return panel.texts.size() == 1; }));
+    EXPECT_EQ(seen.size(), 2U);
+    EXPECT_EQ(seenByShortcut.size(), 1U);
+    EXPECT_THAT(panel.texts, ElementsAre("a"));
+    EXPECT_THAT(program.received(), Not(Contains("key " + std::to_string(devices.key('a')))));
+}
+
+TEST_F(X11KeysTest, theKeyboardIsTakenAsSoonAsAnotherProgramLetsGoOfIt)
+{
+    X11Connection menu;
+    const auto grab = menu.answer(
+        xcb_grab_keyboard_reply,
+        xcb_grab_keyboard(menu, 0, menu.root(), XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+    ASSERT_TRUE(grab && grab->status == XCB_GRAB_STATUS_SUCCESS);
+    showPanel();
+    const Tap tap = makeTap({}, TapDecision::swallow, seen);
+
+    xcb_ungrab_keyboard(menu, XCB_CURRENT_TIME);
+    menu.roundTrip();
+
+    EXPECT_TRUE(handleEventsUntil([&] { return QGuiApplication::focusWindow() == &panel; }));
+    devices.type({'a'});
+    EXPECT_TRUE(handleEventsUntil([&] { return seen.size() == 1; }));
+}
+
+TEST_F(X11KeysTest, withoutATapThePanelCanHaveTheFocusAndGivesItBack)
+{
+    const auto local = platform.eventMonitors().addLocalKeyDownMonitor([&](const KeyEvent& event) {
+        seen.push_back(event);
+        return MonitorDecision::consume;
+    });
+    std::vector<KeyEvent> seenElsewhere;
+    const auto global = platform.eventMonitors().addGlobalKeyDownMonitor(
+        [&](const KeyEvent& event) { seenElsewhere.push_back(event); });
+    showPanel();
+    platform.panelHost().makePanelKey(panel.identifier());
+
+    devices.type({'a'});
+
+    EXPECT_TRUE(handleEventsUntil([&] { return seen.size() == 1; }));
+    hidePanel();
+    EXPECT_TRUE(program.hasFocus());
+    EXPECT_THAT(panel.texts, IsEmpty());
+    EXPECT_THAT(seenElsewhere, IsEmpty());
+}
+
+TEST_F(X11KeysTest, theGlobalMonitorSeesKeysOfOtherProgramsAndTakesNone)
+{
+    const auto global = platform.eventMonitors().addGlobalKeyDownMonitor(
+        [&](const KeyEvent& event) { seen.push_back(event); });
+
+    devices.type({symbolShift, 'a'});
+
+    EXPECT_TRUE(handleEventsUntil([&] { return seen.size() == 1; }));
+    EXPECT_EQ(seen[0].keyCode, 0);
+    EXPECT_EQ(seen[0].flags, eventFlag::shift);
+    EXPECT_EQ(seen[0].characters, "A");
+    EXPECT_THAT(program.received(), Contains("key " + std::to_string(devices.key('a'))));
+}
+
+TEST_F(X11KeysTest, theGlobalMonitorTellsOfClicksOutsideOwnWindows)
+{
+    panel.show();
+    ASSERT_TRUE(handleEventsUntil([&] { return panel.isExposed(); }));
+    int count = 0;
+    auto registration = platform.eventMonitors().addGlobalMouseDownMonitor([&] { ++count; });
+
+    devices.click(410, 310, 1);
+    devices.click(10, 10, 2);
+    settle();
+    EXPECT_EQ(count, 0);
+
+    devices.click(10, 10, 1);
+    EXPECT_TRUE(handleEventsUntil([&] { return count == 1; }));
+    devices.click(10, 10, 3);
+    EXPECT_TRUE(handleEventsUntil([&] { return count == 2; }));
+
+    registration.reset();
+    devices.click(10, 10, 1);
+    settle();
+    EXPECT_EQ(count, 2);
+}
+
+TEST_F(X11KeysTest, aPasteIsPressedWithItsOwnModifiersAlone)
+{
+    devices.press(symbolShift);
+    program.received();
+    const auto source = platform.eventPoster().makeSource();
+    ASSERT_TRUE(source);
+    const auto down = source->makeKeyboardEvent(keyCode::v, KeyDirection::down);
+    const auto up = source->makeKeyboardEvent(keyCode::v, KeyDirection::up);
+    ASSERT_TRUE(down && up);
+
+    down->setFlags(eventFlag::command);
+    down->post();
+    X11Connection observer;
+    X11Keyboard keyboard(observer);
+    const auto whileDown = keyboard.pressedKeys();
+    up->setFlags(eventFlag::command);
+    up->post();
+
+    EXPECT_TRUE(whileDown.test(devices.key(symbolControl)));
+    EXPECT_TRUE(whileDown.test(devices.key('v')));
+    EXPECT_FALSE(whileDown.test(devices.key(symbolShift)));
+    EXPECT_TRUE(keyboard.pressedKeys().none());
+    EXPECT_THAT(program.received(),
+                ElementsAre("key " + std::to_string(devices.key(symbolControl)),
+                            "key " + std::to_string(devices.key('v'))));
+}
+
+TEST_F(X11KeysTest, nothingStaysPressedWhenAPasteIsAbandoned)
+{
+    X11Connection observer;
+    const X11Keyboard keyboard(observer);
+    {
+        const auto source = platform.eventPoster().makeSource();
+        const auto down = source->makeKeyboardEvent(keyCode::v, KeyDirection::down);
+        down->setFlags(eventFlag::command);
+        down->post();
+        ASSERT_TRUE(keyboard.pressedKeys().any());
+    }
+
+    EXPECT_TRUE(keyboard.pressedKeys().none());
+}
+
+TEST_F(X11KeysTest, thePasteTargetGetsWhatTheClipboardHeldAtTheChord)
+{
+    // The window with the focus and the one that asks for the clipboard belong to one client, as in any
+    // program.
+    Requestor target;
+    X11Connection setter;
+    xcb_map_window(setter, target.window());
+    xcb_set_input_focus(setter, XCB_INPUT_FOCUS_PARENT, target.window(), XCB_CURRENT_TIME);
+    setter.roundTrip();
+    Pasteboard& pasteboard = platform.pasteboard();
+    pasteboard.clearContents();
+    pasteboard.setString("😀", pasteboardType::string);
+
+    const auto source = platform.eventPoster().makeSource();
+    const auto down = source->makeKeyboardEvent(keyCode::v, KeyDirection::down);
+    down->setFlags(eventFlag::command);
+    down->post();
+    pasteboard.clearContents();
+    pasteboard.setString("the user's text", pasteboardType::string);
+
+    Requestor another;
+    EXPECT_EQ(another.request("CLIPBOARD", "UTF8_STRING")->bytes, "the user's text");
+    EXPECT_EQ(target.request("CLIPBOARD", "UTF8_STRING")->bytes, "😀");
+}
+
+} // namespace
+} // namespace glimmerwick::contract

@@ -1,0 +1,388 @@
+"""A private X11 desktop: a virtual screen, a session bus, a window manager, and what a user does in it.
+
+Everything waits for a condition with a deadline; nothing waits for time to pass. Programs are ended by the
+process that was started, in the opposite order.
+"""
+
+import contextlib
+import os
+import pathlib
+import subprocess
+import time
+
+import Xlib.display
+import Xlib.error
+import Xlib.X
+import Xlib.Xatom
+
+DEADLINE = 20.0
+POLL = 0.02
+PANEL_CLASS = "com.glimmerwick.Glimmerwick"
+PANEL_SIZE = (320, 400)
+# The parts of the panel above and below the grid: the search field, whose caret blinks, and the tab bar.
+PANEL_HEAD, PANEL_FOOT = 52, 36
+
+
+class DesktopError(Exception):
+    """Something that should have happened in the desktop did not."""
+
+
+def wait_until(condition, what, deadline=DEADLINE):
+    """Polls until the condition gives something true and returns that; raises with `what` at the deadline."""
+    end = time.monotonic() + deadline
+    while True:
+        result = condition()
+        if result:
+            return result
+        if time.monotonic() > end:
+            raise DesktopError(f"waited {deadline:g} s in vain: {what}")
+        time.sleep(POLL)
+
+
+def wait_until_stable(observe, what, span=0.3, deadline=DEADLINE):
+    """Polls until `observe` has given the same true value for `span` seconds, and returns it."""
+    end = time.monotonic() + deadline
+    value, since = observe(), time.monotonic()
+    while not value or time.monotonic() - since < span:
+        if time.monotonic() > end:
+            raise DesktopError(f"waited {deadline:g} s in vain: {what}")
+        time.sleep(POLL)
+        latest = observe()
+        if latest != value:
+            value, since = latest, time.monotonic()
+    return value
+
+
+def shows_emoji(picture):
+    """Whether a picture of four bytes a pixel is as colourful as emoji are; an empty grid is not."""
+    return len(set(memoryview(picture).cast("I"))) > 64
+
+
+class Program:
+    """A program that runs in the desktop, with its output in a file."""
+
+    def __init__(self, name, process, output):
+        self.name = name
+        self.process = process
+        self.output = output
+
+    def text(self):
+        return self.output.read_text(encoding="utf-8", errors="replace")
+
+    def lines(self):
+        return self.text().splitlines()
+
+    def is_running(self):
+        return self.process.poll() is None
+
+    def stop(self):
+        if self.is_running():
+            self.process.terminate()
+            try:
+                self.process.wait(timeout=5)
+            except subprocess.TimeoutExpired:
+                self.process.kill()
+        self.process.wait()
+
+
+class Window:
+    """A window by its identifier, asked anew each time."""
+
+    def __init__(self, desktop, identifier):
+        self.identifier = identifier
+        self._resource = desktop.display.create_resource_object("window", identifier)
+        self._desktop = desktop
+
+    def __eq__(self, other):
+        return isinstance(other, Window) and other.identifier == self.identifier
+
+    def __hash__(self):
+        return hash(self.identifier)
+
+    def is_visible(self):
+        try:
+            return self._resource.get_attributes().map_state == Xlib.X.IsViewable
+        except (Xlib.error.BadWindow, Xlib.error.BadDrawable):
+            return False
+
+    def is_override_redirect(self):
+        try:
+            return bool(self._resource.get_attributes().override_redirect)
+        except (Xlib.error.BadWindow, Xlib.error.BadDrawable):
+            return False
+
+    def geometry(self):
+        """x, y, width, height on the screen."""
+        geometry = self._resource.get_geometry()
+        origin = self._desktop.root.translate_coords(self._resource, 0, 0)
+        return origin.x, origin.y, geometry.width, geometry.height
+
+
+class Desktop(contextlib.AbstractContextManager):
+    """Starts everything on entering and ends it on leaving. Files go into `folder`."""
+
+    def __init__(self, folder, compositor=False, on_step=lambda name: None):
+        self.folder = pathlib.Path(folder)
+        self._wants_compositor = compositor
+        self._on_step = on_step
+        self._cleanup = contextlib.ExitStack()
+        self.programs = []
+        self.environment = {}
+        self.display = None
+        self.root = None
+
+    def __enter__(self):
+        with contextlib.ExitStack() as guard:
+            guard.push(self)
+            self._on_step("starting the virtual display")
+            self._prepare_environment()
+            self._start_screen()
+            self._on_step("starting the session bus")
+            self._start_bus()
+            self._on_step("starting the window manager")
+            self._start_window_manager()
+            guard.pop_all()
+        return self
+
+    def __exit__(self, *exception):
+        self._cleanup.close()
+        return False
+
+    # Programs
+
+    def run(self, name, *command, descriptors=()):
+        """Starts a program that lives until the desktop ends."""
+        output = self.folder / f"{name}.log"
+        with output.open("wb") as file:
+            process = subprocess.Popen(
+                [str(part) for part in command], pass_fds=descriptors, cwd=self.folder,
+                stdin=subprocess.DEVNULL, stdout=file, stderr=subprocess.STDOUT, env=self.environment)
+        program = Program(name, process, output)
+        self.programs.append(program)
+        self._cleanup.callback(program.stop)
+        return program
+
+    def call(self, *command, text=None, timeout=DEADLINE):
+        """Runs a short command in the desktop and returns its output; raises when it fails."""
+        result = subprocess.run([str(part) for part in command], input=text, capture_output=True, check=False,
+                                encoding="utf-8", env=self.environment, timeout=timeout, cwd=self.folder)
+        if result.returncode != 0:
+            raise DesktopError(f"{command[0]} failed ({result.returncode}): {result.stderr.strip()}")
+        return result.stdout
+
+    # What a user does
+
+    def press(self, chord):
+        """Presses and releases a chord, as xdotool writes it: "ctrl+super+space"."""
+        self.call("xdotool", "key", chord)
+
+    def press_at_once(self, *keys):
+        """Presses keys one after the other, faster than anybody types."""
+        self.call("xdotool", "key", "--delay", "0", *keys)
+
+    def type(self, text):
+        self.call("xdotool", "type", "--delay", "15", text)
+
+    def click(self):
+        self.call("xdotool", "click", "1")
+
+    def move_pointer(self, x, y):
+        self.call("xdotool", "mousemove", x, y)
+
+    def copy(self, text):
+        """Puts a text on the clipboard from a program of its own."""
+        source = self.folder / "copied.txt"
+        source.write_text(text, encoding="utf-8")
+        self.run("xclip", "xclip", "-quiet", "-selection", "clipboard", "-in", source)
+        wait_until(lambda: self.clipboard() == text, "the clipboard holds the copied text")
+
+    def clipboard(self):
+        """The clipboard's plain text, or None when there is none."""
+        try:
+            return self.call("xclip", "-selection", "clipboard", "-target", "UTF8_STRING", "-out", timeout=5)
+        except (DesktopError, subprocess.TimeoutExpired):
+            return None
+
+    # What a user sees
+
+    def active_window(self):
+        """The window that the window manager calls active, or None."""
+        found = self._property(self.root, "_NET_ACTIVE_WINDOW")
+        return Window(self, found[0]) if found is not None and found[0] != 0 else None
+
+    def visible_windows(self, wm_class):
+        """The visible windows with this class or instance, outermost first."""
+        found = []
+        pending = [self.root]
+        while pending:
+            window = pending.pop(0)
+            with contextlib.suppress(Xlib.error.BadWindow, Xlib.error.BadDrawable):
+                candidate = Window(self, window.id)
+                if wm_class in (window.get_wm_class() or ()) and candidate.is_visible():
+                    found.append(candidate)
+                pending.extend(window.query_tree().children)
+        return found
+
+    def panel(self):
+        """The picker's panel while it is visible, or None."""
+        for window in self.visible_windows(PANEL_CLASS):
+            with contextlib.suppress(Xlib.error.BadWindow, Xlib.error.BadDrawable):
+                if window.is_override_redirect() and window.geometry()[2:] == PANEL_SIZE:
+                    return window
+        return None
+
+    def picture_of_grid(self):
+        """The pixels of the picker's grid as they are on the screen, or None while the picker is hidden."""
+        panel = self.panel()
+        if panel is None:
+            return None
+        try:
+            x, y, width, height = panel.geometry()
+            image = self.root.get_image(x, y + PANEL_HEAD, width, height - PANEL_HEAD - PANEL_FOOT,
+                                        Xlib.X.ZPixmap, 0xFFFFFFFF)
+        except (Xlib.error.BadWindow, Xlib.error.BadDrawable, Xlib.error.BadMatch):
+            return None
+        return bytes(image.data)
+
+    def keys_are_up(self):
+        return not any(self.display.query_keymap())
+
+    def save_screenshot(self, path):
+        self.call("import", "-window", "root", path)
+
+    # Waiting
+
+    def wait_for_panel(self):
+        return wait_until(self.panel, "the picker's panel is visible")
+
+    def wait_for_no_panel(self):
+        wait_until(lambda: self.panel() is None, "the picker's panel is hidden")
+
+    def wait_for_settled_grid(self, other_than=None):
+        """Waits until the grid shows emoji, others than in a picture, and is still; returns its picture."""
+        def observe():
+            picture = self.picture_of_grid()
+            return picture if picture and picture != other_than and shows_emoji(picture) else None
+        return wait_until_stable(observe, "the grid shows emoji and is still")
+
+    def wait_until_active(self, wm_class):
+        """Waits until a window with this class is visible and active; returns it."""
+        def active():
+            window = self.active_window()
+            return window if window in self.visible_windows(wm_class) else None
+        return wait_until(active, f"the window of {wm_class} is visible and active")
+
+    # Setting up
+
+    def _prepare_environment(self):
+        home = self.folder / "home"
+        runtime = self.folder / "runtime"
+        home.mkdir(parents=True, exist_ok=True)
+        runtime.mkdir(mode=0o700, exist_ok=True)
+        inherited = {name: value for name, value in os.environ.items()
+                     if name == "PATH" or name.endswith("SAN_OPTIONS")}
+        self.environment = {
+            **inherited,
+            "HOME": str(home),
+            "XDG_RUNTIME_DIR": str(runtime),
+            "XDG_CONFIG_HOME": str(home / ".config"),
+            "XDG_CACHE_HOME": str(home / ".cache"),
+            "XDG_DATA_HOME": str(home / ".local" / "share"),
+            "LANG": "C.UTF-8",
+            # Settings of the programs around the picker stay in memory, and no helper services are started.
+            "GSETTINGS_BACKEND": "memory",
+            "GIO_USE_VFS": "local",
+            "GTK_USE_PORTAL": "0",
+            "NO_AT_BRIDGE": "1",
+        }
+
+    def _start_screen(self):
+        with self._reported_line("the virtual display's number") as (descriptor, read):
+            self.run("xvfb", "Xvfb", "-displayfd", descriptor, "-screen", "0", "1280x800x24", "-noreset",
+                     "-nolisten", "tcp", descriptors=(descriptor,))
+            number = read()
+        self.environment["DISPLAY"] = f":{number}"
+        self.display = Xlib.display.Display(f":{number}")
+        self._cleanup.callback(self.display.close)
+        self.root = self.display.screen().root
+
+    def _start_bus(self):
+        with self._reported_line("the session bus's address") as (descriptor, read):
+            self.run("dbus-daemon", "dbus-daemon", "--session", "--nofork", "--nopidfile",
+                     f"--print-address={descriptor}", descriptors=(descriptor,))
+            self.environment["DBUS_SESSION_BUS_ADDRESS"] = read()
+
+    def _start_window_manager(self):
+        if self._wants_compositor:
+            self.run("picom", "picom", "--config", "/dev/null", "--backend", "xrender")
+            selection = self.display.get_atom("_NET_WM_CM_S0")
+            wait_until(lambda: self.display.get_selection_owner(selection) != Xlib.X.NONE,
+                       "the compositor runs")
+        self.run("openbox", "openbox", "--sm-disable")
+        wait_until(lambda: self._property(self.root, "_NET_SUPPORTING_WM_CHECK"),
+                   "the window manager is ready")
+
+    @contextlib.contextmanager
+    def _reported_line(self, what):
+        """A descriptor for a program to report one line on, and the function that waits for that line."""
+        reading, writing = os.pipe()
+        received = bytearray()
+
+        def read():
+            os.close(writing)
+            os.set_blocking(reading, False)
+
+            def complete():
+                with contextlib.suppress(BlockingIOError):
+                    received.extend(os.read(reading, 4096))
+                return received.endswith(b"\n")
+            wait_until(complete, what)
+            return received.decode().strip()
+        try:
+            yield writing, read
+        finally:
+            os.close(reading)
+
+    def _property(self, window, name):
+        found = window.get_full_property(self.display.get_atom(name), Xlib.X.AnyPropertyType)
+        return found.value if found and len(found.value) > 0 else None
+
+
+class Picker:
+    """The product, started in a desktop."""
+
+    SHORTCUT = "ctrl+super+space"
+
+    def __init__(self, desktop, binary, *flags):
+        self.desktop = desktop
+        self.program = desktop.run("glimmerwick", pathlib.Path(binary).resolve(), *flags)
+
+    def wait_for_line(self, start, deadline=DEADLINE):
+        """Waits for a log line that starts so, and returns it."""
+        return self.wait_for_lines(start, 1, deadline)[0]
+
+    def wait_for_lines(self, start, count, deadline=DEADLINE):
+        """Waits for so many log lines that start so, and returns them."""
+        def find():
+            lines = [line for line in self.program.lines() if line.startswith(start)]
+            if len(lines) >= count:
+                return lines
+            if not self.program.is_running():
+                raise DesktopError(f"the picker ended with status {self.program.process.returncode}")
+            return None
+        return wait_until(find, f'the picker logs "{start}" ({count})', deadline)
+
+    def wait_until_ready(self, deadline=DEADLINE):
+        self.wait_for_line("[Glimmerwick] Manifest loaded successfully", deadline)
+        self.wait_for_line("[SearchManager] Index built: ", deadline)
+
+    def open(self):
+        """Presses the shortcut; returns the panel and the picture of the grid in browsing mode."""
+        self.desktop.press(self.SHORTCUT)
+        panel = self.desktop.wait_for_panel()
+        return panel, self.desktop.wait_for_settled_grid()
+
+    def search(self, query, browsing):
+        """Types a query and waits until its results are on the screen."""
+        self.desktop.type(query)
+        return self.desktop.wait_for_settled_grid(other_than=browsing)
