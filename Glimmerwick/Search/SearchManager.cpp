@@ -19,7 +19,7 @@ namespace {
 // Two decimals after a point in every locale.
 std::string inMilliseconds(std::chrono::duration<double, std::milli> duration)
 {
-    std::array<char, 64> text;
+    std::array<char, 64> text{};
     const auto end =
         std::to_chars(text.data(), text.data() + text.size(), duration.count(), std::chars_format::fixed, 2);
     return std::string(text.data(), end.ptr) + "ms";
@@ -47,8 +47,8 @@ struct SearchManager::Catalogue {
     /// Called once.
     void publish(std::unique_ptr<const SearchIndex> built)
     {
-        owner = std::move(built);
-        index.store(owner.get(), std::memory_order_release);
+        m_owner = std::move(built);
+        index.store(m_owner.get(), std::memory_order_release);
     }
 
     const std::shared_ptr<const SearchIndex::Emojis> allEmojis;
@@ -66,7 +66,7 @@ private:
         return emojis;
     }
 
-    std::unique_ptr<const SearchIndex> owner;
+    std::unique_ptr<const SearchIndex> m_owner;
 };
 
 SearchManager::SearchManager(Manifest manifest, int debounceDelayMs, const Platform& platform)

@@ -442,11 +442,7 @@ void EmojiGridViewController::startPrefetch(const std::string& codepoint)
 {
     PrefetchTask& task = m_activePrefetchTasks[codepoint];
     task = m_emojiDataManager.downloadImageIfNeeded(codepoint);
-    // Erasing the entry destroys the task, and with it this function: the codepoint must be a copy.
-    task.start([this, codepoint](const auto&) {
-        const std::string finished = codepoint;
-        m_activePrefetchTasks.erase(finished);
-    });
+    task.start([this, codepoint](const auto&) { m_activePrefetchTasks.erase(codepoint); });
 }
 
 void EmojiGridViewController::cancelPrefetching(const std::vector<IndexPath>& paths)

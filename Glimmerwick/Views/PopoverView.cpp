@@ -90,9 +90,10 @@ void PopoverView::close()
 bool PopoverView::eventFilter(QObject* watched, QEvent* event)
 {
     const bool isPointing = event->type() == QEvent::MouseButtonPress || event->type() == QEvent::Wheel;
-    if (isPointing && isOutside(qobject_cast<QWidget*>(watched), *static_cast<QSinglePointEvent*>(event))) {
-        close();
-    } else if (event->type() == QEvent::Hide && watched == m_anchor) {
+    const bool isPointingOutside =
+        isPointing && isOutside(qobject_cast<QWidget*>(watched), *static_cast<QSinglePointEvent*>(event));
+    const bool losesAnchor = event->type() == QEvent::Hide && watched == m_anchor;
+    if (isPointingOutside || losesAnchor) {
         close();
     }
     return false;

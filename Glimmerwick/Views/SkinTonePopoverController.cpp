@@ -94,10 +94,8 @@ bool SkinTonePopoverController::handleKey(std::int64_t code)
 
 void SkinTonePopoverController::didSelect(SkinToneSelectorView&, SkinTone tone, const Emoji& emoji)
 {
-    // What the owner does may close the popover and so end the selector that this emoji belongs to.
-    const Emoji chosen = emoji;
     if (onSkinToneSelected) {
-        onSkinToneSelected(tone, chosen);
+        onSkinToneSelected(tone, emoji);
     }
     dismiss();
 }

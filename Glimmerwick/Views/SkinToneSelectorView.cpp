@@ -66,7 +66,8 @@ void SkinToneSelectorView::skinToneButtonClicked(SkinToneButton& button)
     m_preferences.setPreferredSkinTone(tone);
     markPreferred(tone);
     if (m_delegate) {
-        m_delegate->didSelect(*this, tone, *m_emoji);
+        // A copy: what the delegate does may end this view.
+        m_delegate->didSelect(*this, tone, Emoji(*m_emoji));
     }
 }
 

@@ -13,15 +13,16 @@
 
 namespace glimmerwick::contract {
 
-/// A server that misbehaves as a test tells it to: it takes one connection and hands it to the behaviour, on a
-/// thread of its own. Without a behaviour connections are accepted by the system and never answered.
+/// A server that misbehaves as a test tells it to: it takes one connection and hands it to the behaviour, on
+/// a thread of its own. Without a behaviour connections are accepted by the system and never answered.
 class LoopbackServer {
 public:
     /// Sends bytes; false when the other side has gone.
     using Send = std::function<bool(std::string_view)>;
     using Behaviour = std::function<void(const Send&)>;
 
-    explicit LoopbackServer(Behaviour behaviour = nullptr) : m_socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    explicit LoopbackServer(Behaviour behaviour = nullptr)
+        : m_socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
     {
         sockaddr_in address{};
         address.sin_family = AF_INET;

@@ -21,15 +21,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <optional>
-#include <ranges>
 #include <string>
 #include <vector>
 
 namespace glimmerwick::contract {
 namespace {
 
+using ::testing::AnyOf;
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -56,9 +57,7 @@ public:
         for (const xcb_keysym_t symbol : chord) {
             press(symbol);
         }
-        for (const xcb_keysym_t symbol : std::views::reverse(chord)) {
-            release(symbol);
-        }
+        std::for_each(chord.rbegin(), chord.rend(), [this](xcb_keysym_t symbol) { release(symbol); });
     }
 
     void click(std::int16_t x, std::int16_t y, std::uint8_t button)
@@ -142,7 +141,13 @@ public:
     std::vector<std::string> texts;
 
 protected:
-    void keyPressEvent(QKeyEvent* event) override { texts.push_back(event->text().toStdString()); }
+    void keyPressEvent(QKeyEvent* event) override
+    {
+        // Modifier keys come as well, and have none.
+        if (!event->text().isEmpty()) {
+            texts.push_back(event->text().toStdString());
+        }
+    }
 };
 
 class X11KeysTest : public ::testing::Test {
@@ -169,11 +174,11 @@ protected:
         std::unique_ptr<EventTapPort> port;
         std::unique_ptr<RunLoopSource> source;
     };
-    Tap makeTap(EventTap::Options options, TapDecision decision, std::vector<KeyEvent>& seen)
+    Tap makeTap(EventTap::Options options, TapDecision decision, std::vector<KeyEvent>& record)
     {
         Tap tap;
-        tap.port = platform.eventTap().create(options, [&seen, decision](const KeyEvent& event) {
-            seen.push_back(event);
+        tap.port = platform.eventTap().create(options, [&record, decision](const KeyEvent& event) {
+            record.push_back(event);
             return decision;
         });
         if (tap.port) {
@@ -288,11 +293,14 @@ TEST_F(X11KeysTest, aTapForEveryKeyTakesThemFromTheProgramInUseWithoutItsNoticin
     EXPECT_EQ(seen[1].flags, eventFlag::shift);
     EXPECT_TRUE(handleEventsUntil([&] { return QGuiApplication::focusWindow() == &panel; }));
     EXPECT_THAT(panel.texts, IsEmpty());
-    EXPECT_THAT(program.received(), IsEmpty());
+    // The server tells of a grab on the window that has the focus as a loss and a gain at once, which the
+    // toolkits pass over.
+    EXPECT_THAT(program.received(), AnyOf(IsEmpty(), ElementsAre("focus out", "focus in")));
     EXPECT_TRUE(program.hasFocus());
 
     tap = {};
     hidePanel();
+    program.received();
     devices.type({'c'});
 
     EXPECT_THAT(program.received(), ElementsAre("key " + std::to_string(devices.key('c'))));
@@ -361,9 +369,12 @@ TEST_F(X11KeysTest, theGlobalMonitorSeesKeysOfOtherProgramsAndTakesNone)
     const auto global = platform.eventMonitors().addGlobalKeyDownMonitor(
         [&](const KeyEvent& event) { seen.push_back(event); });
 
-    devices.type({symbolShift, 'a'});
-
+    devices.press(symbolShift);
+    devices.press('a');
     EXPECT_TRUE(handleEventsUntil([&] { return seen.size() == 1; }));
+    devices.release('a');
+    devices.release(symbolShift);
+
     EXPECT_EQ(seen[0].keyCode, 0);
     EXPECT_EQ(seen[0].flags, eventFlag::shift);
     EXPECT_EQ(seen[0].characters, "A");
@@ -378,6 +389,7 @@ TEST_F(X11KeysTest, theGlobalMonitorTellsOfClicksOutsideOwnWindows)
     auto registration = platform.eventMonitors().addGlobalMouseDownMonitor([&] { ++count; });
 
     devices.click(410, 310, 1);
+    settle();
     devices.click(10, 10, 2);
     settle();
     EXPECT_EQ(count, 0);

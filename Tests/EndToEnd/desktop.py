@@ -7,6 +7,7 @@ process that was started, in the opposite order.
 import contextlib
 import os
 import pathlib
+import shlex
 import subprocess
 import time
 
@@ -176,6 +177,15 @@ class Desktop(contextlib.AbstractContextManager):
         """Presses and releases a chord, as xdotool writes it: "ctrl+super+space"."""
         self.call("xdotool", "key", chord)
 
+    @contextlib.contextmanager
+    def held(self, key):
+        """Holds a key down meanwhile."""
+        self.call("xdotool", "keydown", key)
+        try:
+            yield
+        finally:
+            self.call("xdotool", "keyup", key)
+
     def press_at_once(self, *keys):
         """Presses keys one after the other, faster than anybody types."""
         self.call("xdotool", "key", "--delay", "0", *keys)
@@ -318,8 +328,11 @@ class Desktop(contextlib.AbstractContextManager):
             selection = self.display.get_atom("_NET_WM_CM_S0")
             wait_until(lambda: self.display.get_selection_owner(selection) != Xlib.X.NONE,
                        "the compositor runs")
-        self.run("openbox", "openbox", "--sm-disable")
-        wait_until(lambda: self._property(self.root, "_NET_SUPPORTING_WM_CHECK"),
+        # The window manager announces itself before it takes care of windows, and would never see one that is
+        # mapped in between. The command that it runs once it has started tells when it does.
+        started = self.folder / "openbox-started"
+        self.run("openbox", "openbox", "--sm-disable", "--startup", f"touch {shlex.quote(str(started))}")
+        wait_until(lambda: started.exists() and self._property(self.root, "_NET_SUPPORTING_WM_CHECK"),
                    "the window manager is ready")
 
     @contextlib.contextmanager

@@ -5,7 +5,7 @@ application, with the clipboard as it was and the application never deactivated.
 usage: main_job_test.py --picker BINARY --qt-target BINARY --target gtk|qt --compositor yes|no
 """
 
-from desktop import Picker
+from desktop import PANEL_HEAD, Picker, wait_until
 from testcase import EndToEndTest, argument, main
 
 TARGET = argument("target")
@@ -91,6 +91,24 @@ class MainJobTest(EndToEndTest):
 
         self.target.wait_for_text("👍🏽🚀")
 
+    def test_tone_chosen_from_the_keyboard_is_typed_and_kept(self):
+        picker = self.start_picker()
+        _, browsing = picker.open()
+        results = picker.search("thumbs up", browsing)
+
+        self.desktop.press("Down")
+        selected = self.desktop.wait_for_settled_grid(other_than=results)
+        self.desktop.press("alt+Return")
+        self.desktop.wait_for_settled_grid(other_than=selected)
+        self.desktop.press("Right")
+        self.desktop.press("Right")
+        self.desktop.press("Return")
+        self.target.wait_for_text("👍🏼")
+        self.desktop.wait_for_no_panel()
+        self.pick(picker, "waving hand")
+
+        self.target.wait_for_text("👍🏼👋🏼")
+
     def test_return_right_behind_the_query_picks_its_result(self):
         picker = self.start_picker()
         typed = ""
@@ -110,6 +128,33 @@ class MainJobTest(EndToEndTest):
         self.desktop.press("Return")
 
         self.target.wait_for_text("😀")
+
+    def point_at_first_emoji(self, panel):
+        """The middle of the first cell: below the search field and the section's title, behind the margin."""
+        x, y, _, _ = panel.geometry()
+        self.desktop.move_pointer(x + 8 + 20, y + PANEL_HEAD + 28 + 8 + 20)
+
+    def test_click_on_an_emoji_types_it(self):
+        picker = self.start_picker()
+        panel, _ = picker.open()
+
+        self.point_at_first_emoji(panel)
+        self.desktop.click()
+
+        self.target.wait_for_text("😀")
+        self.desktop.wait_for_no_panel()
+
+    def test_click_with_alt_held_copies_instead(self):
+        picker = self.start_picker()
+        panel, _ = picker.open()
+
+        self.point_at_first_emoji(panel)
+        with self.desktop.held("alt"):
+            self.desktop.click()
+
+        self.desktop.wait_for_no_panel()
+        wait_until(lambda: self.desktop.clipboard() == "😀", "the clipboard holds the emoji")
+        self.assertEqual(self.target.text(), "")
 
     def test_escape_and_the_shortcut_close_without_typing(self):
         picker = self.start_picker()

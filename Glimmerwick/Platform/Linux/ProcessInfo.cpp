@@ -63,7 +63,8 @@ path resourcesDirectory(const BuildConstants& build, const ProcessSurroundings& 
 {
     const path chosen = variable(surroundings, "GLIMMERWICK_RESOURCES");
     if (!chosen.empty()) {
-        return std::filesystem::absolute(chosen).lexically_normal();
+        std::error_code error;
+        return std::filesystem::absolute(chosen, error).lexically_normal();
     }
     const path& executable = surroundings.executable;
     if (!executable.empty()) {

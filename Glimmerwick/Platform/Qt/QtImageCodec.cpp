@@ -76,8 +76,8 @@ QFont fontFor(const QString& text, double pointSize, const std::optional<std::st
     if (consistsOfEmoji(text, emojiFont)) {
         return emojiFont;
     }
-    // The real family behind a generic name such as "Sans Serif", which no font carries: the emoji font, next in
-    // the list, would take even the letters and digits.
+    // The real family behind a generic name such as "Sans Serif", which no font carries: the emoji font, next
+    // in the list, would take even the letters and digits.
     systemFont.setFamilies({QFontInfo(systemFont).family(), emojiFont.family()});
     return systemFont;
 }

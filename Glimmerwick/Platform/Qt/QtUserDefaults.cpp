@@ -32,14 +32,14 @@ void report(const std::string& problem)
     std::fprintf(stderr, "glimmerwick: %s\n", problem.c_str());
 }
 
-QString toQString(const path& path)
+QString fileName(const path& path)
 {
     return QFile::decodeName(path.c_str());
 }
 
 std::unique_ptr<QSettings> open(const path& file)
 {
-    return std::make_unique<QSettings>(toQString(file), QSettings::IniFormat);
+    return std::make_unique<QSettings>(fileName(file), QSettings::IniFormat);
 }
 
 // A document holds no lone string or boolean in Qt 6.4, so the value travels inside a list of one.
@@ -61,12 +61,12 @@ QJsonValue decode(const QVariant& stored)
 
 QJsonValue read(const QSettings& settings, const std::string& key)
 {
-    return decode(settings.value(toQString(std::string_view(key))));
+    return decode(settings.value(toQString(key)));
 }
 
 void write(QSettings& settings, const std::string& key, const QJsonValue& value)
 {
-    settings.setValue(toQString(std::string_view(key)), encode(value));
+    settings.setValue(toQString(key), encode(value));
 }
 
 /// What a file of settings holds, and whether that is all that was ever put there.
@@ -88,7 +88,7 @@ bool isReadableFile(const path& file)
     std::error_code error;
     return std::filesystem::is_regular_file(file, error)
         && std::filesystem::file_size(file, error) <= largestFileSize
-        && QFile(toQString(file)).open(QIODevice::ReadOnly);
+        && QFile(fileName(file)).open(QIODevice::ReadOnly);
 }
 
 Contents readContents(const path& file)
@@ -98,7 +98,7 @@ Contents readContents(const path& file)
         contents.isDamaged = true;
         return contents;
     }
-    QFile bytes(toQString(file));
+    QFile bytes(fileName(file));
     contents.isDamaged = !bytes.open(QIODevice::ReadOnly) || hasStrayControls(bytes.readAll());
     const auto settings = open(file);
     for (const QString& key : settings->allKeys()) {
@@ -196,14 +196,14 @@ std::optional<bool> QtUserDefaults::boolean(const std::string& key)
 
 void QtUserDefaults::setString(const std::string& key, const std::string& value)
 {
-    write(*m_settings, key, toQString(std::string_view(value)));
+    write(*m_settings, key, toQString(value));
 }
 
 void QtUserDefaults::setStringArray(const std::string& key, const std::vector<std::string>& value)
 {
     QJsonArray list;
     for (const std::string& element : value) {
-        list.append(toQString(std::string_view(element)));
+        list.append(toQString(element));
     }
     write(*m_settings, key, list);
 }

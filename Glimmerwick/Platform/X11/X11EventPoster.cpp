@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <ranges>
 #include <utility>
 
 namespace glimmerwick {
@@ -233,9 +232,7 @@ void X11EventPoster::press(const KeySequence& keys)
 
 void X11EventPoster::release(const KeySequence& keys)
 {
-    for (const xcb_keycode_t key : std::views::reverse(keys)) {
-        fake(XCB_KEY_RELEASE, key);
-    }
+    std::for_each(keys.rbegin(), keys.rend(), [this](xcb_keycode_t key) { fake(XCB_KEY_RELEASE, key); });
     m_toolkit.roundTrip();
 }
 

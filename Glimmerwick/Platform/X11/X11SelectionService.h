@@ -69,7 +69,7 @@ private:
         std::optional<std::string> savedPrimary;
     };
     struct HeldRequest {
-        xcb_selection_request_event_t request;
+        xcb_selection_request_event_t request{};
         Time until;
     };
     struct Patience {

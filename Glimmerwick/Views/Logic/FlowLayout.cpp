@@ -62,9 +62,9 @@ std::optional<Rect> FlowLayout::itemFrame(IndexPath path) const
         return std::nullopt;
     }
     const auto column = static_cast<double>(path.item % m_columns);
-    const auto row = static_cast<double>(path.item / m_columns);
+    const std::size_t row = path.item / m_columns;
     return Rect{m_metrics.sectionInset + column * (m_metrics.itemSize.width + m_interitemSpacing),
-                firstRowTop(path.section) + row * lineHeight(), m_metrics.itemSize.width,
+                firstRowTop(path.section) + static_cast<double>(row) * lineHeight(), m_metrics.itemSize.width,
                 m_metrics.itemSize.height};
 }
 

@@ -98,8 +98,9 @@ TEST_F(GridSectionsTests, codepointsThatTheMapLacksAreNotCounted)
 {
     const std::string document = R"({"version": "1", "lastUpdated": "", "categories": [
         {"id": "a", "name": "A", "icon": "1f600", "emojis": ["1f600", "ffff0", "1f601"]}],
-        "emojis": {"1f600": {"char": "x", "name": "", "keywords": [], "category": "a", "skinTones": false},
-                   "1f601": {"char": "y", "name": "", "keywords": [], "category": "a", "skinTones": false}}})";
+        "emojis": {
+            "1f600": {"char": "x", "name": "", "keywords": [], "category": "a", "skinTones": false},
+            "1f601": {"char": "y", "name": "", "keywords": [], "category": "a", "skinTones": false}}})";
 
     sections.setManifest(Manifest::decode(document).value());
 
@@ -111,7 +112,8 @@ TEST_F(GridSectionsTests, aNewManifestReplacesTheCategories)
 {
     const std::string document = R"({"version": "2", "lastUpdated": "", "categories": [
         {"id": "people", "name": "Folk", "icon": "1f600", "emojis": ["1f600"]}],
-        "emojis": {"1f600": {"char": "x", "name": "", "keywords": [], "category": "a", "skinTones": false}}})";
+        "emojis": {
+            "1f600": {"char": "x", "name": "", "keywords": [], "category": "a", "skinTones": false}}})";
 
     sections.setManifest(Manifest::decode(document).value());
 
