@@ -110,8 +110,6 @@ void AppDelegate::setupPickerWindow()
     }
 
     m_searchBarView = new SearchBarView(m_platform, container);
-    m_categoryTabBar = new CategoryTabBar(m_platform, container);
-    m_categoryTabBar->setDelegate(this);
     m_emojiGridViewController = std::make_unique<EmojiGridViewController>(
         m_platform, EmojiDataManager::shared(), RecentEmojisManager::shared(), SkinTonePreferences::shared(),
         EmojiRenderer::shared(), SkinTonePopoverController::shared());
@@ -121,6 +119,8 @@ void AppDelegate::setupPickerWindow()
     const int height = container->height();
     QWidget* gridView = m_emojiGridViewController->view();
     gridView->setParent(container);
+    m_categoryTabBar = new CategoryTabBar(m_platform, container);
+    m_categoryTabBar->setDelegate(this);
     m_searchBarView->setGeometry(searchBarInset, searchBarInset, width - 2 * searchBarInset, searchBarHeight);
     gridView->setGeometry(0, searchBarBand, width, height - searchBarBand - tabBarHeight);
     m_categoryTabBar->setGeometry(0, height - tabBarHeight, width, tabBarHeight);

@@ -21,13 +21,17 @@
 #include <QApplication>
 
 #include <algorithm>
-#include <cstdio>
+#include <csignal>
 #include <cstdlib>
+#include <exception>
 #include <iostream>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace glimmerwick {
 
@@ -89,6 +93,20 @@ private:
     static constexpr const char* variable = "XDG_CURRENT_DESKTOP";
     QByteArray m_name;
 };
+
+/// Opens what the program was started without. The next file opened would else take the number of standard
+/// output, and the log, which holds texts of the clipboard, would be written into it: the connection to the
+/// display, most likely.
+bool holdStandardDescriptors()
+{
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        const bool isOpen = fcntl(descriptor, F_GETFD) != -1;
+        if (!isOpen && open("/dev/null", O_RDWR) != descriptor) {
+            return false;
+        }
+    }
+    return true;
+}
 
 void preferX11()
 {
@@ -174,10 +192,16 @@ int runApplication(int argc, char** argv)
     const Process process = makeProcess(argc, argv,
                                         {GLIMMERWICK_BUILD_DIRECTORY, GLIMMERWICK_SOURCE_RESOURCES,
                                          GLIMMERWICK_INSTALLED_RESOURCES, GLIMMERWICK_CONTENT_HOST});
+    if (!X11Platform::isDisplayReachable()) {
+        reportProblem(
+            "cannot reach an X11 display; is DISPLAY set? Other window systems are not supported yet");
+        return EXIT_FAILURE;
+    }
     ToolkitArguments toolkitArguments(argc, argv, process.bundleIdentifier);
     const auto application = makeApplication(toolkitArguments, process);
     if (!X11Platform::isAvailable()) {
-        reportProblem("this build needs an X11 display; other window systems are not supported yet");
+        reportProblem(
+            "QT_QPA_PLATFORM or -platform names another window system than xcb, the one supported so far");
         return EXIT_FAILURE;
     }
 
@@ -211,5 +235,14 @@ int main(int argc, char** argv)
         std::cout << "Glimmerwick " GLIMMERWICK_VERSION << std::endl;
         return EXIT_SUCCESS;
     }
-    return glimmerwick::runApplication(argc, argv);
+    if (!glimmerwick::holdStandardDescriptors()) {
+        return EXIT_FAILURE;
+    }
+    std::signal(SIGPIPE, SIG_IGN);
+    try {
+        return glimmerwick::runApplication(argc, argv);
+    } catch (const std::exception& error) {
+        glimmerwick::reportProblem(error.what());
+        return EXIT_FAILURE;
+    }
 }

@@ -81,10 +81,12 @@ private:
             && !succeeded(m_fileSystem.createDirectories(m_cacheDirectory))) {
             return;
         }
-        const bool isWritten = succeeded(m_fileSystem.write(m_cached, bytes));
-        // A piece that was left by a failed write gets the date too, so that the next start replaces it.
-        if (isWritten || m_fileSystem.exists(m_cached)) {
-            succeeded(m_fileSystem.setModificationDate(m_cached, seedDate));
+        // Complete and dated before it gets its name: what an interrupted start left there would count as a
+        // fetched cache, and never be replaced.
+        const std::filesystem::path unfinished = m_cacheDirectory / "manifest.json.seed";
+        if (succeeded(m_fileSystem.write(unfinished, bytes))
+            && succeeded(m_fileSystem.setModificationDate(unfinished, seedDate))) {
+            succeeded(m_fileSystem.rename(unfinished, m_cached));
         }
     }
 

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -37,3 +39,10 @@ private:
 };
 
 } // namespace glimmerwick
+
+template <> struct std::hash<glimmerwick::SkinTone> {
+    std::size_t operator()(const glimmerwick::SkinTone& tone) const noexcept
+    {
+        return static_cast<std::size_t>(static_cast<glimmerwick::SkinTone::Case>(tone));
+    }
+};

@@ -24,6 +24,9 @@ public:
     virtual Result<std::string, FileError> read(const std::filesystem::path& path) = 0;
     /// Replaces the file's contents in place.
     virtual Result<Success, FileError> write(const std::filesystem::path& path, std::string_view bytes) = 0;
+    /// Gives the file another name in one step, in place of a file that has it.
+    virtual Result<Success, FileError> rename(const std::filesystem::path& from,
+                                              const std::filesystem::path& to) = 0;
     virtual Result<Success, FileError> createDirectories(const std::filesystem::path& path) = 0;
     /// Nothing inside a success: the file has no such date.
     virtual Result<std::optional<std::chrono::system_clock::time_point>, FileError>

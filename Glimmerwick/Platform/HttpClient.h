@@ -18,7 +18,8 @@ struct HttpRequest {
     /// Name and value. An "Accept-Encoding" given here is sent as it stands and the encodings it names are
     /// decoded.
     std::vector<std::pair<std::string, std::string>> headers;
-    /// Absent: the client's own default of 60 seconds. No data for this long ends the request.
+    /// Absent: the client's own default of 60 seconds. No data for this long ends the
+    /// request, and so does a transfer that takes ten times as long altogether.
     std::optional<std::chrono::nanoseconds> timeout;
     /// A decoded body above this size fails the request and is not held in memory.
     std::size_t maximumBodySize = 32 * 1024 * 1024;

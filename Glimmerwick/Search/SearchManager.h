@@ -57,6 +57,9 @@ public:
     /// asked for.
     void flushPendingSearch();
 
+    /// For owners of callbacks and views that refer to this manager without keeping it.
+    Lifetime::Watch watch() const { return m_lifetime.watch(); }
+
 private:
     struct Catalogue;
 

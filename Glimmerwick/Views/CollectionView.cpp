@@ -130,9 +130,12 @@ void CollectionView::registerHeader(const std::string& identifier,
 CollectionViewItem* CollectionView::makeItem(const std::string& identifier)
 {
     CollectionViewItem* item = m_pool->items.take(identifier, m_content);
-    item->onClick = [this](CollectionViewItem& clicked, SelectionModifier modifier) {
-        itemClicked(clicked, modifier);
-    };
+    // A click can bring its own cell back here, and must not lose the callback that is running.
+    if (!item->onClick) {
+        item->onClick = [this](CollectionViewItem& clicked, SelectionModifier modifier) {
+            itemClicked(clicked, modifier);
+        };
+    }
     return item;
 }
 

@@ -65,6 +65,7 @@ void SearchBarView::setupViews()
 void SearchBarView::connect(SearchManager& searchManager)
 {
     m_searchManager = &searchManager;
+    m_searchManagerLives = searchManager.watch();
     // The manager may outlive the bar, the notification goes out all the same.
     searchManager.onSearchResults = [&center = m_platform.notificationCenter, this,
                                      alive = m_lifetime.watch()](std::vector<Emoji> results) {
@@ -74,16 +75,16 @@ void SearchBarView::connect(SearchManager& searchManager)
     };
 }
 
-void SearchBarView::disconnectSearchManager()
+SearchManager* SearchBarView::searchManager() const
 {
-    m_searchManager = nullptr;
+    return m_searchManagerLives && *m_searchManagerLives ? m_searchManager : nullptr;
 }
 
 void SearchBarView::clear()
 {
     m_searchField->clear();
-    if (m_searchManager) {
-        m_searchManager->cancelPendingSearch();
+    if (SearchManager* manager = searchManager()) {
+        manager->cancelPendingSearch();
     }
     if (m_delegate) {
         m_delegate->didChangeText(*this, {});
@@ -112,13 +113,13 @@ void SearchBarView::performSearch()
         m_delegate->didChangeText(*this, text);
     }
     if (!text.empty()) {
-        if (m_searchManager) {
-            m_searchManager->searchDebounced(text);
+        if (SearchManager* manager = searchManager()) {
+            manager->searchDebounced(text);
         }
         return;
     }
-    if (m_searchManager) {
-        m_searchManager->cancelPendingSearch();
+    if (SearchManager* manager = searchManager()) {
+        manager->cancelPendingSearch();
     }
     m_platform.notificationCenter.post({searchClearedNotification, this, std::nullopt});
 }

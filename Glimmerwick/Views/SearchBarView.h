@@ -7,6 +7,7 @@
 #include <QPointer>
 #include <QWidget>
 
+#include <optional>
 #include <string>
 
 namespace glimmerwick {
@@ -40,10 +41,9 @@ public:
     /// Not owned.
     void setDelegate(SearchBarViewDelegate* delegate) { m_delegate = delegate; }
 
-    /// Searches with this manager from now on and broadcasts its results. The manager is not owned: when it
-    /// goes, connect another or `disconnectSearchManager` before the next edit.
+    /// Searches with this manager from now on and broadcasts its results. The manager is held weakly: without
+    /// one, typing only changes the field.
     void connect(SearchManager& searchManager);
-    void disconnectSearchManager();
 
     /// Empties the field and cancels a search still waiting. Posts nothing.
     void clear();
@@ -64,13 +64,16 @@ protected:
 
 private:
     void setupViews();
+    SearchManager* searchManager() const;
     void performSearch();
     void searchFieldAction();
     void menuButtonClicked();
 
     const Platform& m_platform;
     SearchBarViewDelegate* m_delegate = nullptr;
+    /// Only to be used through `searchManager()`.
     SearchManager* m_searchManager = nullptr;
+    std::optional<Lifetime::Watch> m_searchManagerLives;
     SearchField* m_searchField = nullptr;
     IconButton* m_menuButton = nullptr;
     QPointer<PanelMenu> m_menu;

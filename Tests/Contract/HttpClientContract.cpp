@@ -481,6 +481,19 @@ TEST_F(CurlHttpClientTests, aServerThatStopsInTheMiddleTimesOut)
     EXPECT_EQ(describe(result), "The request timed out.");
 }
 
+TEST_F(CurlHttpClientTests, aServerThatTricklesWithoutEndTimesOut)
+{
+    const LoopbackServer server([](const LoopbackServer::Send& sendBytes) {
+        bool isListening = sendBytes("HTTP/1.1 200 OK\r\nContent-Length: 1000000\r\n\r\n");
+        while (isListening) {
+            std::this_thread::sleep_for(20ms);
+            isListening = sendBytes("x");
+        }
+    });
+
+    EXPECT_EQ(describe(getWithTimeout(server.address(), 200ms)), "The request timed out.");
+}
+
 TEST_F(CurlHttpClientTests, aSlowServerThatKeepsSendingDoesNotTimeOut)
 {
     constexpr int pieces = 30;

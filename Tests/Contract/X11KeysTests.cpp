@@ -41,6 +41,8 @@ constexpr xcb_keysym_t symbolSuper = 0xffeb;
 constexpr xcb_keysym_t symbolShift = 0xffe1;
 constexpr xcb_keysym_t symbolCapsLock = 0xffe5;
 constexpr xcb_keysym_t symbolNumLock = 0xff7f;
+constexpr xcb_keysym_t symbolAlt = 0xffe9;
+constexpr xcb_keysym_t symbolTab = 0xff09;
 constexpr xcb_keysym_t symbolSpace = ' ';
 
 constexpr KeyCombination shortcut{keyCode::space, eventFlag::control | eventFlag::command,
@@ -49,8 +51,27 @@ constexpr KeyCombination shortcut{keyCode::space, eventFlag::control | eventFlag
 /// Presses keys and buttons as the user's devices do.
 class Devices {
 public:
-    void press(xcb_keysym_t symbol) { fake(XCB_KEY_PRESS, key(symbol)); }
-    void release(xcb_keysym_t symbol) { fake(XCB_KEY_RELEASE, key(symbol)); }
+    Devices() = default;
+    Devices(const Devices&) = delete;
+    Devices& operator=(const Devices&) = delete;
+    /// A test that stops half-way leaves no key pressed for the next one.
+    ~Devices()
+    {
+        while (!m_pressed.empty()) {
+            release(m_pressed.front());
+        }
+    }
+
+    void press(xcb_keysym_t symbol)
+    {
+        m_pressed.push_back(symbol);
+        fake(XCB_KEY_PRESS, key(symbol));
+    }
+    void release(xcb_keysym_t symbol)
+    {
+        std::erase(m_pressed, symbol);
+        fake(XCB_KEY_RELEASE, key(symbol));
+    }
 
     void type(const std::vector<xcb_keysym_t>& chord)
     {
@@ -79,6 +100,7 @@ private:
 
     X11Connection m_connection;
     X11Keyboard m_keyboard{m_connection};
+    std::vector<xcb_keysym_t> m_pressed;
 };
 
 /// Another program's window, with the input focus, that notes what it gets.
@@ -122,6 +144,7 @@ public:
     }
 
     bool hasFocus() { return m_connection.focusWindow() == m_window; }
+    xcb_window_t window() const { return m_window; }
 
 private:
     X11Connection m_connection;
@@ -341,6 +364,68 @@ TEST_F(X11KeysTest, theKeyboardIsTakenAsSoonAsAnotherProgramLetsGoOfIt)
     EXPECT_TRUE(handleEventsUntil([&] { return QGuiApplication::focusWindow() == &panel; }));
     devices.type({'a'});
     EXPECT_TRUE(handleEventsUntil([&] { return seen.size() == 1; }));
+}
+
+TEST_F(X11KeysTest, theKeyboardStaysWithThePanelWhenTheFocusMoves)
+{
+    showPanel();
+    const Tap tap = makeTap({}, TapDecision::swallow, seen);
+    auto closing = std::make_unique<FocusedProgram>();
+    settle();
+
+    devices.type({'a'});
+    EXPECT_TRUE(handleEventsUntil([&] { return seen.size() == 1; }));
+    EXPECT_THAT(closing->received(), Not(Contains("key " + std::to_string(devices.key('a')))));
+
+    closing.reset();
+    settle();
+    devices.type({'b'});
+    EXPECT_TRUE(handleEventsUntil([&] { return seen.size() == 2; }));
+}
+
+TEST_F(X11KeysTest, switchingWindowsIsLeftToTheWindowManager)
+{
+    showPanel();
+    const Tap tap = makeTap({}, TapDecision::swallow, seen);
+    ASSERT_TRUE(handleEventsUntil([&] { return QGuiApplication::focusWindow() == &panel; }));
+    program.received();
+
+    devices.press(symbolAlt);
+    devices.press(symbolTab);
+    const std::string tab = "key " + std::to_string(devices.key(symbolTab));
+    EXPECT_TRUE(handleEventsUntil([&] { return std::ranges::count(program.received(), tab) == 1; }));
+    devices.release(symbolTab);
+    devices.release(symbolAlt);
+
+    // The keyboard comes back once the user has let go of Alt.
+    EXPECT_TRUE(handleEventsUntil([&] {
+        devices.type({'a'});
+        return !seen.empty();
+    }));
+    EXPECT_EQ(seen[0].characters, "a");
+}
+
+TEST_F(X11KeysTest, aKeyThatIsHeldWhileThePanelHidesIsKeptBackUntilItIsUp)
+{
+    const auto isFree = [&] {
+        X11Connection other;
+        return other.succeeds(xcb_grab_key_checked(other, 0, program.window(), XCB_MOD_MASK_ANY,
+                                                   devices.key('x'), XCB_GRAB_MODE_ASYNC,
+                                                   XCB_GRAB_MODE_ASYNC));
+    };
+    showPanel();
+    Tap tap = makeTap({}, TapDecision::swallow, seen);
+    devices.press('x');
+    ASSERT_TRUE(handleEventsUntil([&] {
+        return std::ranges::any_of(seen, [](const KeyEvent& event) { return event.characters == "x"; });
+    }));
+
+    tap = {};
+    hidePanel();
+
+    EXPECT_FALSE(isFree());
+    devices.release('x');
+    EXPECT_TRUE(handleEventsUntil(isFree));
 }
 
 TEST_F(X11KeysTest, withoutATapThePanelCanHaveTheFocusAndGivesItBack)

@@ -36,6 +36,9 @@ public:
     std::unique_ptr<EventTapPort> create(Options options, Callback callback) override
     {
         ++createCount;
+        if (calls) {
+            calls->emplace_back("create tap");
+        }
         if (refuses) {
             return nullptr;
         }
@@ -63,6 +66,7 @@ public:
     bool refuses = false;
     bool refusesSources = false;
     int createCount = 0;
+    CallLog* calls = nullptr;
     std::list<std::shared_ptr<Tap>> taps;
 
 private:

@@ -177,6 +177,17 @@ public:
         }
         return files.at(path).modificationDate;
     }
+    Result<Success, FileError> rename(const std::filesystem::path& from,
+                                      const std::filesystem::path& to) override
+    {
+        ++accessCount;
+        if (unwritable.count(to) != 0 || files.count(from) == 0) {
+            return failure("rename", from);
+        }
+        files[to] = std::move(files.at(from));
+        files.erase(from);
+        return Success{};
+    }
     Result<Success, FileError> setModificationDate(const std::filesystem::path& path,
                                                    std::chrono::system_clock::time_point date) override
     {
@@ -258,12 +269,19 @@ public:
 
 class FakeMenuHost : public MenuHost {
 public:
-    void setMainMenu(std::vector<MenuItem> menuItems) override { items = std::move(menuItems); }
+    void setMainMenu(std::vector<MenuItem> menuItems) override
+    {
+        items = std::move(menuItems);
+        if (calls) {
+            calls->emplace_back("setMainMenu");
+        }
+    }
     void showAboutPanel() override { ++aboutCount; }
     void terminate() override { ++terminateCount; }
 
     std::vector<MenuItem> items;
     int aboutCount = 0;
+    std::vector<std::string>* calls = nullptr;
     int terminateCount = 0;
 };
 
@@ -273,8 +291,12 @@ public:
     {
         shown.push_back(std::move(content));
         answer = std::move(completion);
+        if (calls) {
+            calls->emplace_back("show alert");
+        }
     }
 
+    std::vector<std::string>* calls = nullptr;
     std::vector<AlertContent> shown;
     /// Presses the button of the alert shown last.
     std::function<void(std::size_t)> answer;
@@ -296,10 +318,17 @@ public:
 
 class FakeUpdater : public Updater {
 public:
-    void start() override { ++startCount; }
+    void start() override
+    {
+        ++startCount;
+        if (calls) {
+            calls->emplace_back("start updater");
+        }
+    }
     void checkForUpdates() override { ++checkCount; }
 
     int startCount = 0;
+    std::vector<std::string>* calls = nullptr;
     int checkCount = 0;
 };
 

@@ -49,6 +49,24 @@ const std::string manifestDocument = R"({
   }
 })";
 
+/// Two categories of which the first fills several screens.
+std::string longManifestDocument()
+{
+    std::string codepoints;
+    std::string emojis;
+    for (int number = 0; number < 300; ++number) {
+        const std::string separator = number == 0 ? "" : ",";
+        const std::string codepoint = "f" + std::to_string(number);
+        codepoints += separator + '"' + codepoint + '"';
+        emojis += separator + '"' + codepoint
+            + R"(": {"char": "😀", "name": "face", "keywords": [], "category": "first", "skinTones": false})";
+    }
+    return R"({"version": "1", "lastUpdated": "", "categories": [
+        {"id": "first", "name": "First", "icon": "1f600", "emojis": [)"
+        + codepoints + R"(]}, {"id": "second", "name": "Second", "icon": "1f600", "emojis": [)" + codepoints
+        + "]}], \"emojis\": {" + emojis + "}}";
+}
+
 class AppDelegateTest : public testing::Test {
 protected:
     AppDelegateTest()
@@ -182,6 +200,7 @@ TEST_F(AppDelegateTest, mainMenuHoldsItsFiveEntries)
 TEST_F(AppDelegateTest, launchStartsTheUpdaterOnce)
 {
     launchAndLoad();
+    EXPECT_EQ(system.updater.startCount, 1);
 
     delegate->checkForUpdates();
 
@@ -339,7 +358,7 @@ TEST_F(AppDelegateTest, showPickerFlagOutlivesNoDelegate)
     delegate.reset();
     system.time.advance(1s);
 
-    SUCCEED() << "nothing touched the delegate that was gone";
+    EXPECT_THAT(system.panelHost.calls, Not(Contains("panelDidShow")));
 }
 
 TEST_F(AppDelegateTest, togglingTwiceHidesWithoutResetAndTheNextShowResets)
@@ -507,8 +526,61 @@ TEST_F(AppDelegateTest, tabAndGridFollowEachOther)
     const EmojiCategory people = EmojiDataManager::shared().manifest()->categories()[1];
 
     delegate->didScrollToCategory(*delegate->emojiGridViewController(), people);
-
     EXPECT_EQ(delegate->categoryTabBar()->selectedCategoryId(), "people");
+}
+
+TEST_F(AppDelegateTest, clickedTabScrollsTheGrid)
+{
+    system.httpClient.respond = [](const HttpRequest&) { return HttpResponse{200, longManifestDocument()}; };
+    launchAndLoad();
+    CollectionView* grid = delegate->emojiGridViewController()->internalCollectionView();
+    EXPECT_EQ(grid->visibleTop(), 0);
+
+    delegate->categoryTabBar()->button("second")->click();
+
+    EXPECT_GT(grid->visibleTop(), 0);
+    EXPECT_EQ(delegate->categoryTabBar()->selectedCategoryId(), "second");
+}
+
+TEST_F(AppDelegateTest, nothingHappensWithoutAWindow)
+{
+    installed = std::make_unique<InstalledPlatform>(system.platform);
+    delegate = std::make_unique<AppDelegate>(system.platform);
+
+    delegate->togglePicker();
+    delegate->showPicker();
+
+    EXPECT_EQ(delegate->pickerWindow(), nullptr);
+    EXPECT_TRUE(system.log.lines.empty());
+}
+
+TEST_F(AppDelegateTest, launchTakesItsStepsInOrder)
+{
+    std::vector<std::string> calls;
+    system.menuHost.calls = system.eventTap.calls = system.updater.calls = system.alert.calls = &calls;
+    system.volumeInfo.readOnly = true;
+
+    launch({"--target-app", "x"});
+    EXPECT_THAT(calls, ElementsAre("setMainMenu", "create tap", "start updater", "show alert"));
+    EXPECT_THAT(system.log.lines, Not(Contains("[Glimmerwick] Setting target app to: x")));
+    system.alert.answer(1);
+
+    EXPECT_THAT(system.log.lines, Contains("[Glimmerwick] Setting target app to: x"));
+}
+
+TEST_F(AppDelegateTest, containerHoldsSearchBarGridAndTabBarInThisOrder)
+{
+    launch();
+
+    std::vector<QObject*> views;
+    for (QObject* child : delegate->pickerWindow()->contentContainerView()->children()) {
+        views.push_back(child);
+    }
+    const auto position = [&](QObject* view) {
+        return std::find(views.begin(), views.end(), view) - views.begin();
+    };
+    EXPECT_LT(position(delegate->searchBarView()), position(delegate->emojiGridViewController()->view()));
+    EXPECT_LT(position(delegate->emojiGridViewController()->view()), position(delegate->categoryTabBar()));
 }
 
 TEST_F(AppDelegateTest, terminationStopsTheShortcutAlone)

@@ -801,7 +801,6 @@ TEST_F(GlimmerwickWindowTests, returnRunsTheSearchThatStillWaitsFirst)
     EXPECT_THAT(picks, ElementsAre("1f44d"));
     fakes.time.advance(1s);
     EXPECT_EQ(picks.size(), 1U);
-    searchBar->disconnectSearchManager();
 }
 
 TEST_F(GlimmerwickWindowTests, optionReturnOpensTheTonesOfTheSelectedEmoji)

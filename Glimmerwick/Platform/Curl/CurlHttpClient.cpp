@@ -34,6 +34,10 @@ using HttpResult = Result<HttpResponse, TransportError>;
 using TimePoint = std::chrono::steady_clock::time_point;
 
 constexpr std::chrono::seconds defaultTimeout{60};
+
+// A server that sends a byte now and then keeps the time-out from falling due. Nobody waits for it longer
+// than this many time-outs altogether.
+constexpr int longestTransferInTimeouts = 10;
 constexpr int maximumRedirects = 20;
 constexpr const char* couldNotStart = "The request could not be started.";
 /// libcurl keeps every header line of a response; this is far more than any server needs.
@@ -156,8 +160,7 @@ public:
     CURL* easy() const { return m_easy.get(); }
     TimePoint deadline() const
     {
-        const auto room = TimePoint::max() - m_lastActivity;
-        return m_lastActivity + std::min<std::chrono::nanoseconds>(m_timeout, room);
+        return std::min(after(m_lastActivity, 1), after(m_start, longestTransferInTimeouts));
     }
 
     /// What came of this hop; nothing when the transfer is to be performed again, at its next address.
@@ -308,6 +311,13 @@ private:
         return bytes.size();
     }
 
+    /// That many time-outs later, or the end of time.
+    TimePoint after(TimePoint start, int timeouts) const
+    {
+        const auto room = std::chrono::duration_cast<std::chrono::nanoseconds>(TimePoint::max() - start);
+        return start + (m_timeout > room / timeouts ? room : m_timeout * timeouts);
+    }
+
     static std::size_t takeHeader(char*, std::size_t, std::size_t count, void* data)
     {
         auto& transfer = *static_cast<Transfer*>(data);
@@ -334,6 +344,7 @@ private:
     const HttpRequest m_request;
     std::string m_address;
     const std::chrono::nanoseconds m_timeout;
+    const TimePoint m_start = std::chrono::steady_clock::now();
     int m_redirects = 0;
 
     std::string m_body;

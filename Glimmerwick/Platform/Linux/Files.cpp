@@ -197,6 +197,14 @@ LocalFileSystem::modificationDate(const path& path)
     return std::optional(toTimePoint(status.st_mtim));
 }
 
+Result<Success, FileError> LocalFileSystem::rename(const path& from, const path& to)
+{
+    if (std::rename(from.c_str(), to.c_str()) != 0) {
+        return failure("rename", from, describeErrno());
+    }
+    return Success{};
+}
+
 Result<Success, FileError> LocalFileSystem::setModificationDate(const path& path,
                                                                 std::chrono::system_clock::time_point date)
 {

@@ -16,6 +16,8 @@ public:
     bool exists(const std::filesystem::path& path) override;
     Result<std::string, FileError> read(const std::filesystem::path& path) override;
     Result<Success, FileError> write(const std::filesystem::path& path, std::string_view bytes) override;
+    Result<Success, FileError> rename(const std::filesystem::path& from,
+                                      const std::filesystem::path& to) override;
     Result<Success, FileError> createDirectories(const std::filesystem::path& path) override;
     Result<std::optional<std::chrono::system_clock::time_point>, FileError>
     modificationDate(const std::filesystem::path& path) override;

@@ -13,6 +13,7 @@
 #include <xcb/xtest.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace glimmerwick {
 

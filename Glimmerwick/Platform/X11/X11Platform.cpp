@@ -40,7 +40,7 @@ const QNativeInterface::QX11Application* toolkitInterface()
 xcb_connection_t* toolkitConnection()
 {
     const auto* interface = toolkitInterface();
-    if (!interface) {
+    if (!interface || !interface->connection()) {
         throw std::runtime_error("the toolkit does not run on an X11 display");
     }
     return interface->connection();
@@ -104,9 +104,18 @@ struct X11Platform::State {
     Registration settledMapping;
 };
 
+bool X11Platform::isDisplayReachable()
+{
+    const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
+        xcb_connect(nullptr, nullptr), xcb_disconnect);
+    return xcb_connection_has_error(connection.get()) == 0;
+}
+
 bool X11Platform::isAvailable()
 {
-    return toolkitInterface() != nullptr;
+    // Other platforms than X11's may answer with an interface that has no connection.
+    const auto* interface = toolkitInterface();
+    return interface && interface->connection();
 }
 
 X11Platform::X11Platform(MainQueue& mainQueue, Clock& clock, Options options)

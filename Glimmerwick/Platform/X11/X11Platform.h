@@ -26,6 +26,10 @@ public:
         std::vector<std::filesystem::path> pasteChordFiles;
     };
 
+    /// Whether the display that the environment names can be reached. Needs nothing of Qt, so it can be asked
+    /// before Qt is: Qt ends the program when there is none.
+    static bool isDisplayReachable();
+
     /// Whether Qt runs on an X11 display. Needs the QGuiApplication.
     static bool isAvailable();
 

@@ -23,6 +23,7 @@ const std::filesystem::path bundle = "/resources/catalogue";
 const std::filesystem::path cacheDirectory = "/home/user/.cache/Glimmerwick";
 const std::filesystem::path bundled = bundle / "manifest.json";
 const std::filesystem::path cached = cacheDirectory / "manifest.json";
+const std::filesystem::path unfinished = cacheDirectory / "manifest.json.seed";
 
 class BundledCatalogueTests : public testing::Test {
 protected:
@@ -244,39 +245,72 @@ TEST_F(BundledCatalogueTests, ReportsACacheFolderThatCannotBeMade)
 
 TEST_F(BundledCatalogueTests, ReportsACacheThatCannotBeWritten)
 {
+    fakes.fileSystem.unwritable = {unfinished};
+
+    seed();
+
+    EXPECT_FALSE(hasCacheFile());
+    EXPECT_EQ(problems, Problems{"bundled catalogue: cannot write " + unfinished.string()});
+}
+
+TEST_F(BundledCatalogueTests, ReportsACacheThatCannotBeReplaced)
+{
     fakes.fileSystem.unwritable = {cached};
 
     seed();
 
     EXPECT_FALSE(hasCacheFile());
-    EXPECT_EQ(problems, Problems{"bundled catalogue: cannot write " + cached.string()});
+    EXPECT_EQ(problems, Problems{"bundled catalogue: cannot rename " + unfinished.string()});
 }
 
-/// Runs full in the middle of a write.
-class FullFileSystem : public fakes::FakeFileSystem {
+/// Runs full in the middle of a write, or ends the program's work before a date is set.
+class InterruptedFileSystem : public fakes::FakeFileSystem {
 public:
+    enum class Interruption { none, whileWriting, beforeDating };
+
     Result<Success, FileError> write(const std::filesystem::path& path, std::string_view bytes) override
     {
-        const auto written = FakeFileSystem::write(path, isFull ? bytes.substr(0, 10) : bytes);
-        return isFull ? Result<Success, FileError>(Failure{FileError{"No space left on device"}}) : written;
+        if (interruption != Interruption::whileWriting) {
+            return FakeFileSystem::write(path, bytes);
+        }
+        static_cast<void>(FakeFileSystem::write(path, bytes.substr(0, 10)));
+        return Failure{FileError{"No space left on device"}};
+    }
+    Result<Success, FileError> setModificationDate(const std::filesystem::path& path,
+                                                   std::chrono::system_clock::time_point date) override
+    {
+        if (interruption == Interruption::beforeDating) {
+            return Failure{FileError{"interrupted"}};
+        }
+        return FakeFileSystem::setModificationDate(path, date);
     }
 
-    bool isFull = true;
+    Interruption interruption = Interruption::none;
 };
 
-TEST_F(BundledCatalogueTests, WrittenInPartIsReplacedNextTime)
-{
-    FullFileSystem fileSystem;
-    fileSystem.files[bundled] = {sampleManifestJson("1"), std::nullopt};
-    const auto report = [this](std::string_view problem) { problems.emplace_back(problem); };
+class InterruptedSeedingTests : public testing::TestWithParam<InterruptedFileSystem::Interruption> { };
 
+TEST_P(InterruptedSeedingTests, LeaveNothingThatLooksLikeACacheAndAreMadeUpForNextTime)
+{
+    InterruptedFileSystem fileSystem;
+    fileSystem.files[bundled] = {sampleManifestJson("1"), std::nullopt};
+    Problems problems;
+    const auto report = [&problems](std::string_view problem) { problems.emplace_back(problem); };
+
+    fileSystem.interruption = GetParam();
     BundledCatalogue::seed(fileSystem, bundle, cacheDirectory, report);
-    EXPECT_EQ(problems, Problems{"bundled catalogue: No space left on device"});
-    fileSystem.isFull = false;
+    EXPECT_EQ(problems.size(), 1u);
+    EXPECT_FALSE(fileSystem.exists(cached));
+    fileSystem.interruption = InterruptedFileSystem::Interruption::none;
     BundledCatalogue::seed(fileSystem, bundle, cacheDirectory, report);
 
     EXPECT_EQ(fileSystem.files.at(cached).bytes, sampleManifestJson("1"));
+    EXPECT_FALSE(fileSystem.exists(unfinished));
 }
+
+INSTANTIATE_TEST_SUITE_P(Interruptions, InterruptedSeedingTests,
+                         testing::Values(InterruptedFileSystem::Interruption::whileWriting,
+                                         InterruptedFileSystem::Interruption::beforeDating));
 
 } // namespace
 } // namespace glimmerwick

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 namespace glimmerwick {
@@ -36,6 +37,14 @@ TEST(SkinTone, IsMadeFromExactlyTheSixRawValues)
     EXPECT_EQ(SkinTone::fromRawValue("1f3fa"), std::nullopt);
     EXPECT_EQ(SkinTone::fromRawValue("1f3fb "), std::nullopt);
     EXPECT_EQ(SkinTone::fromRawValue("light"), std::nullopt);
+}
+
+TEST(SkinTone, CanBeHashed)
+{
+    const std::unordered_set<SkinTone> tones{SkinTone::light, SkinTone::dark, SkinTone::light};
+
+    EXPECT_EQ(tones.size(), 2u);
+    EXPECT_TRUE(tones.contains(SkinTone::dark));
 }
 
 TEST(SkinTone, AppendsTheModifierToACodepointString)
