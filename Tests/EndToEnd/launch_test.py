@@ -5,6 +5,7 @@ usage: launch_test.py --picker BINARY --qt-target BINARY
 """
 
 import re
+import subprocess
 
 from testcase import EndToEndTest, argument, main
 
@@ -133,6 +134,43 @@ class LaunchTest(EndToEndTest):
         self.desktop.press("Return")
 
         target.wait_for_text("😀")
+
+    def test_reader_of_standard_error_that_ends_stops_nothing(self):
+        target = self.start_target("gtk")
+        settings = self.desktop.folder / "home" / ".config" / "Glimmerwick" / "Glimmerwick.ini"
+        settings.write_bytes(b"\x00 damaged, so that there is something to complain about \xff")
+        soon_alone = 'exec "$0" --show-picker 2> >(exec true)'
+        self.desktop.run("unheeded", "/bin/bash", "-c", soon_alone, self.picker_binary)
+
+        self.desktop.wait_for_settled_grid()
+        self.desktop.press("Return")
+
+        target.wait_for_text("😀")
+
+    def test_fresh_cache_is_used_without_asking_the_network(self):
+        self.start_picker().program.stop()
+        (self.desktop.folder / "home" / ".cache" / "Glimmerwick" / "manifest.json").touch()
+
+        picker = self.start_picker()
+
+        self.assert_lines(picker.program.lines(), LAUNCH + LOADED[1:])
+
+    def test_without_a_display_it_says_so_and_ends(self):
+        for display in ({}, {"DISPLAY": ":987"}):
+            ended = self.run_picker(display)
+
+            self.assertEqual(ended.returncode, 1)
+            self.assertEqual(ended.stdout, "")
+            self.assertRegex(ended.stderr, "^glimmerwick: cannot reach an X11 display")
+
+    def test_on_another_window_system_it_says_so_and_ends(self):
+        ended = self.run_picker(dict(self.desktop.environment, QT_QPA_PLATFORM="offscreen"))
+
+        self.assertEqual(ended.returncode, 1)
+        self.assertIn("names another window system than xcb", ended.stderr)
+
+    def run_picker(self, environment):
+        return subprocess.run([self.picker_binary], env=environment, capture_output=True, text=True, timeout=20)
 
     def window_class(self, target):
         output = self.desktop.call("xprop", "-id", target.window.identifier, "WM_CLASS")
