@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
+#include <utility>
 
 namespace glimmerwick {
 
@@ -83,9 +84,10 @@ std::unique_ptr<EventTapPort> X11EventTap::create(Options options, Callback call
             return nullptr;
         }
         if (!grab(tap->grabs)) {
-            std::fprintf(stderr, "glimmerwick: another program has taken the shortcut\n");
+            reportRefusal();
             return nullptr;
         }
+        m_isRefusalReported = false;
     }
     m_taps.insert(m_taps.begin(), tap);
     tap->filterRegistration = m_keyEventFilter.addTap(
@@ -207,8 +209,17 @@ void X11EventTap::grabAnew(Tap& tap)
     ungrab(difference(tap.grabs, needed));
     if (grab(missing)) {
         tap.grabs = needed;
+        m_isRefusalReported = false;
     } else {
         tap.grabs = difference(needed, missing);
+        reportRefusal();
+    }
+}
+
+// Whoever asked may ask again at once; the same answer is no news.
+void X11EventTap::reportRefusal()
+{
+    if (!std::exchange(m_isRefusalReported, true)) {
         std::fprintf(stderr, "glimmerwick: another program has taken the shortcut\n");
     }
 }

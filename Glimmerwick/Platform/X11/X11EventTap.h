@@ -48,12 +48,14 @@ private:
     void setEnabled(Tap& tap, bool enabled);
     void remove(const std::shared_ptr<Tap>& tap);
     void grabAnew(Tap& tap);
+    void reportRefusal();
 
     X11Connection& m_toolkit;
     X11Keyboard& m_keyboard;
     X11KeyboardGrab& m_keyboardGrab;
     KeyEventFilter& m_keyEventFilter;
     std::vector<std::shared_ptr<Tap>> m_taps;
+    bool m_isRefusalReported = false;
 };
 
 } // namespace glimmerwick
