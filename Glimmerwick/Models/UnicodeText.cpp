@@ -113,6 +113,17 @@ void appendEscape(std::string& line, UChar32 scalar)
     line.append("\\u{").append(digits, end).append("}");
 }
 
+bool startsWithOneOf(std::string_view text, std::uint32_t categories)
+{
+    if (text.empty()) {
+        return false;
+    }
+    std::size_t index = 0;
+    UChar32 scalar = 0;
+    U8_NEXT_OR_FFFD(text, index, text.size(), scalar);
+    return (U_GET_GC_MASK(scalar) & categories) != 0;
+}
+
 } // namespace
 
 bool isWellFormed(std::string_view text)
@@ -196,14 +207,13 @@ std::string canonical(std::string_view text)
 
 bool startsWithPrintable(std::string_view text)
 {
-    if (text.empty()) {
-        return false;
-    }
-    std::size_t index = 0;
-    UChar32 scalar = 0;
-    U8_NEXT_OR_FFFD(text, index, text.size(), scalar);
     constexpr std::uint32_t printable = U_GC_L_MASK | U_GC_M_MASK | U_GC_N_MASK | U_GC_P_MASK | U_GC_S_MASK;
-    return scalar == ' ' || (U_GET_GC_MASK(scalar) & printable) != 0;
+    return text.starts_with(' ') || startsWithOneOf(text, printable);
+}
+
+bool startsWithLetterOrDigit(std::string_view text)
+{
+    return startsWithOneOf(text, U_GC_L_MASK | U_GC_M_MASK | U_GC_N_MASK);
 }
 
 std::string escapedForLog(std::string_view text)

@@ -28,6 +28,9 @@ std::string canonical(std::string_view text);
 /// text.
 bool startsWithPrintable(std::string_view text);
 
+/// Whether the first scalar is a letter, mark or digit: what stands inside a word. False for empty text.
+bool startsWithLetterOrDigit(std::string_view text);
+
 /// Line breaks and other controls written as escapes, so that a logged value stays on one line.
 std::string escapedForLog(std::string_view text);
 

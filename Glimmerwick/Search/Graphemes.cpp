@@ -20,7 +20,11 @@ std::vector<GraphemeId> GraphemeTable::intern(std::string_view text)
     std::vector<GraphemeId> ids;
     for (std::string& character : characters(text)) {
         const auto next = static_cast<GraphemeId>(m_ids.size());
-        ids.push_back(m_ids.try_emplace(std::move(character), next).first->second);
+        const auto [entry, isNew] = m_ids.try_emplace(std::move(character), next);
+        if (isNew) {
+            m_partsOfWords.push_back(unicode::startsWithLetterOrDigit(entry->first));
+        }
+        ids.push_back(entry->second);
     }
     return ids;
 }

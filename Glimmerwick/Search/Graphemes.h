@@ -22,8 +22,13 @@ public:
     /// table has, the same one wherever it occurs in the text.
     std::vector<GraphemeId> lookUp(std::string_view text) const;
 
+    /// Whether the character, one of this table, stands inside a word: a letter or digit.
+    bool isPartOfWord(GraphemeId character) const { return m_partsOfWords[character]; }
+
 private:
     std::unordered_map<std::string, GraphemeId> m_ids;
+    /// By character.
+    std::vector<bool> m_partsOfWords;
 };
 
 } // namespace glimmerwick

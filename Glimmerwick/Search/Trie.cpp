@@ -31,8 +31,9 @@ void Trie::insertShared(const std::string& word, const std::shared_ptr<const Emo
     TrieNode& end = m_nodes[node];
     end.isEndOfWord = true;
     const EmojiNumber number = numberOf(emoji);
-    if (std::ranges::find(end.emojis, number) == end.emojis.end()) {
-        end.emojis.push_back(number);
+    const std::uint32_t wordNumber = m_wordCounts[number]++;
+    if (std::ranges::find(end.emojis, number, &Entry::number) == end.emojis.end()) {
+        end.emojis.push_back({number, wordNumber});
     }
 }
 
@@ -60,8 +61,8 @@ std::unordered_set<Emoji> Trie::getEmojis(const std::string& word) const
 {
     std::unordered_set<Emoji> emojis;
     if (const TrieNode* node = findNode(unicode::lowercased(word))) {
-        for (const EmojiNumber number : node->emojis) {
-            emojis.insert(*m_emojis[number]);
+        for (const Entry& entry : node->emojis) {
+            emojis.insert(*m_emojis[entry.number]);
         }
     }
     return emojis;
@@ -91,6 +92,7 @@ Trie::EmojiNumber Trie::numberOf(const std::shared_ptr<const Emoji>& emoji)
     const auto [entry, isNew] = m_numbers.try_emplace(emoji->codepoint, next);
     if (isNew) {
         m_emojis.push_back(emoji);
+        m_wordCounts.push_back(0);
     }
     return entry->second;
 }
@@ -110,15 +112,23 @@ const Trie::TrieNode* Trie::findNode(const std::string& text) const
 
 void Trie::collectEmojis(const TrieNode& from, EmojiSet& into) const
 {
-    std::vector<const TrieNode*> unvisited{&from};
+    struct Unvisited {
+        const TrieNode* node;
+        bool endsInsideWord;
+        std::uint32_t depth;
+    };
+    std::vector<Unvisited> unvisited{{&from, false, 0}};
     while (!unvisited.empty()) {
-        const TrieNode* node = unvisited.back();
+        const auto [node, endsInsideWord, depth] = unvisited.back();
         unvisited.pop_back();
-        for (const EmojiNumber number : node->emojis) {
-            into[number] = true;
+        for (const Entry& entry : node->emojis) {
+            const Closeness found{entry.wordNumber, endsInsideWord, depth};
+            auto& closest = into[entry.number];
+            closest = closest ? std::min(*closest, found) : found;
         }
         for (const Edge& edge : node->children) {
-            unvisited.push_back(&m_nodes[edge.child]);
+            const bool isInside = depth == 0 ? m_graphemes.isPartOfWord(edge.character) : endsInsideWord;
+            unvisited.push_back({&m_nodes[edge.child], isInside, depth + 1});
         }
     }
 }
@@ -127,11 +137,18 @@ std::vector<const Emoji*> Trie::emojisBelow(const TrieNode& from) const
 {
     EmojiSet collected(m_emojis.size());
     collectEmojis(from, collected);
-    std::vector<const Emoji*> emojis;
+    std::vector<EmojiNumber> numbers;
     for (std::size_t number = 0; number < collected.size(); ++number) {
         if (collected[number]) {
-            emojis.push_back(m_emojis[number].get());
+            numbers.push_back(static_cast<EmojiNumber>(number));
         }
+    }
+    std::ranges::stable_sort(numbers, {}, [&](EmojiNumber number) { return *collected[number]; });
+
+    std::vector<const Emoji*> emojis;
+    emojis.reserve(numbers.size());
+    for (const EmojiNumber number : numbers) {
+        emojis.push_back(m_emojis[number].get());
     }
     return emojis;
 }

@@ -3,9 +3,11 @@
 #include "Models/Emoji.h"
 #include "Search/Graphemes.h"
 
+#include <compare>
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -31,9 +33,11 @@ public:
     /// The same, but the emoji is shared instead of copied.
     void insertShared(const std::string& word, const std::shared_ptr<const Emoji>& emoji);
 
-    /// Every emoji with a word that begins with the prefix, each once; empty for an empty prefix. In the
-    /// order in which the emoji were first inserted, so that results of equal rank stand as in the catalogue
-    /// and are the same on every run.
+    /// Every emoji with a word that begins with the prefix, each once; empty for an empty prefix. The order
+    /// tells how much an emoji means the prefix, and is the same on every run: first by the earliest of its
+    /// words that begins with it (the name goes in first, then the keywords, most telling first), then
+    /// whether the prefix is whole there ("hot" in "hot face", not in "hotel"), then by how little of the
+    /// word is missing, then as the emoji were first inserted.
     std::vector<Emoji> search(const std::string& prefix) const;
 
     /// The same, uncopied; the pointers stay valid as long as the trie.
@@ -49,8 +53,26 @@ private:
     using NodeIndex = std::uint32_t;
     /// Counts the emoji in the order in which they were first inserted.
     using EmojiNumber = std::uint32_t;
-    /// One flag per emoji number.
-    using EmojiSet = std::vector<bool>;
+
+    /// An emoji at the end of one of its words.
+    struct Entry {
+        EmojiNumber number;
+        /// Counts the emoji's words in the order in which they were inserted.
+        std::uint32_t wordNumber;
+    };
+
+    /// Why an emoji is found; the smaller, the better.
+    struct Closeness {
+        std::uint32_t wordNumber;
+        /// Whether a letter or digit follows the prefix.
+        bool endsInsideWord;
+        /// Characters of the word behind the prefix.
+        std::uint32_t missing;
+
+        auto operator<=>(const Closeness&) const = default;
+    };
+    /// By emoji number; nothing for an emoji that is not found.
+    using EmojiSet = std::vector<std::optional<Closeness>>;
 
     struct Edge {
         GraphemeId character;
@@ -61,7 +83,7 @@ private:
     struct TrieNode {
         /// Sorted by character. Nearly every node has one child or none.
         std::vector<Edge> children;
-        std::vector<EmojiNumber> emojis;
+        std::vector<Entry> emojis;
         bool isEndOfWord = false;
 
         std::vector<Edge>::const_iterator position(GraphemeId character) const;
@@ -83,6 +105,8 @@ private:
     std::vector<std::shared_ptr<const Emoji>> m_emojis;
     /// The keys lie in m_emojis.
     std::unordered_map<std::string_view, EmojiNumber> m_numbers;
+    /// By emoji number: how many words were inserted for it.
+    std::vector<std::uint32_t> m_wordCounts;
 };
 
 } // namespace glimmerwick

@@ -131,6 +131,16 @@ TEST(PrintableStart, IsNoControlFormatCharacterOrOtherBlank)
     EXPECT_FALSE(startsWithPrintable(std::string_view("\0", 1)));
 }
 
+TEST(WordStart, IsALetterMarkOrDigit)
+{
+    for (const std::string text : {"a", "Z", "é", "д", "字", "\u0301", "7", "½", "a b"}) {
+        EXPECT_TRUE(startsWithLetterOrDigit(text)) << text;
+    }
+    for (const std::string text : {"", " ", "-", ":", "'", "😀", "+", "\n", "\u200d"}) {
+        EXPECT_FALSE(startsWithLetterOrDigit(text)) << text;
+    }
+}
+
 TEST(LoggedText, StaysOnOneLine)
 {
     EXPECT_EQ(escapedForLog("plain 😀 é"), "plain 😀 é");

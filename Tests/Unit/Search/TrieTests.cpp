@@ -122,6 +122,55 @@ TEST_F(TrieTests, SeveralEmojiShareAWord)
     EXPECT_THAT(found("animal"), ElementsAre("1f408", "1f431"));
 }
 
+TEST_F(TrieTests, AnEmojiWithTheWordEarlierAmongItsOwnComesFirst)
+{
+    trie.insert("grinning face", grinning);
+    trie.insert("animal", grinning);
+    trie.insert("pet", grinning);
+    trie.insert("cat", cat);
+    trie.insert("pet", cat);
+    trie.insert("pet shop", catFace);
+
+    EXPECT_THAT(found("pet"), ElementsAre("1f431", "1f408", "1f600"));
+}
+
+TEST_F(TrieTests, AWholeWordComesBeforeTheBeginningOfOneHoweverShort)
+{
+    trie.insert("hotel", grinning);
+    trie.insert("hot springs", cat);
+    trie.insert("hot", catFace);
+
+    EXPECT_THAT(found("hot"), ElementsAre("1f431", "1f408", "1f600"));
+}
+
+TEST_F(TrieTests, TheWordOfWhichLessIsMissingComesFirst)
+{
+    trie.insert("celebration", grinning);
+    trie.insert("celebrate", cat);
+    trie.insert("celebrating", catFace);
+
+    EXPECT_THAT(found("celebr"), ElementsAre("1f408", "1f600", "1f431"));
+}
+
+TEST_F(TrieTests, TheEarliestWordCountsAlsoWhenALaterOneIsCloser)
+{
+    trie.insert("party popper", grinning);
+    trie.insert("party", grinning);
+    trie.insert("balloon", cat);
+    trie.insert("party", cat);
+
+    EXPECT_THAT(found("party"), ElementsAre("1f600", "1f408"));
+}
+
+TEST_F(TrieTests, EquallyCloseEmojiStandAsTheyWereFirstInserted)
+{
+    trie.insert("animal", catFace);
+    trie.insert("animal", grinning);
+    trie.insert("animal", cat);
+
+    EXPECT_THAT(found("ani"), ElementsAre("1f431", "1f600", "1f408"));
+}
+
 TEST_F(TrieTests, APrefixBeyondEveryPathFindsNothing)
 {
     trie.insert("grinning face", grinning);
