@@ -6,11 +6,13 @@
 #include <chrono>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace glimmerwick {
 
 namespace {
 
+constexpr std::string_view imagesFolderName = "emojis";
 constexpr std::chrono::system_clock::time_point seedDate =
     std::chrono::sys_days(std::chrono::year(2001) / std::chrono::January / 1);
 
@@ -21,11 +23,19 @@ public:
     Seeder(FileSystem& fileSystem, const std::filesystem::path& bundle,
            const std::filesystem::path& cacheDirectory, const Report& report)
         : m_fileSystem(fileSystem), m_report(report), m_cacheDirectory(cacheDirectory),
-          m_bundled(bundle / "manifest.json"), m_cached(cacheDirectory / "manifest.json")
+          m_bundled(bundle / "manifest.json"), m_cached(cacheDirectory / "manifest.json"),
+          m_bundledImages(bundle / imagesFolderName), m_cachedImages(cacheDirectory / imagesFolderName)
     {
     }
 
     void run()
+    {
+        seedManifest();
+        seedImages();
+    }
+
+private:
+    void seedManifest()
     {
         if (!m_fileSystem.exists(m_cached)) {
             if (const auto bundled = read(m_bundled)) {
@@ -36,7 +46,37 @@ public:
         }
     }
 
-private:
+    void seedImages()
+    {
+        // An installation without images is whole: they are made where npm and a network are at hand.
+        if (!m_fileSystem.exists(m_bundledImages)) {
+            return;
+        }
+        const auto names = m_fileSystem.regularFiles(m_bundledImages);
+        if (!names) {
+            report(names.error().description);
+            return;
+        }
+        for (const std::string& name : names.value()) {
+            if (name.ends_with(".png") && !m_fileSystem.exists(m_cachedImages / name)) {
+                seedImage(name);
+            }
+        }
+    }
+
+    void seedImage(const std::string& name)
+    {
+        const auto bytes = read(m_bundledImages / name);
+        if (!bytes || !hasFolder(m_cachedImages)) {
+            return;
+        }
+        // A part of an image under the final name would be shown for good.
+        const std::filesystem::path unfinished = m_cachedImages / (name + ".seed");
+        if (succeeded(m_fileSystem.write(unfinished, *bytes))) {
+            succeeded(m_fileSystem.rename(unfinished, m_cachedImages / name));
+        }
+    }
+
     bool isCacheASeed()
     {
         const auto date = m_fileSystem.modificationDate(m_cached);
@@ -77,8 +117,7 @@ private:
 
     void write(std::string_view bytes)
     {
-        if (!m_fileSystem.exists(m_cacheDirectory)
-            && !succeeded(m_fileSystem.createDirectories(m_cacheDirectory))) {
+        if (!hasFolder(m_cacheDirectory)) {
             return;
         }
         // Complete and dated before it gets its name: what an interrupted start left there would count as a
@@ -88,6 +127,12 @@ private:
             && succeeded(m_fileSystem.setModificationDate(unfinished, seedDate))) {
             succeeded(m_fileSystem.rename(unfinished, m_cached));
         }
+    }
+
+    /// Makes the folder when it is not there.
+    bool hasFolder(const std::filesystem::path& folder)
+    {
+        return m_fileSystem.exists(folder) || succeeded(m_fileSystem.createDirectories(folder));
     }
 
     bool succeeded(const Result<Success, FileError>& result)
@@ -105,6 +150,8 @@ private:
     const std::filesystem::path m_cacheDirectory;
     const std::filesystem::path m_bundled;
     const std::filesystem::path m_cached;
+    const std::filesystem::path m_bundledImages;
+    const std::filesystem::path m_cachedImages;
 };
 
 } // namespace

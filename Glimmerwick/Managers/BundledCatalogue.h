@@ -16,7 +16,8 @@ public:
     BundledCatalogue() = delete;
 
     /// Copies the bundled manifest into the cache when the cache has none, or holds an earlier
-    /// seed with another version. Problems are given to `report` and absorbed.
+    /// seed with another version, and every bundled image that the cache lacks. Images are never replaced:
+    /// one that was fetched is as good. Problems are given to `report` and absorbed.
     static void seed(FileSystem& fileSystem, const std::filesystem::path& bundle,
                      const std::filesystem::path& cacheDirectory,
                      const std::function<void(std::string_view)>& report);

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace glimmerwick {
 
@@ -28,6 +29,9 @@ public:
     virtual Result<Success, FileError> rename(const std::filesystem::path& from,
                                               const std::filesystem::path& to) = 0;
     virtual Result<Success, FileError> createDirectories(const std::filesystem::path& path) = 0;
+    /// The names of the files right in the folder, in the order of their bytes: no folders, symbolic links,
+    /// FIFOs, sockets or devices.
+    virtual Result<std::vector<std::string>, FileError> regularFiles(const std::filesystem::path& folder) = 0;
     /// Nothing inside a success: the file has no such date.
     virtual Result<std::optional<std::chrono::system_clock::time_point>, FileError>
     modificationDate(const std::filesystem::path& path) = 0;

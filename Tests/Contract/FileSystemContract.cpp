@@ -17,7 +17,9 @@ namespace glimmerwick::contract {
 namespace {
 
 using namespace std::chrono_literals;
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::IsEmpty;
 
 struct FakeFiles {
     fakes::FakeFileSystem fileSystem;
@@ -114,6 +116,38 @@ TYPED_TEST(FileSystemContract, writingRenewsTheModificationDate)
     EXPECT_GT(this->files.modificationDate(this->file).value(), old);
 }
 
+TYPED_TEST(FileSystemContract, theFilesOfAFolderAreListedInOrderWithoutThoseBelow)
+{
+    const auto folder = this->subject.root / "folder";
+    ASSERT_TRUE(this->files.createDirectories(folder / "below"));
+    for (const char* const name : {"b", "a.png", "B", "below/inner"}) {
+        ASSERT_TRUE(this->files.write(folder / name, "contents"));
+    }
+
+    EXPECT_THAT(this->files.regularFiles(folder).value(), ElementsAre("B", "a.png", "b"));
+}
+
+TYPED_TEST(FileSystemContract, anEmptyFolderHasNoFiles)
+{
+    const auto folder = this->subject.root / "folder";
+    ASSERT_TRUE(this->files.createDirectories(folder));
+
+    const auto names = this->files.regularFiles(folder);
+
+    ASSERT_TRUE(names);
+    EXPECT_THAT(names.value(), IsEmpty());
+}
+
+TYPED_TEST(FileSystemContract, listingAFolderThatIsNotThereFailsWithALineThatNamesIt)
+{
+    const auto folder = this->subject.root / "folder";
+
+    const auto names = this->files.regularFiles(folder);
+
+    ASSERT_FALSE(names);
+    EXPECT_THAT(names.error().description, HasSubstr("cannot list folder " + folder.string()));
+}
+
 class LocalFileSystemTests : public ::testing::Test {
 protected:
     TemporaryFolder folder;
@@ -203,6 +237,28 @@ TEST_F(LocalFileSystemTests, writingWhereNoFileCanBeFailsWithALineThatNamesIt)
     ASSERT_FALSE(created);
     EXPECT_THAT(created.error().description, HasSubstr("cannot create folder " + below.string()));
     EXPECT_EQ(files.read(file).value(), "a file, no folder");
+}
+
+TEST_F(LocalFileSystemTests, linksFifosAndFoldersAreNotListed)
+{
+    ASSERT_TRUE(files.write(file, "contents"));
+    std::filesystem::create_symlink(file, folder.path() / "link to a file");
+    std::filesystem::create_symlink("nowhere", folder.path() / "link to nothing");
+    std::filesystem::create_directory_symlink(folder.path(), folder.path() / "link to a folder");
+    std::filesystem::create_directory(folder.path() / "folder");
+    ASSERT_EQ(::mkfifo((folder.path() / "fifo").c_str(), 0600), 0);
+
+    EXPECT_THAT(files.regularFiles(folder.path()).value(), ElementsAre("file"));
+}
+
+TEST_F(LocalFileSystemTests, aFileHasNoFilesInIt)
+{
+    ASSERT_TRUE(files.write(file, "contents"));
+
+    const auto names = files.regularFiles(file);
+
+    ASSERT_FALSE(names);
+    EXPECT_EQ(names.error().description, "cannot list folder " + file.string() + ": Not a directory");
 }
 
 TEST_F(LocalFileSystemTests, writingKeepsTheFileItselfWithItsLinks)

@@ -168,6 +168,21 @@ public:
         directories.insert(path);
         return Success{};
     }
+    Result<std::vector<std::string>, FileError> regularFiles(const std::filesystem::path& folder) override
+    {
+        ++accessCount;
+        std::vector<std::string> names;
+        for (const auto& [path, file] : files) {
+            if (path.parent_path() == folder) {
+                names.push_back(path.filename().string());
+            }
+        }
+        if (unreadable.count(folder) != 0 || (names.empty() && directories.count(folder) == 0)) {
+            return failure("list folder", folder);
+        }
+        std::sort(names.begin(), names.end());
+        return names;
+    }
     Result<std::optional<std::chrono::system_clock::time_point>, FileError>
     modificationDate(const std::filesystem::path& path) override
     {

@@ -187,6 +187,26 @@ Result<Success, FileError> LocalFileSystem::createDirectories(const path& path)
     return Success{};
 }
 
+Result<std::vector<std::string>, FileError> LocalFileSystem::regularFiles(const path& folder)
+{
+    std::vector<std::string> names;
+    std::error_code error;
+    std::filesystem::directory_iterator entry(folder, error);
+    while (!error && entry != std::filesystem::directory_iterator()) {
+        // A file that is gone by now has no status, and is no file.
+        std::error_code gone;
+        if (std::filesystem::is_regular_file(entry->symlink_status(gone))) {
+            names.push_back(entry->path().filename().string());
+        }
+        entry.increment(error);
+    }
+    if (error) {
+        return failure("list folder", folder, describe(error));
+    }
+    std::ranges::sort(names);
+    return names;
+}
+
 Result<std::optional<std::chrono::system_clock::time_point>, FileError>
 LocalFileSystem::modificationDate(const path& path)
 {

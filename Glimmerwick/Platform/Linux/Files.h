@@ -19,6 +19,7 @@ public:
     Result<Success, FileError> rename(const std::filesystem::path& from,
                                       const std::filesystem::path& to) override;
     Result<Success, FileError> createDirectories(const std::filesystem::path& path) override;
+    Result<std::vector<std::string>, FileError> regularFiles(const std::filesystem::path& folder) override;
     Result<std::optional<std::chrono::system_clock::time_point>, FileError>
     modificationDate(const std::filesystem::path& path) override;
     Result<Success, FileError> setModificationDate(const std::filesystem::path& path,

@@ -24,6 +24,8 @@ const std::filesystem::path cacheDirectory = "/home/user/.cache/Glimmerwick";
 const std::filesystem::path bundled = bundle / "manifest.json";
 const std::filesystem::path cached = cacheDirectory / "manifest.json";
 const std::filesystem::path unfinished = cacheDirectory / "manifest.json.seed";
+const std::filesystem::path bundledImages = bundle / "emojis";
+const std::filesystem::path cachedImages = cacheDirectory / "emojis";
 
 class BundledCatalogueTests : public testing::Test {
 protected:
@@ -263,6 +265,145 @@ TEST_F(BundledCatalogueTests, ReportsACacheThatCannotBeReplaced)
     EXPECT_EQ(problems, Problems{"bundled catalogue: cannot rename " + unfinished.string()});
 }
 
+class BundledImagesTests : public BundledCatalogueTests {
+protected:
+    void bundleImage(const std::string& name, const std::string& bytes)
+    {
+        fakes.fileSystem.files[bundledImages / name] = {bytes, std::nullopt};
+        fakes.fileSystem.directories.insert(bundledImages);
+    }
+
+    std::optional<std::string> cachedImage(const std::string& name) const
+    {
+        const auto found = fakes.fileSystem.files.find(cachedImages / name);
+        return found == fakes.fileSystem.files.end() ? std::nullopt : std::optional(found->second.bytes);
+    }
+};
+
+TEST_F(BundledImagesTests, AreCopiedIntoACacheThatLacksThem)
+{
+    bundleImage("1facd.png", "PNG orca");
+    bundleImage("1f6d8.png", "PNG landslide");
+
+    seed();
+
+    EXPECT_EQ(cachedImage("1facd.png"), "PNG orca");
+    EXPECT_EQ(cachedImage("1f6d8.png"), "PNG landslide");
+    EXPECT_EQ(fakes.fileSystem.directories.count(cachedImages), 1U);
+    EXPECT_EQ(fakes.fileSystem.files.size(), 6U) << "two manifests, two images twice, nothing unfinished";
+    EXPECT_EQ(problems, Problems{});
+}
+
+TEST_F(BundledImagesTests, NeverReplaceOneThatTheCacheHas)
+{
+    const auto date = std::chrono::sys_days(std::chrono::year(2026) / 11 / 20);
+    fakes.fileSystem.files[cachedImages / "1facd.png"] = {"fetched", date};
+    bundleImage("1facd.png", "PNG orca");
+
+    seed();
+
+    EXPECT_EQ(cachedImage("1facd.png"), "fetched");
+    EXPECT_EQ(fakes.fileSystem.files.at(cachedImages / "1facd.png").modificationDate, date);
+}
+
+TEST_F(BundledImagesTests, AreNotWrittenAgainByTheNextStart)
+{
+    bundleImage("1facd.png", "PNG orca");
+    seed();
+    fakes.fileSystem.writeCount = 0;
+
+    seed();
+
+    EXPECT_EQ(fakes.fileSystem.writeCount, 0);
+}
+
+TEST_F(BundledImagesTests, JoinAFetchedManifest)
+{
+    fakes.fileSystem.files[cached] = {"fetched", std::chrono::sys_days(std::chrono::year(2026) / 11 / 20)};
+    bundleImage("1facd.png", "PNG orca");
+
+    seed();
+
+    EXPECT_EQ(cacheFile().bytes, "fetched");
+    EXPECT_EQ(cachedImage("1facd.png"), "PNG orca");
+}
+
+TEST_F(BundledImagesTests, AreThePngFilesAlone)
+{
+    bundleImage("1facd.png", "PNG orca");
+    bundleImage("1facd.png.unfinished", "PN");
+    bundleImage("LICENSES.txt", "text");
+
+    seed();
+
+    EXPECT_EQ(cachedImage("1facd.png"), "PNG orca");
+    EXPECT_EQ(cachedImage("1facd.png.unfinished"), std::nullopt);
+    EXPECT_EQ(cachedImage("LICENSES.txt"), std::nullopt);
+}
+
+TEST_F(BundledImagesTests, ThatDoNotExistAreNoProblem)
+{
+    seed();
+
+    EXPECT_EQ(fakes.fileSystem.directories.count(cachedImages), 0U);
+    EXPECT_EQ(problems, Problems{});
+}
+
+TEST_F(BundledImagesTests, ThatCannotBeListedAreReported)
+{
+    bundleImage("1facd.png", "PNG orca");
+    fakes.fileSystem.unreadable = {bundledImages};
+
+    seed();
+
+    EXPECT_EQ(cachedImage("1facd.png"), std::nullopt);
+    EXPECT_EQ(problems, Problems{"bundled catalogue: cannot list folder " + bundledImages.string()});
+}
+
+TEST_F(BundledImagesTests, OneThatCannotBeReadDoesNotKeepTheOthersOut)
+{
+    bundleImage("1f6d8.png", "PNG landslide");
+    bundleImage("1facd.png", "PNG orca");
+    fakes.fileSystem.unreadable = {bundledImages / "1f6d8.png"};
+
+    seed();
+
+    EXPECT_EQ(cachedImage("1f6d8.png"), std::nullopt);
+    EXPECT_EQ(cachedImage("1facd.png"), "PNG orca");
+    EXPECT_EQ(problems, Problems{"bundled catalogue: cannot read " + (bundledImages / "1f6d8.png").string()});
+}
+
+TEST_F(BundledImagesTests, OneThatCannotBeWrittenDoesNotKeepTheOthersOut)
+{
+    bundleImage("1f6d8.png", "PNG landslide");
+    bundleImage("1fa8a.png", "PNG trombone");
+    bundleImage("1facd.png", "PNG orca");
+    fakes.fileSystem.unwritable = {cachedImages / "1f6d8.png.seed", cachedImages / "1fa8a.png"};
+
+    seed();
+
+    EXPECT_EQ(cachedImage("1f6d8.png"), std::nullopt);
+    EXPECT_EQ(cachedImage("1fa8a.png"), std::nullopt);
+    EXPECT_EQ(cachedImage("1facd.png"), "PNG orca");
+    EXPECT_EQ(problems,
+              (Problems{
+                  "bundled catalogue: cannot write " + (cachedImages / "1f6d8.png.seed").string(),
+                  "bundled catalogue: cannot rename " + (cachedImages / "1fa8a.png.seed").string(),
+              }));
+}
+
+TEST_F(BundledImagesTests, AFolderThatCannotBeMadeIsReportedAndTheManifestIsSeeded)
+{
+    bundleImage("1facd.png", "PNG orca");
+    fakes.fileSystem.unwritable = {cachedImages};
+
+    seed();
+
+    EXPECT_EQ(cacheFile().bytes, sampleManifestJson("1"));
+    EXPECT_EQ(cachedImage("1facd.png"), std::nullopt);
+    EXPECT_EQ(problems, Problems{"bundled catalogue: cannot create " + cachedImages.string()});
+}
+
 /// Runs full in the middle of a write, or ends the program's work before a date is set.
 class InterruptedFileSystem : public fakes::FakeFileSystem {
 public:
@@ -306,6 +447,24 @@ TEST_P(InterruptedSeedingTests, LeaveNothingThatLooksLikeACacheAndAreMadeUpForNe
 
     EXPECT_EQ(fileSystem.files.at(cached).bytes, sampleManifestJson("1"));
     EXPECT_FALSE(fileSystem.exists(unfinished));
+}
+
+TEST(InterruptedImageSeedingTests, LeavesNothingThatLooksLikeAnImageAndIsMadeUpForNextTime)
+{
+    InterruptedFileSystem fileSystem;
+    fileSystem.files[bundled] = {sampleManifestJson("1"), std::nullopt};
+    fileSystem.files[bundledImages / "1facd.png"] = {"PNG picture of an orca", std::nullopt};
+    fileSystem.directories = {bundledImages};
+    const auto ignore = [](std::string_view) {};
+
+    fileSystem.interruption = InterruptedFileSystem::Interruption::whileWriting;
+    BundledCatalogue::seed(fileSystem, bundle, cacheDirectory, ignore);
+    EXPECT_FALSE(fileSystem.exists(cachedImages / "1facd.png"));
+    fileSystem.interruption = InterruptedFileSystem::Interruption::none;
+    BundledCatalogue::seed(fileSystem, bundle, cacheDirectory, ignore);
+
+    EXPECT_EQ(fileSystem.files.at(cachedImages / "1facd.png").bytes, "PNG picture of an orca");
+    EXPECT_FALSE(fileSystem.exists(cachedImages / "1facd.png.seed"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Interruptions, InterruptedSeedingTests,
