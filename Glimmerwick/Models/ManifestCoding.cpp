@@ -1,5 +1,7 @@
 #include "Models/Manifest.h"
 
+#include "Models/UnicodeText.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <utility>
@@ -206,18 +208,19 @@ bool Node::expect(Json::value_t type, const char* typeName) const
     return true;
 }
 
-/// A member's name for a message: names are somebody else's text and may be of any length.
-std::string shortened(std::string_view name)
+/// A member's name for a message of one line: names are somebody else's text, of any length, with line breaks
+/// and controls.
+std::string readable(std::string_view name)
 {
     constexpr std::size_t longest = 64;
     if (name.size() <= longest) {
-        return std::string(name);
+        return unicode::escapedForLog(name);
     }
     std::size_t length = longest;
     while (length > 0 && (static_cast<unsigned char>(name[length]) & 0xc0) == 0x80) {
         --length;
     }
-    return std::string(name.substr(0, length)) + "...";
+    return unicode::escapedForLog(name.substr(0, length)) + "...";
 }
 
 std::string Node::path() const
@@ -228,7 +231,7 @@ std::string Node::path() const
     if (m_index != noIndex) {
         return m_parent->path() + "[" + std::to_string(m_index) + "]";
     }
-    return m_parent->m_parent ? m_parent->path() + "." + shortened(m_key) : shortened(m_key);
+    return m_parent->m_parent ? m_parent->path() + "." + readable(m_key) : readable(m_key);
 }
 
 template <typename T> Result<T, DecodingError> decodeDocument(std::string_view text, T (*read)(const Node&))

@@ -32,7 +32,9 @@ void Trie::insertShared(const std::string& word, const std::shared_ptr<const Emo
     end.isEndOfWord = true;
     const EmojiNumber number = numberOf(emoji);
     const std::uint32_t wordNumber = m_wordCounts[number]++;
-    if (std::ranges::find(end.emojis, number, &Entry::number) == end.emojis.end()) {
+    // Repetitions elsewhere in the list stay. They change no answer, and looking for them would take a time
+    // in the square of how many emoji share the word.
+    if (end.emojis.empty() || end.emojis.back().number != number) {
         end.emojis.push_back({number, wordNumber});
     }
 }

@@ -83,6 +83,7 @@ private:
     struct TrieNode {
         /// Sorted by character. Nearly every node has one child or none.
         std::vector<Edge> children;
+        /// As they were inserted; an emoji may stand here more than once.
         std::vector<Entry> emojis;
         bool isEndOfWord = false;
 

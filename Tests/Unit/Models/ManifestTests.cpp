@@ -177,6 +177,14 @@ TEST(Manifest, ShortensLongNamesInDescriptions)
     EXPECT_NE(description.find("expected object, found number"), std::string::npos);
 }
 
+TEST(Manifest, KeepsDescriptionsOnOneLine)
+{
+    EXPECT_EQ(
+        failureOf(
+            R"({"version": "", "lastUpdated": "", "categories": [], "emojis": {"a\nb\u2028\u0001": 1}})"),
+        R"(emojis.a\nb\u{2028}\u{1}: expected object, found number)");
+}
+
 TEST(Manifest, KeepsTheOrderOfACategoryAndDropsUnknownCodepoints)
 {
     const Manifest manifest = sampleManifest();

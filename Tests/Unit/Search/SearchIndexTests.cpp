@@ -319,6 +319,17 @@ TEST(SearchIndexTests, EqualRanksKeepCatalogueOrder)
                 ElementsAre(Pair("z", prefixKeyword), Pair("a", prefixKeyword), Pair("m", prefixKeyword)));
 }
 
+TEST(SearchIndexTests, PrefixMatchesOfOneKindKeepTheOrderOfTheTrie)
+{
+    const Catalogue catalogue({searchable("part", "hotel"), searchable("whole", "hot springs"),
+                               searchable("late", "sun", {"day", "hot"}),
+                               searchable("early", "fire", {"hot"})});
+
+    EXPECT_THAT(catalogue.search("hot"),
+                ElementsAre(Pair("early", exactKeyword), Pair("late", exactKeyword),
+                            Pair("whole", prefixName), Pair("part", prefixName)));
+}
+
 TEST(SearchIndexTests, EqualRanksOfDifferentKindsKeepTheOrderInWhichTheyWereFound)
 {
     const Catalogue nameFirst({searchable("1", "hoppx"), searchable("2", "unrelated", {"hoppy"})});

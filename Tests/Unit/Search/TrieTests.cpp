@@ -187,6 +187,40 @@ TEST_F(TrieTests, APrefixFromTheMiddleOfAWordFindsNothing)
     EXPECT_THAT(found("rinning"), IsEmpty());
 }
 
+TEST_F(TrieTests, AKeywordFindsWhatTheMiddleOfTheNameDoesNot)
+{
+    trie.insert("grinning face", grinning);
+    trie.insert("cat face", catFace);
+    trie.insert("face", grinning);
+
+    EXPECT_THAT(found("face"), ElementsAre("1f600"));
+    EXPECT_THAT(found("fac"), ElementsAre("1f600"));
+}
+
+TEST_F(TrieTests, AnEmptyWordLeavesWordsAndTheirOrderAsTheyAre)
+{
+    trie.insert("pet", cat);
+    trie.insert("", catFace);
+    trie.insert("pet", catFace);
+    trie.insert("", cat);
+
+    EXPECT_THAT(found("pet"), ElementsAre("1f408", "1f431"));
+    EXPECT_THAT(found("p"), ElementsAre("1f408", "1f431"));
+    EXPECT_THAT(found(""), IsEmpty());
+}
+
+TEST_F(TrieTests, OfAWordInsertedTwiceTheFirstTimeCounts)
+{
+    trie.insert("pet", cat);
+    trie.insert("dog", catFace);
+    trie.insert("pet", catFace);
+    trie.insert("animal", cat);
+    trie.insert("pet", cat);
+
+    EXPECT_THAT(found("pet"), ElementsAre("1f408", "1f431"));
+    EXPECT_EQ(trie.getEmojis("pet").size(), 2u);
+}
+
 TEST_F(TrieTests, SpacesAndPunctuationAreCharactersLikeAnyOther)
 {
     trie.insert("o'clock: 5 (five)", cat);
