@@ -2,6 +2,8 @@
 
 #include "Models/UnicodeText.h"
 
+#include <algorithm>
+
 namespace glimmerwick {
 
 namespace {
@@ -13,24 +15,52 @@ std::vector<std::string> characters(std::string_view text)
     return unicode::graphemeClusters(unicode::canonical(text));
 }
 
+// Whether every byte is a character. A carriage return may be one together with a line feed.
+bool isCharacterByCharacter(std::string_view text)
+{
+    return std::ranges::all_of(
+        text, [](char byte) { return static_cast<unsigned char>(byte) < 0x80 && byte != '\r'; });
+}
+
 } // namespace
+
+GraphemeTable::GraphemeTable()
+{
+    for (GraphemeId ascii = 0; ascii < asciiCount; ++ascii) {
+        const std::string character(1, static_cast<char>(ascii));
+        m_ids.emplace(character, ascii);
+        m_partsOfWords.push_back(unicode::startsWithLetterOrDigit(character));
+    }
+}
 
 std::vector<GraphemeId> GraphemeTable::intern(std::string_view text)
 {
     std::vector<GraphemeId> ids;
+    intern(text, ids);
+    return ids;
+}
+
+void GraphemeTable::intern(std::string_view text, std::vector<GraphemeId>& into)
+{
+    if (isCharacterByCharacter(text)) {
+        into.insert(into.end(), text.begin(), text.end());
+        return;
+    }
     for (std::string& character : characters(text)) {
         const auto next = static_cast<GraphemeId>(m_ids.size());
         const auto [entry, isNew] = m_ids.try_emplace(std::move(character), next);
         if (isNew) {
             m_partsOfWords.push_back(unicode::startsWithLetterOrDigit(entry->first));
         }
-        ids.push_back(entry->second);
+        into.push_back(entry->second);
     }
-    return ids;
 }
 
 std::vector<GraphemeId> GraphemeTable::lookUp(std::string_view text) const
 {
+    if (isCharacterByCharacter(text)) {
+        return {text.begin(), text.end()};
+    }
     std::vector<GraphemeId> ids;
     std::unordered_map<std::string, GraphemeId> unknown;
     for (std::string& character : characters(text)) {

@@ -15,8 +15,13 @@ using GraphemeId = std::uint32_t;
 /// Canonically equivalent characters share a number. Any thread may read while none writes.
 class GraphemeTable {
 public:
+    GraphemeTable();
+
     /// The text's characters; new ones are given a number. Letter case is kept.
     std::vector<GraphemeId> intern(std::string_view text);
+
+    /// The same, appended, which spares an allocation for each of many words.
+    void intern(std::string_view text, std::vector<GraphemeId>& into);
 
     /// The text's characters without adding any: one that the table lacks gets a number that nothing in the
     /// table has, the same one wherever it occurs in the text.
@@ -29,6 +34,8 @@ private:
     std::unordered_map<std::string, GraphemeId> m_ids;
     /// By character.
     std::vector<bool> m_partsOfWords;
+    /// Nearly all characters of nearly all words, known from the start: by byte, which is the number too.
+    static constexpr GraphemeId asciiCount = 128;
 };
 
 } // namespace glimmerwick

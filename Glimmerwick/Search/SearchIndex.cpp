@@ -4,8 +4,9 @@
 #include "Search/EditDistance.h"
 
 #include <algorithm>
-#include <string_view>
-#include <unordered_map>
+#include <optional>
+#include <span>
+#include <tuple>
 #include <utility>
 
 namespace glimmerwick {
@@ -15,47 +16,38 @@ namespace {
 constexpr std::size_t enoughPrefixMatches = 10;
 constexpr int fuzzyThreshold = 2;
 
+Trie filledTrie(const std::shared_ptr<const SearchIndex::Emojis>& emojis)
+{
+    Trie trie;
+    trie.insertAll(emojis);
+    return trie;
+}
+
 bool startsWith(Vocabulary::Word word, Vocabulary::Word prefix)
 {
     return word.size() >= prefix.size() && std::ranges::equal(word.first(prefix.size()), prefix);
 }
 
+/// A fuzzy match by one word. The name decides before any keyword, then the closest keyword.
+struct FuzzyMatch {
+    std::size_t emojiNumber;
+    bool isByKeyword;
+    int distance;
+
+    auto operator<=>(const FuzzyMatch&) const = default;
+};
+
 } // namespace
 
-SearchIndex::SearchIndex(std::shared_ptr<const Emojis> allEmojis, TrieContents trieContents)
-    : m_allEmojis(std::move(allEmojis))
+SearchIndex::SearchIndex(std::shared_ptr<const Emojis> allEmojis)
+    : m_allEmojis(std::move(allEmojis)), m_trie(filledTrie(m_allEmojis)), m_similarWords(m_trie.vocabulary())
 {
-    addWords();
-    if (trieContents == TrieContents::allWords) {
-        fillTrie();
-    }
-}
-
-void SearchIndex::addWords()
-{
-    std::unordered_map<std::string_view, WordId> known;
-    const auto add = [&](const std::string& word) {
-        const auto [entry, isNew] = known.try_emplace(word, 0);
-        if (isNew) {
-            entry->second = m_vocabulary.add(word);
-        }
-        m_words.push_back(entry->second);
-    };
-    for (const Emoji& emoji : *m_allEmojis) {
-        m_firstWords.push_back(m_words.size());
-        add(emoji.name);
-        std::ranges::for_each(emoji.keywords, add);
-    }
-    m_firstWords.push_back(m_words.size());
-}
-
-void SearchIndex::fillTrie()
-{
-    for (const Emoji& emoji : *m_allEmojis) {
-        const std::shared_ptr<const Emoji> shared(m_allEmojis, &emoji);
-        m_trie.insertShared(emoji.name, shared);
-        for (const std::string& keyword : emoji.keywords) {
-            m_trie.insertShared(keyword, shared);
+    for (std::size_t number = 0; number < m_allEmojis->size(); ++number) {
+        const Emoji& emoji = (*m_allEmojis)[number];
+        m_wordCount += 1 + emoji.keywords.size();
+        const bool hasEmptyKeyword = std::ranges::any_of(emoji.keywords, &std::string::empty);
+        if (emoji.name.empty() || hasEmptyKeyword) {
+            m_emptyWords.push_back({number, emoji.name.empty()});
         }
     }
 }
@@ -66,58 +58,88 @@ std::vector<SearchIndex::ScoredEmoji> SearchIndex::search(const std::string& que
     if (trimmed.empty()) {
         return {};
     }
-    auto results = prefixMatches(trimmed);
-    if (results.size() < enoughPrefixMatches) {
-        std::vector<bool> seen(m_allEmojis->size());
-        for (const ScoredEmoji& result : results) {
-            seen[numberOf(*result.emoji)] = true;
-        }
-        for (const ScoredEmoji& match : performFuzzySearchWithScores(trimmed, fuzzyThreshold)) {
-            if (!seen[numberOf(*match.emoji)]) {
+    const auto characters = vocabulary().characters(trimmed);
+    auto results = prefixMatches(characters);
+    const std::size_t prefixMatchCount = results.size();
+    if (prefixMatchCount < enoughPrefixMatches) {
+        for (const ScoredEmoji& match : performFuzzySearchWithScores(Word(characters), fuzzyThreshold)) {
+            const auto end = results.begin() + static_cast<std::ptrdiff_t>(prefixMatchCount);
+            if (std::find_if(results.begin(), end,
+                             [&](const ScoredEmoji& seen) { return seen.emoji == match.emoji; })
+                == end) {
                 results.push_back(match);
             }
         }
     }
-    std::ranges::stable_sort(results, {}, &ScoredEmoji::matchType);
-    results.resize(std::min(results.size(), maxResults));
-    return results;
+    return bestOf(std::move(results));
 }
 
-std::vector<SearchIndex::ScoredEmoji> SearchIndex::prefixMatches(const std::string& query) const
+std::vector<SearchIndex::ScoredEmoji> SearchIndex::bestOf(std::vector<ScoredEmoji> found)
 {
-    const auto characters = m_vocabulary.characters(query);
+    std::ranges::stable_sort(found, {}, &ScoredEmoji::matchType);
+    found.resize(std::min(found.size(), maxResults));
+    return found;
+}
+
+std::vector<SearchIndex::ScoredEmoji> SearchIndex::prefixMatches(Word query) const
+{
+    struct Candidate {
+        MatchType matchType;
+        Trie::Match match;
+    };
+    std::vector<Candidate> candidates;
+    for (const Trie::Match& match : m_trie.matches(query)) {
+        candidates.push_back({classifyMatch(match), match});
+    }
+    // Of thousands of matches only the first are shown.
+    const auto best =
+        candidates.begin() + static_cast<std::ptrdiff_t>(std::min(candidates.size(), maxResults));
+    std::ranges::partial_sort(candidates, best, {}, [](const Candidate& candidate) {
+        return std::tuple(candidate.matchType.priority(), candidate.match.closeness, candidate.match.number);
+    });
     std::vector<ScoredEmoji> matches;
-    for (const Emoji* emoji : m_trie.matches(query)) {
-        matches.push_back({emoji, classifyMatch(Word(characters), *emoji)});
+    for (const Candidate& candidate : std::span(candidates.begin(), best)) {
+        matches.push_back({candidate.match.emoji, candidate.matchType});
     }
     return matches;
 }
 
-MatchType SearchIndex::classifyMatch(const std::string& query, const Emoji& emoji) const
+MatchType SearchIndex::classifyMatch(const Trie::Match& match)
 {
-    const auto characters = m_vocabulary.characters(query);
-    return classifyMatch(Word(characters), emoji);
+    // The first of its words that begins with the query decides, and that is the one the match names. Only
+    // where the name is empty is the first word a keyword.
+    const auto [wordNumber, endsInsideWord, missing] = match.closeness;
+    if (wordNumber == 0 && !match.emoji->name.empty()) {
+        return {missing == 0 ? MatchType::Kind::exactName : MatchType::Kind::prefixName};
+    }
+    return {missing == 0 ? MatchType::Kind::exactKeyword : MatchType::Kind::prefixKeyword};
 }
 
-MatchType SearchIndex::classifyMatch(Word query, const Emoji& emoji) const
+MatchType SearchIndex::classifyMatch(const std::string& query, const Emoji& emoji) const
 {
-    const EmojiWords words = wordsOf(numberOf(emoji));
-    const Word name = m_vocabulary.word(words.name);
-    if (startsWith(name, query)) {
-        return {name.size() == query.size() ? MatchType::Kind::exactName : MatchType::Kind::prefixName};
+    const auto characters = vocabulary().characters(query);
+    const auto charactersOf = [&](const std::string& word) {
+        return vocabulary().characters(unicode::lowercased(word));
+    };
+    const auto fuzzyMatch = [&](const std::string& word) {
+        const int distance = levenshteinDistance(characters, charactersOf(word), fuzzyThreshold);
+        return distance <= fuzzyThreshold ? std::optional(distance) : std::nullopt;
+    };
+
+    if (const auto name = charactersOf(emoji.name); startsWith(name, characters)) {
+        return {name.size() == characters.size() ? MatchType::Kind::exactName : MatchType::Kind::prefixName};
     }
-    for (const WordId id : words.keywords) {
-        const Word keyword = m_vocabulary.word(id);
-        if (startsWith(keyword, query)) {
-            const bool isWhole = keyword.size() == query.size();
+    for (const std::string& word : emoji.keywords) {
+        if (const auto keyword = charactersOf(word); startsWith(keyword, characters)) {
+            const bool isWhole = keyword.size() == characters.size();
             return {isWhole ? MatchType::Kind::exactKeyword : MatchType::Kind::prefixKeyword};
         }
     }
-    if (const auto distance = fuzzyMatch(query, name, fuzzyThreshold)) {
+    if (const auto distance = fuzzyMatch(emoji.name)) {
         return {MatchType::Kind::fuzzyName, *distance};
     }
-    for (const WordId id : words.keywords) {
-        if (const auto distance = fuzzyMatch(query, m_vocabulary.word(id), fuzzyThreshold)) {
+    for (const std::string& keyword : emoji.keywords) {
+        if (const auto distance = fuzzyMatch(keyword)) {
             return {MatchType::Kind::fuzzyKeyword, *distance};
         }
     }
@@ -127,49 +149,35 @@ MatchType SearchIndex::classifyMatch(Word query, const Emoji& emoji) const
 std::vector<SearchIndex::ScoredEmoji> SearchIndex::performFuzzySearchWithScores(const std::string& query,
                                                                                 int threshold) const
 {
-    const auto characters = m_vocabulary.characters(query);
-    std::vector<std::optional<int>> distances(m_vocabulary.size());
-    for (std::size_t id = 0; id < distances.size(); ++id) {
-        distances[id] = fuzzyMatch(characters, m_vocabulary.word(static_cast<WordId>(id)), threshold);
+    return performFuzzySearchWithScores(Word(vocabulary().characters(query)), threshold);
+}
+
+std::vector<SearchIndex::ScoredEmoji> SearchIndex::performFuzzySearchWithScores(Word query,
+                                                                                int threshold) const
+{
+    std::vector<FuzzyMatch> found;
+    for (const auto& [word, distance] : m_similarWords.within(query, threshold)) {
+        m_trie.forEachPosting(word, [&](Trie::Posting posting) {
+            const bool isName = posting.wordNumber == 0 && !(*m_allEmojis)[posting.number].name.empty();
+            found.push_back({posting.number, !isName, distance});
+        });
+    }
+    if (const int distance = levenshteinDistance(query, Word(), threshold); distance <= threshold) {
+        for (const auto& [emojiNumber, isNameEmpty] : m_emptyWords) {
+            found.push_back({emojiNumber, !isNameEmpty, distance});
+        }
     }
 
+    std::ranges::sort(found);
+    const auto repeated = std::ranges::unique(found, {}, &FuzzyMatch::emojiNumber);
+    found.erase(repeated.begin(), repeated.end());
     std::vector<ScoredEmoji> matches;
-    for (std::size_t number = 0; number < m_allEmojis->size(); ++number) {
-        const EmojiWords words = wordsOf(number);
-        const Emoji* emoji = &(*m_allEmojis)[number];
-        if (const auto distance = distances[words.name]) {
-            matches.push_back({emoji, {MatchType::Kind::fuzzyName, *distance}});
-            continue;
-        }
-        std::optional<int> closest;
-        for (const WordId id : words.keywords) {
-            if (distances[id] && (!closest || *distances[id] < *closest)) {
-                closest = distances[id];
-            }
-        }
-        if (closest) {
-            matches.push_back({emoji, {MatchType::Kind::fuzzyKeyword, *closest}});
-        }
+    matches.reserve(found.size());
+    for (const auto& [emojiNumber, isByKeyword, distance] : found) {
+        const auto kind = isByKeyword ? MatchType::Kind::fuzzyKeyword : MatchType::Kind::fuzzyName;
+        matches.push_back({&(*m_allEmojis)[emojiNumber], {kind, distance}});
     }
     return matches;
-}
-
-std::optional<int> SearchIndex::fuzzyMatch(Word query, Word candidate, int threshold) const
-{
-    const int distance = levenshteinDistance(query, candidate, threshold);
-    return distance <= threshold ? std::optional(distance) : std::nullopt;
-}
-
-SearchIndex::EmojiWords SearchIndex::wordsOf(std::size_t emojiNumber) const
-{
-    const std::size_t begin = m_firstWords[emojiNumber];
-    const std::size_t end = m_firstWords[emojiNumber + 1];
-    return {m_words[begin], std::span(m_words).subspan(begin + 1, end - begin - 1)};
-}
-
-std::size_t SearchIndex::numberOf(const Emoji& emoji) const
-{
-    return static_cast<std::size_t>(&emoji - m_allEmojis->data());
 }
 
 } // namespace glimmerwick

@@ -2,25 +2,21 @@
 
 #include "Models/Emoji.h"
 #include "Search/MatchType.h"
+#include "Search/SimilarWords.h"
 #include "Search/Trie.h"
-#include "Search/Vocabulary.h"
 
 #include <cstddef>
 #include <memory>
-#include <optional>
-#include <span>
 #include <string>
 #include <vector>
 
 namespace glimmerwick {
 
-/// The catalogue made ready for searching: its words lower-cased and split once, and the prefix trie.
-/// Immutable once made, so any thread may search.
+/// The catalogue made ready for searching: its words lower-cased, split and sorted once. Immutable once made,
+/// so any thread may search.
 class SearchIndex {
 public:
     using Emojis = std::vector<Emoji>;
-
-    enum class TrieContents { allWords, nothing };
 
     /// An emoji of the catalogue that was given to the constructor.
     struct ScoredEmoji {
@@ -30,21 +26,26 @@ public:
 
     static constexpr std::size_t maxResults = 50;
 
-    /// Each codepoint occurs once among the emoji. With an empty trie only the fuzzy matches are found.
-    explicit SearchIndex(std::shared_ptr<const Emojis> allEmojis,
-                         TrieContents trieContents = TrieContents::allWords);
+    /// Each codepoint occurs once among the emoji.
+    explicit SearchIndex(std::shared_ptr<const Emojis> allEmojis);
+    SearchIndex(const SearchIndex&) = delete;
+    SearchIndex& operator=(const SearchIndex&) = delete;
 
     /// Names and keywords, repeated and empty ones counted too.
-    std::size_t wordCount() const { return m_words.size(); }
+    std::size_t wordCount() const { return m_wordCount; }
 
     /// The best matches, at most `maxResults`, best first. Equal ranks keep the order in which they were
-    /// found: prefix matches before fuzzy ones, each in catalogue order.
+    /// found: prefix matches in the order of the trie, then fuzzy ones in catalogue order.
     std::vector<ScoredEmoji> search(const std::string& query) const;
+
+    /// The first `maxResults` by rank; equal ranks keep their order.
+    static std::vector<ScoredEmoji> bestOf(std::vector<ScoredEmoji> found);
 
     /// The queries below are lower-case already.
 
-    /// How one emoji of the catalogue matches. An earlier keyword that begins with the query wins over a
-    /// later one that equals it.
+    /// How one emoji of the catalogue matches, by all the rules. An earlier keyword that begins with the
+    /// query wins over a later one that equals it. A search needs the rules for prefixes alone and reads
+    /// their answer off the trie.
     MatchType classifyMatch(const std::string& query, const Emoji& emoji) const;
 
     /// The emoji with a word at most the threshold away, in catalogue order.
@@ -52,31 +53,25 @@ public:
 
 private:
     using Word = Vocabulary::Word;
-    using WordId = Vocabulary::WordId;
 
-    /// The words of one emoji; every emoji has a name.
-    struct EmojiWords {
-        WordId name;
-        std::span<const WordId> keywords;
+    /// An emoji that has empty words: the trie has none, but a short query is a few edits away from them.
+    struct EmptyWords {
+        std::size_t emojiNumber;
+        bool isNameEmpty;
     };
 
-    void addWords();
-    void fillTrie();
-    EmojiWords wordsOf(std::size_t emojiNumber) const;
-    std::size_t numberOf(const Emoji& emoji) const;
-
-    std::vector<ScoredEmoji> prefixMatches(const std::string& query) const;
-    MatchType classifyMatch(Word query, const Emoji& emoji) const;
-    std::optional<int> fuzzyMatch(Word query, Word candidate, int threshold) const;
+    static MatchType classifyMatch(const Trie::Match& match);
+    std::vector<ScoredEmoji> performFuzzySearchWithScores(Word query, int threshold) const;
+    /// The best `maxResults` of the prefix stage, best first.
+    std::vector<ScoredEmoji> prefixMatches(Word query) const;
+    const Vocabulary& vocabulary() const { return m_trie.vocabulary(); }
 
     std::shared_ptr<const Emojis> m_allEmojis;
-    /// Many emoji share a keyword: each is split, and compared with a query, once.
-    Vocabulary m_vocabulary;
-    /// Of every emoji in turn its name, then its keywords.
-    std::vector<WordId> m_words;
-    /// Where each emoji's words begin in m_words; one entry more than there are emoji.
-    std::vector<std::size_t> m_firstWords;
-    Trie m_trie;
+    /// Its emoji numbers are the places in m_allEmojis.
+    const Trie m_trie;
+    const SimilarWords m_similarWords;
+    std::vector<EmptyWords> m_emptyWords;
+    std::size_t m_wordCount = 0;
 };
 
 } // namespace glimmerwick

@@ -3,10 +3,11 @@
 #include "Models/UnicodeText.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace glimmerwick {
 
-Trie::Trie() : m_nodes(1) { }
+Trie::Trie() = default;
 Trie::~Trie() = default;
 Trie::Trie(Trie&&) noexcept = default;
 Trie& Trie::operator=(Trie&&) noexcept = default;
@@ -14,78 +15,70 @@ Trie& Trie::operator=(Trie&&) noexcept = default;
 void Trie::insert(const std::string& word, const Emoji& emoji)
 {
     const auto known = m_numbers.find(emoji.codepoint);
-    insertShared(word,
-                 known != m_numbers.end() ? m_emojis[known->second] : std::make_shared<const Emoji>(emoji));
+    const auto added =
+        add(word, known != m_numbers.end() ? m_emojis[known->second] : std::make_shared<const Emoji>(emoji));
+    if (added && added->isNew) {
+        const auto place = std::ranges::upper_bound(
+            m_order, added->word, [&](WordId left, WordId right) { return comesBefore(left, right); });
+        m_order.insert(place, added->word);
+    }
 }
 
-void Trie::insertShared(const std::string& word, const std::shared_ptr<const Emoji>& emoji)
+void Trie::insertAll(const std::shared_ptr<const std::vector<Emoji>>& emojis)
 {
-    const auto characters = m_graphemes.intern(unicode::lowercased(word));
-    if (characters.empty()) {
-        return;
+    for (const Emoji& emoji : *emojis) {
+        const std::shared_ptr<const Emoji> shared(emojis, &emoji);
+        // An emoji whose words are all empty has a place in the order, too.
+        numberOf(shared);
+        const auto addWord = [&](const std::string& word) {
+            if (const auto added = add(word, shared); added && added->isNew) {
+                m_order.push_back(added->word);
+            }
+        };
+        addWord(emoji.name);
+        std::ranges::for_each(emoji.keywords, addWord);
     }
-    NodeIndex node = 0;
-    for (const GraphemeId character : characters) {
-        node = childFor(node, character);
-    }
-    TrieNode& end = m_nodes[node];
-    end.isEndOfWord = true;
-    const EmojiNumber number = numberOf(emoji);
-    const std::uint32_t wordNumber = m_wordCounts[number]++;
-    // Repetitions elsewhere in the list stay. They change no answer, and looking for them would take a time
-    // in the square of how many emoji share the word.
-    if (end.emojis.empty() || end.emojis.back().number != number) {
-        end.emojis.push_back({number, wordNumber});
-    }
+    sortOrder();
+    m_vocabulary.shrink();
+    m_order.shrink_to_fit();
+    m_chains.shrink_to_fit();
+    m_postings.shrink_to_fit();
 }
 
 std::vector<Emoji> Trie::search(const std::string& prefix) const
 {
     const std::string lowercased = unicode::lowercased(prefix);
-    const TrieNode* node = lowercased.empty() ? nullptr : findNode(lowercased);
+    const auto node = lowercased.empty() ? std::nullopt : findNode(lowercased);
     return node ? getAllEmojis(*node) : std::vector<Emoji>();
 }
 
-std::vector<const Emoji*> Trie::matches(const std::string& prefix) const
+std::vector<Trie::Match> Trie::matches(Word prefix) const
 {
-    const std::string lowercased = unicode::lowercased(prefix);
-    const TrieNode* node = lowercased.empty() ? nullptr : findNode(lowercased);
-    return node ? emojisBelow(*node) : std::vector<const Emoji*>();
+    const auto node = prefix.empty() ? std::nullopt : findNode(prefix);
+    if (!node) {
+        return {};
+    }
+    std::vector<Match> matches;
+    for (const Found& found : collectEmojis(*node)) {
+        matches.push_back({m_emojis[found.number].get(), found.number, found.closeness});
+    }
+    return matches;
 }
 
 bool Trie::contains(const std::string& word) const
 {
-    const TrieNode* node = findNode(unicode::lowercased(word));
-    return node && node->isEndOfWord;
+    const auto node = findNode(unicode::lowercased(word));
+    return node && wordEndingAt(*node);
 }
 
 std::unordered_set<Emoji> Trie::getEmojis(const std::string& word) const
 {
     std::unordered_set<Emoji> emojis;
-    if (const TrieNode* node = findNode(unicode::lowercased(word))) {
-        for (const Entry& entry : node->emojis) {
-            emojis.insert(*m_emojis[entry.number]);
-        }
+    const auto node = findNode(unicode::lowercased(word));
+    if (const auto ending = node ? wordEndingAt(*node) : std::nullopt) {
+        forEachPosting(*ending, [&](Posting posting) { emojis.insert(*m_emojis[posting.number]); });
     }
     return emojis;
-}
-
-std::vector<Trie::Edge>::const_iterator Trie::TrieNode::position(GraphemeId character) const
-{
-    return std::ranges::lower_bound(children, character, {}, &Edge::character);
-}
-
-Trie::NodeIndex Trie::childFor(NodeIndex parent, GraphemeId character)
-{
-    auto& children = m_nodes[parent].children;
-    const auto position = m_nodes[parent].position(character);
-    if (position != children.end() && position->character == character) {
-        return position->child;
-    }
-    const auto child = static_cast<NodeIndex>(m_nodes.size());
-    children.insert(position, Edge{character, child});
-    m_nodes.emplace_back();
-    return child;
 }
 
 Trie::EmojiNumber Trie::numberOf(const std::shared_ptr<const Emoji>& emoji)
@@ -99,69 +92,138 @@ Trie::EmojiNumber Trie::numberOf(const std::shared_ptr<const Emoji>& emoji)
     return entry->second;
 }
 
-const Trie::TrieNode* Trie::findNode(const std::string& text) const
+std::optional<Trie::Added> Trie::add(const std::string& word, const std::shared_ptr<const Emoji>& emoji)
 {
-    const TrieNode* node = &m_nodes.front();
-    for (const GraphemeId character : m_graphemes.lookUp(text)) {
-        const auto position = node->position(character);
-        if (position == node->children.end() || position->character != character) {
-            return nullptr;
-        }
-        node = &m_nodes[position->child];
+    if (word.empty()) {
+        return std::nullopt;
     }
-    return node;
+    const WordId id = m_vocabulary.add(word);
+    const bool isNew = id == m_chains.size();
+    if (isNew) {
+        m_chains.emplace_back();
+    }
+    const EmojiNumber number = numberOf(emoji);
+    const std::uint32_t wordNumber = m_wordCounts[number]++;
+    Chain& chain = m_chains[id];
+    // The same word again for the same emoji says nothing new. Further back it may stand a second time, which
+    // costs a little memory; looking for it would make a word that many emoji share slow.
+    if (chain.last == none || m_postings[chain.last].posting.number != number) {
+        const auto place = static_cast<std::uint32_t>(m_postings.size());
+        m_postings.push_back({{number, wordNumber}, none});
+        (chain.last == none ? chain.first : m_postings[chain.last].next) = place;
+        chain.last = place;
+    }
+    return Added{id, isNew};
 }
 
-void Trie::collectEmojis(const TrieNode& from, EmojiSet& into) const
+bool Trie::comesBefore(WordId left, WordId right) const
 {
-    struct Unvisited {
-        const TrieNode* node;
-        bool endsInsideWord;
-        std::uint32_t depth;
+    return std::ranges::lexicographical_compare(m_vocabulary.word(left), m_vocabulary.word(right));
+}
+
+void Trie::sortOrder()
+{
+    // Most words differ in their first four characters, and those fit beside the word: comparing them spares
+    // two looks at memory far away.
+    struct Entry {
+        std::uint64_t beginning;
+        WordId word;
     };
-    std::vector<Unvisited> unvisited{{&from, false, 0}};
-    while (!unvisited.empty()) {
-        const auto [node, endsInsideWord, depth] = unvisited.back();
-        unvisited.pop_back();
-        for (const Entry& entry : node->emojis) {
-            const Closeness found{entry.wordNumber, endsInsideWord, depth};
-            auto& closest = into[entry.number];
-            closest = closest ? std::min(*closest, found) : found;
+    constexpr GraphemeId greatest = 0xffff;
+    std::vector<Entry> entries;
+    entries.reserve(m_order.size());
+    for (const WordId id : m_order) {
+        const Word word = m_vocabulary.word(id);
+        std::uint64_t beginning = 0;
+        for (std::size_t at = 0; at < 4; ++at) {
+            beginning = beginning << 16 | (at < word.size() ? std::min(word[at] + 1, greatest) : 0);
         }
-        for (const Edge& edge : node->children) {
-            const bool isInside = depth == 0 ? m_graphemes.isPartOfWord(edge.character) : endsInsideWord;
-            unvisited.push_back({&m_nodes[edge.child], isInside, depth + 1});
-        }
+        entries.push_back({beginning, id});
     }
+    std::ranges::sort(entries, [&](const Entry& left, const Entry& right) {
+        return left.beginning != right.beginning ? left.beginning < right.beginning
+                                                 : comesBefore(left.word, right.word);
+    });
+    std::ranges::transform(entries, m_order.begin(), &Entry::word);
 }
 
-std::vector<const Emoji*> Trie::emojisBelow(const TrieNode& from) const
+std::optional<Trie::TrieNode> Trie::findNode(Word characters) const
 {
-    EmojiSet collected(m_emojis.size());
-    collectEmojis(from, collected);
-    std::vector<EmojiNumber> numbers;
-    for (std::size_t number = 0; number < collected.size(); ++number) {
-        if (collected[number]) {
-            numbers.push_back(static_cast<EmojiNumber>(number));
-        }
+    const auto beginning = [&](WordId id) {
+        const Word word = m_vocabulary.word(id);
+        return word.first(std::min(word.size(), characters.size()));
+    };
+    const auto isBefore = [](Word left, Word right) {
+        return std::ranges::lexicographical_compare(left, right);
+    };
+    const auto range = std::ranges::equal_range(m_order, characters, isBefore, beginning);
+    if (range.empty() && !characters.empty()) {
+        return std::nullopt;
     }
-    std::ranges::stable_sort(numbers, {}, [&](EmojiNumber number) { return *collected[number]; });
+    const auto place = [&](auto at) { return static_cast<std::size_t>(at - m_order.begin()); };
+    return TrieNode{place(range.begin()), place(range.end()), characters.size()};
+}
 
-    std::vector<const Emoji*> emojis;
-    emojis.reserve(numbers.size());
-    for (const EmojiNumber number : numbers) {
-        emojis.push_back(m_emojis[number].get());
+std::optional<Trie::TrieNode> Trie::findNode(const std::string& lowercasedText) const
+{
+    return findNode(Word(m_vocabulary.characters(lowercasedText)));
+}
+
+std::optional<Trie::WordId> Trie::wordEndingAt(const TrieNode& node) const
+{
+    // The shortest of the words with a common beginning stands first.
+    if (node.depth == 0 || m_vocabulary.word(m_order[node.begin]).size() != node.depth) {
+        return std::nullopt;
     }
-    return emojis;
+    return m_order[node.begin];
+}
+
+std::vector<Trie::Found> Trie::collectEmojis(const TrieNode& from) const
+{
+    std::vector<Found> found;
+    for (std::size_t at = from.begin; at < from.end; ++at) {
+        const Word word = m_vocabulary.word(m_order[at]);
+        const bool endsInsideWord = word.size() > from.depth && m_vocabulary.isPartOfWord(word[from.depth]);
+        const auto missing = static_cast<std::uint32_t>(word.size() - from.depth);
+        forEachPosting(m_order[at], [&](Posting posting) {
+            found.push_back({{posting.wordNumber, endsInsideWord, missing}, posting.number});
+        });
+    }
+    return onceEach(std::move(found));
 }
 
 std::vector<Emoji> Trie::getAllEmojis(const TrieNode& from) const
 {
+    std::vector<Found> sorted = collectEmojis(from);
+    std::ranges::sort(sorted);
     std::vector<Emoji> emojis;
-    for (const Emoji* emoji : emojisBelow(from)) {
-        emojis.push_back(*emoji);
+    for (const Found& found : sorted) {
+        emojis.push_back(*m_emojis[found.number]);
     }
     return emojis;
+}
+
+std::vector<Trie::Found> Trie::onceEach(std::vector<Found> found) const
+{
+    // A table of all emoji is the faster way when many are found, and the slower when few are of many.
+    if (found.size() < m_emojis.size() / 8) {
+        std::ranges::sort(found, {}, [](const Found& one) { return std::pair(one.number, one.closeness); });
+        const auto repeated = std::ranges::unique(found, {}, &Found::number);
+        found.erase(repeated.begin(), repeated.end());
+        return found;
+    }
+    constexpr Closeness far = {none, true, none};
+    std::vector<Closeness> closest(m_emojis.size(), far);
+    for (const Found& one : found) {
+        closest[one.number] = std::min(closest[one.number], one.closeness);
+    }
+    found.clear();
+    for (std::size_t number = 0; number < closest.size(); ++number) {
+        if (closest[number] != far) {
+            found.push_back({closest[number], static_cast<EmojiNumber>(number)});
+        }
+    }
+    return found;
 }
 
 } // namespace glimmerwick

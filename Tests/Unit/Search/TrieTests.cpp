@@ -300,26 +300,55 @@ TEST_F(TrieTests, TheEmojiOfAWordAreThoseOfExactlyThatWord)
     EXPECT_THAT(trie.getEmojis("dog"), IsEmpty());
 }
 
-TEST_F(TrieTests, ASharedEmojiIsNotCopied)
+TEST_F(TrieTests, InsertingAllIsInsertingNamesAndKeywordsOneByOne)
 {
-    const auto shared = std::make_shared<const Emoji>(cat);
-    trie.insertShared("cat", shared);
-    trie.insertShared("kitty", shared);
-    trie.insert("pet", cat);
+    const auto emojis = std::make_shared<const std::vector<Emoji>>(
+        std::vector{searchable("1", "cat face", {"pet", "Cat", "", "pet"}),
+                    searchable("2", "", {"dog", "pet"}), searchable("3", ""), searchable("4", "CAT")});
+    Trie oneByOne;
+    for (const Emoji& emoji : *emojis) {
+        oneByOne.insert(emoji.name, emoji);
+        for (const std::string& keyword : emoji.keywords) {
+            oneByOne.insert(keyword, emoji);
+        }
+    }
+    trie.insertAll(emojis);
 
-    EXPECT_THAT(trie.matches("CAT"), ElementsAre(shared.get()));
-    EXPECT_THAT(trie.matches("pet"), ElementsAre(shared.get()));
-    EXPECT_THAT(trie.matches(""), IsEmpty());
-    EXPECT_THAT(trie.matches("dog"), IsEmpty());
+    for (const std::string prefix : {"c", "cat", "cat ", "p", "pet", "d", "x", ""}) {
+        EXPECT_EQ(found(prefix), codepoints(oneByOne.search(prefix))) << prefix;
+    }
+    EXPECT_TRUE(trie.contains("dog"));
+    EXPECT_FALSE(trie.contains("do"));
 }
 
-TEST_F(TrieTests, TheTrieKeepsItsEmojiAlive)
+TEST_F(TrieTests, MatchesTellTheBestWordOfEachEmoji)
 {
-    auto shared = std::make_shared<const Emoji>(cat);
-    trie.insertShared("cat", shared);
+    const auto emojis = std::make_shared<const std::vector<Emoji>>(
+        std::vector{searchable("1", "hotel"), searchable("2", "stove", {"hot plate", "hot"})});
+    trie.insertAll(emojis);
 
-    shared.reset();
+    const auto matches = trie.matches(trie.vocabulary().characters("hot"));
 
+    ASSERT_EQ(matches.size(), 2u);
+    EXPECT_EQ(matches[0].emoji, &emojis->at(0));
+    EXPECT_EQ(matches[0].number, 0u);
+    EXPECT_EQ(matches[0].closeness, (Trie::Closeness{0, true, 2}));
+    EXPECT_EQ(matches[1].emoji, &emojis->at(1));
+    EXPECT_EQ(matches[1].closeness, (Trie::Closeness{1, false, 6}));
+    EXPECT_THAT(trie.matches({}), IsEmpty());
+    EXPECT_THAT(trie.matches(trie.vocabulary().characters("dog")), IsEmpty());
+}
+
+TEST_F(TrieTests, InsertingAllSharesTheEmojiAndKeepsThemAlive)
+{
+    auto emojis = std::make_shared<const std::vector<Emoji>>(std::vector{cat});
+    trie.insertAll(emojis);
+    const Emoji* shared = &emojis->front();
+    emojis.reset();
+
+    const auto matches = trie.matches(trie.vocabulary().characters("cat"));
+    ASSERT_EQ(matches.size(), 1u);
+    EXPECT_EQ(matches[0].emoji, shared);
     EXPECT_THAT(found("cat"), ElementsAre("1f408"));
 }
 
