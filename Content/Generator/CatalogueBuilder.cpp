@@ -11,6 +11,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
+#include <unordered_map>
 #include <unordered_set>
 
 namespace glimmerwick {
@@ -42,6 +44,11 @@ constexpr std::array<CategoryStyle, 9> categoryStyles = {{
     {"flags", "flags", "Flags", "1f3f3-fe0f", "flag"},
 }};
 constexpr std::string_view symbolFallback = "circle";
+constexpr std::string_view flagGroup = "flags";
+
+/// What is left of phrases that the sources take apart ("for you", "it's raining").
+constexpr std::array<std::string_view, 14> fragments = {"a",  "an", "and", "at",  "for", "from", "in",
+                                                        "of", "on", "or",  "st.", "the", "to",   "you"};
 
 const EmojiGroup* findGroup(std::span<const EmojiGroup> groups, std::string_view slug)
 {
@@ -79,6 +86,49 @@ std::vector<std::string> byAgreement(const std::vector<std::string>& library,
     std::ranges::stable_partition(words, [&](const auto& word) { return tagged.contains(searchWord(word)); });
     words.insert(words.end(), tags.begin(), tags.end());
     return words;
+}
+
+bool isCountryCode(const std::string& word)
+{
+    return word.size() == 2 && std::isupper(static_cast<unsigned char>(word[0]))
+        && std::isupper(static_cast<unsigned char>(word[1]));
+}
+
+std::vector<std::string> withoutFragments(std::vector<std::string> words)
+{
+    std::erase_if(words, [](const std::string& word) {
+        const std::string lower = searchWord(word);
+        const bool isPossessive = lower.find(' ') == std::string::npos && lower.ends_with("'s");
+        return !isCountryCode(word) && (isPossessive || std::ranges::count(fragments, lower) > 0);
+    });
+    return words;
+}
+
+/// The words that stand in many names and seldom in the tags, in whatever language: they join others and tell
+/// nothing. Some would hide a country's code ("de").
+std::unordered_set<std::string> joiningWords(std::span<const EmojiGroup> groups)
+{
+    constexpr int manyNames = 12;
+    constexpr int seldom = 4;
+    std::unordered_map<std::string, int> inNames;
+    std::unordered_map<std::string, int> inTags;
+    for (const EmojiGroup& group : groups) {
+        for (const EmojiRecord& emoji : group.emojis) {
+            for (const std::string& word : wordsOf(emoji.name)) {
+                ++inNames[word];
+            }
+            for (const std::string& tag : emoji.tags) {
+                ++inTags[searchWord(tag)];
+            }
+        }
+    }
+    std::unordered_set<std::string> joining;
+    for (const auto& [word, count] : inNames) {
+        if (count >= manyNames && inTags[word] < count / seldom) {
+            joining.insert(word);
+        }
+    }
+    return joining;
 }
 
 /// Half the world gives its emoticons a nose: ":)" and ":-)".
@@ -140,7 +190,7 @@ Result<std::string, GeneratorError> CatalogueBuilder::build(const Edition& editi
         return Failure(GeneratorError{"the data has another number of groups than there are categories"});
     }
 
-    const Words owned = ownedWords();
+    const WordRules rules{ownedWords(), joiningWords(m_english), joiningWords(m_local)};
     Json categories = Json::array();
     Json emojis = Json::object();
     for (const CategoryStyle& style : categoryStyles) {
@@ -153,11 +203,12 @@ Result<std::string, GeneratorError> CatalogueBuilder::build(const Edition& editi
         for (std::size_t at = 0; at < english->emojis.size(); ++at) {
             const EmojiRecord& emoji = local->emojis[at];
             const std::string codepoint = key(emoji.text);
-            emojis[codepoint] = {{"char", emoji.text},
-                                 {"name", emoji.name},
-                                 {"keywords", keywords(english->emojis[at], emoji, owned)},
-                                 {"category", style.id},
-                                 {"skinTones", m_sequences.acceptsEveryTone(codepoint)}};
+            emojis[codepoint] = {
+                {"char", emoji.text},
+                {"name", emoji.name},
+                {"keywords", keywords(english->emojis[at], emoji, rules, claims(emoji, *english))},
+                {"category", style.id},
+                {"skinTones", m_sequences.acceptsEveryTone(codepoint)}};
             keys.push_back(codepoint);
         }
         categories.push_back({{"id", style.id},
@@ -185,11 +236,26 @@ std::string CatalogueBuilder::key(const std::string& text) const
     return m_sequences.acceptsEveryTone(bare) ? bare : qualified;
 }
 
+CatalogueBuilder::Words CatalogueBuilder::claims(const EmojiRecord& emoji, const EmojiGroup& group) const
+{
+    const std::vector<std::string>& synonyms = m_synonyms.words(emoji.text);
+    const bool isFlag = group.slug == flagGroup;
+    Words claims(synonyms.begin(), isFlag || synonyms.empty() ? synonyms.end() : synonyms.begin() + 1);
+    if (isFlag) {
+        claims.insert(subjectOf(emoji.name));
+    }
+    return claims;
+}
+
 CatalogueBuilder::Words CatalogueBuilder::ownedWords() const
 {
     Words owned;
+    std::unordered_map<std::string, int> claimCounts;
     for (const EmojiGroup& group : m_local) {
         for (const EmojiRecord& emoji : group.emojis) {
+            for (const std::string& word : claims(emoji, group)) {
+                ++claimCounts[word];
+            }
             const std::string name = searchWord(emoji.name);
             for (const std::string& word : m_synonyms.words(emoji.text)) {
                 if (name.starts_with(word)) {
@@ -198,29 +264,34 @@ CatalogueBuilder::Words CatalogueBuilder::ownedWords() const
             }
         }
     }
+    for (const auto& [word, count] : claimCounts) {
+        if (count == 1) {
+            owned.insert(word);
+        }
+    }
     return owned;
 }
 
 std::vector<std::string> CatalogueBuilder::keywords(const EmojiRecord& english, const EmojiRecord& local,
-                                                    const Words& owned) const
+                                                    const WordRules& rules, const Words& claimed) const
 {
     SearchWords words(local.name);
     if (&english != &local) {
         words.addSubjectOf(local.name);
-        words.addPartsOf(local.name);
+        words.addPartsOf(local.name, rules.localJoiningWords);
         words.add(local.tags);
         words.add(local.shortcodes);
         words.add({english.name});
     }
-    const std::vector<std::string>& synonyms = m_synonyms.words(english.text);
     words.addSubjectOf(english.name);
-    words.addAsTheyAre(synonyms);
+    words.addAsTheyAre(m_synonyms.words(english.text));
     words.addAsTheyAre(withNoses(english.emoticons));
     words.add(english.shortcodes);
-    words.addPartsOf(english.name);
-    words.add(byAgreement(english.libraryWords, english.tags));
+    words.addPartsOf(english.name, rules.englishJoiningWords);
+    words.add(withoutFragments(byAgreement(english.libraryWords, english.tags)));
     words.addAsTheyAre(underscored(english.shortcodes));
-    words.yield(owned, synonyms.empty() ? "" : synonyms.front());
+    words.remove(m_synonyms.unwanted(english.text));
+    words.yield(rules.owned, claimed);
     return words.ordered();
 }
 
@@ -232,7 +303,7 @@ Result<Success, GeneratorError> CatalogueBuilder::checkSynonyms() const
             known.insert(emoji.text);
         }
     }
-    for (const auto& [emoji, words] : m_synonyms.all()) {
+    for (const std::string& emoji : m_synonyms.emojis()) {
         if (!known.contains(emoji)) {
             return Failure(GeneratorError{"synonyms for " + emoji + " (" + codepointString(emoji)
                                           + "), which is no emoji of the catalogue"});

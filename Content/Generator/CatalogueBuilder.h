@@ -41,10 +41,22 @@ public:
 private:
     using Words = std::unordered_set<std::string>;
 
-    /// The synonyms that the name of an emoji with that synonym begins with.
+    /// What the words of every emoji are chosen by.
+    struct WordRules {
+        /// Left to the emoji that claims them, and to those whose names begin with them.
+        Words owned;
+        /// Left out of the parts of names: "with", "de".
+        Words englishJoiningWords;
+        Words localJoiningWords;
+    };
+
+    /// The words that say which emoji is meant: the first of its synonyms; of a flag all of them, and the
+    /// country.
+    Words claims(const EmojiRecord& emoji, const EmojiGroup& group) const;
+    /// The words that one emoji alone claims, and the synonyms that the name of their emoji begins with.
     Words ownedWords() const;
     std::vector<std::string> keywords(const EmojiRecord& english, const EmojiRecord& local,
-                                      const Words& owned) const;
+                                      const WordRules& rules, const Words& claimed) const;
     Result<Success, GeneratorError> checkSynonyms() const;
 
     std::span<const EmojiGroup> m_english;

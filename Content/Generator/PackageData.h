@@ -35,7 +35,7 @@ struct EmojiGroup {
     std::vector<EmojiRecord> emojis;
 };
 
-/// The English words of every emoji; another locale lacks emoticons and the library's words.
+/// The library's words are English.
 inline constexpr std::string_view englishLocale = "en";
 
 /// Reads the npm packages unpacked below the folder. Fails for a package or locale that is not there and for

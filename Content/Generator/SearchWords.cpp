@@ -8,14 +8,12 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <ranges>
 #include <sstream>
 
 namespace glimmerwick {
 
 namespace {
-
-constexpr std::array<std::string_view, 12> smallWords = {"a",  "an",  "and", "in",   "of", "on",
-                                                         "or", "the", "to",  "with", "&",  "-"};
 
 constexpr UChar32 typographicMarks[] = {0x201C, 0x201D, 0xAE, 0x2122, 0xFE0F};
 
@@ -74,21 +72,6 @@ std::string trimmedOfParentheses(std::string word)
     return word;
 }
 
-std::vector<std::string> wordsBehindTheFirst(std::string_view name)
-{
-    std::vector<std::string> words;
-    std::istringstream stream{std::string(name)};
-    std::string word;
-    stream >> word;
-    while (stream >> word) {
-        word = trimmedOfParentheses(searchWord(word));
-        if (std::ranges::count(smallWords, word) == 0) {
-            words.push_back(word);
-        }
-    }
-    return words;
-}
-
 } // namespace
 
 std::string searchWord(std::string_view raw)
@@ -121,6 +104,22 @@ std::string withoutPunctuation(std::string_view word)
         }
     });
     return utf8(plain.trim());
+}
+
+std::string subjectOf(std::string_view name)
+{
+    const auto colon = name.find(": ");
+    return colon == std::string_view::npos ? "" : searchWord(name.substr(colon + 2));
+}
+
+std::vector<std::string> wordsOf(std::string_view name)
+{
+    std::vector<std::string> words;
+    std::istringstream stream{std::string(name)};
+    for (std::string word; stream >> word;) {
+        words.push_back(trimmedOfParentheses(searchWord(word)));
+    }
+    return words;
 }
 
 std::string codepointString(std::string_view text)
@@ -157,17 +156,17 @@ void SearchWords::addAsTheyAre(const std::vector<std::string>& words)
 
 void SearchWords::addSubjectOf(std::string_view name)
 {
-    if (const auto colon = name.find(": "); colon != std::string_view::npos) {
-        addOne(searchWord(name.substr(colon + 2)));
-    }
+    addOne(subjectOf(name));
 }
 
-void SearchWords::addPartsOf(std::string_view name)
+void SearchWords::addPartsOf(std::string_view name, const std::unordered_set<std::string>& leftOut)
 {
     addOne(searchWord(name));
     addOne(withoutPunctuation(searchWord(name)));
-    for (std::string& word : wordsBehindTheFirst(name)) {
-        addOne(std::move(word));
+    for (const std::string& word : wordsOf(name) | std::views::drop(1)) {
+        if (!leftOut.contains(word) && !withoutPunctuation(word).empty()) {
+            addOne(word);
+        }
     }
 }
 
@@ -178,7 +177,13 @@ void SearchWords::addOne(std::string word)
     }
 }
 
-void SearchWords::yield(const std::unordered_set<std::string>& owned, std::string_view claim)
+void SearchWords::remove(const std::vector<std::string>& words)
+{
+    std::erase_if(m_words, [&](const std::string& word) { return std::ranges::count(words, word) > 0; });
+}
+
+void SearchWords::yield(const std::unordered_set<std::string>& owned,
+                        const std::unordered_set<std::string>& claims)
 {
     const std::string plainName = withoutPunctuation(m_name);
     std::vector<std::string> words = std::move(m_words);
@@ -186,7 +191,7 @@ void SearchWords::yield(const std::unordered_set<std::string>& owned, std::strin
     m_known.clear();
     for (std::string& word : words) {
         // Where the name begins with the word, the name decides the rank.
-        const bool yields = owned.contains(word) && word != claim && !m_name.starts_with(word);
+        const bool yields = owned.contains(word) && !claims.contains(word) && !m_name.starts_with(word);
         addOne(yields ? word + " " + plainName : std::move(word));
     }
 }

@@ -14,6 +14,12 @@ std::string searchWord(std::string_view raw);
 /// The letters and digits of a word with single blanks between them, for telling repetitions.
 std::string withoutPunctuation(std::string_view word);
 
+/// What stands behind the colon of a name: the country of "flag: Chile". Empty where there is none.
+std::string subjectOf(std::string_view name);
+
+/// The words between the blanks of a name, as search words, without parentheses.
+std::vector<std::string> wordsOf(std::string_view name);
+
 /// The text as a codepoint string.
 std::string codepointString(std::string_view text);
 
@@ -32,15 +38,17 @@ public:
     /// Adds what stands behind the colon of a name: the country of "flag: Chile".
     void addSubjectOf(std::string_view name);
 
-    /// Adds the name as somebody types it, with and without its punctuation, and the words behind its first:
-    /// the name itself is found from its beginning only.
-    void addPartsOf(std::string_view name);
+    /// Adds the name as somebody types it, with and without its punctuation, and the words behind its first
+    /// but those to leave out: the name itself is found from its beginning only.
+    void addPartsOf(std::string_view name, const std::unordered_set<std::string>& leftOut = {});
 
-    /// Leaves words to the emoji that are meant by them, but for this emoji's claim: each becomes the
+    void remove(const std::vector<std::string>& words);
+
+    /// Leaves words to the emoji that are meant by them, but for this emoji's claims: each becomes the
     /// beginning of a longer keyword, "party" of the balloon "party balloon". A whole keyword ranks before
     /// the beginning of a name, so without this every emoji with the keyword would come before the party
     /// popper.
-    void yield(const std::unordered_set<std::string>& owned, std::string_view claim);
+    void yield(const std::unordered_set<std::string>& owned, const std::unordered_set<std::string>& claims);
 
     /// Ranking stops at the first keyword that begins with the query, so a keyword never stands behind a
     /// longer one that begins with it: its exact match would be taken for a mere beginning. A phrase waits

@@ -2,6 +2,7 @@
 
 #include "Models/UnicodeText.h"
 
+#include <algorithm>
 #include <sstream>
 #include <utility>
 
@@ -10,6 +11,7 @@ namespace glimmerwick {
 namespace {
 
 constexpr std::string_view separator = ", ";
+constexpr std::string_view unwantedMark = "not:";
 
 /// Empty when the list has an empty word.
 std::vector<std::string> splitWords(std::string_view list)
@@ -51,7 +53,15 @@ Result<Synonyms, GeneratorError> Synonyms::parse(std::string_view text, const st
         if (words.empty()) {
             return fail("not an emoji, a blank and words separated by \", \"");
         }
-        if (!synonyms.m_words.emplace(line.substr(0, blank), std::move(words)).second) {
+        const auto unwanted = std::ranges::stable_partition(
+            words, [](const std::string& word) { return !word.starts_with(unwantedMark); });
+        Line parsed;
+        for (const std::string& word : unwanted) {
+            parsed.unwanted.push_back(word.substr(unwantedMark.size()));
+        }
+        words.erase(unwanted.begin(), unwanted.end());
+        parsed.words = std::move(words);
+        if (!synonyms.m_lines.emplace(line.substr(0, blank), std::move(parsed)).second) {
             return fail("a second line for " + line.substr(0, blank));
         }
     }
@@ -60,9 +70,28 @@ Result<Synonyms, GeneratorError> Synonyms::parse(std::string_view text, const st
 
 const std::vector<std::string>& Synonyms::words(const std::string& emoji) const
 {
-    static const std::vector<std::string> none;
-    const auto found = m_words.find(emoji);
-    return found == m_words.end() ? none : found->second;
+    return line(emoji).words;
+}
+
+const std::vector<std::string>& Synonyms::unwanted(const std::string& emoji) const
+{
+    return line(emoji).unwanted;
+}
+
+std::vector<std::string> Synonyms::emojis() const
+{
+    std::vector<std::string> emojis;
+    for (const auto& [emoji, words] : m_lines) {
+        emojis.push_back(emoji);
+    }
+    return emojis;
+}
+
+const Synonyms::Line& Synonyms::line(const std::string& emoji) const
+{
+    static const Line none;
+    const auto found = m_lines.find(emoji);
+    return found == m_lines.end() ? none : found->second;
 }
 
 } // namespace glimmerwick

@@ -131,6 +131,55 @@ TEST_F(CatalogueBuilderTests, LeavesAWordToTheEmojiWhoseNameBeginsWithIt)
     EXPECT_THAT(built.emoji("1f388")->keywords, Not(Contains("party")));
 }
 
+TEST_F(CatalogueBuilderTests, LeavesAWordToTheOnlyEmojiThatClaimsIt)
+{
+    const Manifest built = manifest("🎈 party, red\n");
+
+    EXPECT_THAT(built.emoji("1f388")->keywords, Contains("party"));
+    // The name decides there.
+    EXPECT_THAT(built.emoji("1f389")->keywords, Contains("party"));
+
+    const Manifest greeting = manifest("👋 happy\n");
+    EXPECT_THAT(greeting.emoji("1f44b")->keywords, Contains("happy"));
+    EXPECT_THAT(greeting.emoji("1f600")->keywords, Contains("happy grinning face"));
+
+    const Manifest both = manifest("👋 happy\n🎈 happy\n");
+    EXPECT_THAT(both.emoji("1f600")->keywords, Contains("happy"));
+}
+
+TEST_F(CatalogueBuilderTests, LeavesTheCountryToItsFlag)
+{
+    add(0, {"❤️", "red heart", {"chile", "chilean"}, {}, {}, {}});
+    const Manifest built = manifest("🇨🇱 cl, chilean\n");
+
+    EXPECT_THAT(built.emoji("2764-fe0f")->keywords,
+                ElementsAre("heart", "chile red heart", "chilean red heart"));
+}
+
+TEST_F(CatalogueBuilderTests, TakesUnwantedWordsAndFragmentsAway)
+{
+    add(0, {"❤️", "red heart", {"for", "car's", "AT", "love"}, {}, {}, {"you", "odd"}});
+    const Manifest built = manifest("❤️ not:odd\n");
+
+    EXPECT_THAT(built.emoji("2764-fe0f")->keywords, ElementsAre("heart", "at", "love"));
+}
+
+TEST_F(CatalogueBuilderTests, LeavesWordsOutThatJoinOthersInALanguage)
+{
+    std::vector<EmojiGroup> local = english;
+    for (int number = 0; number < 12; ++number) {
+        const std::string text = "emoji " + std::to_string(number);
+        english[4].emojis.push_back({text, "thing " + std::to_string(number), {}, {}, {}, {}});
+        local[4].emojis.push_back({text, "cosa de rojo " + std::to_string(number), {"rojo"}, {}, {}, {}});
+    }
+
+    const Manifest built = Manifest::decode(build(local, "").value()).value();
+
+    const auto keywords = built.emojis(built.categories()[4]).at(0).keywords;
+    EXPECT_THAT(keywords, Contains("rojo"));
+    EXPECT_THAT(keywords, Not(Contains("de")));
+}
+
 TEST_F(CatalogueBuilderTests, MergesTheEnglishWordsBehindThoseOfALocale)
 {
     std::vector<EmojiGroup> local = english;

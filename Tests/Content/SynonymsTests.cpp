@@ -8,6 +8,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::UnorderedElementsAre;
 
 Result<Synonyms, GeneratorError> parse(std::string_view text)
 {
@@ -24,7 +25,7 @@ TEST(Synonyms, AreListsOfWordsForAnEmoji)
     EXPECT_THAT(synonyms.value().words("❤️"), ElementsAre("<3"));
     EXPECT_THAT(synonyms.value().words("#️⃣"), ElementsAre("hash"));
     EXPECT_THAT(synonyms.value().words("🔥"), IsEmpty());
-    EXPECT_EQ(synonyms.value().all().size(), 3u);
+    EXPECT_THAT(synonyms.value().emojis(), UnorderedElementsAre("😂", "❤️", "#️⃣"));
 }
 
 TEST(Synonyms, ACommaWithoutABlankBelongsToTheWord)
@@ -33,6 +34,17 @@ TEST(Synonyms, ACommaWithoutABlankBelongsToTheWord)
 
     ASSERT_TRUE(synonyms);
     EXPECT_THAT(synonyms.value().words("😢"), ElementsAre(":,(", "tear"));
+}
+
+TEST(Synonyms, TakeWordsOfTheSourcesAway)
+{
+    const auto synonyms = parse("🔞 18, not:minor, adult, not:two words\n👎 -1\n");
+
+    ASSERT_TRUE(synonyms);
+    EXPECT_THAT(synonyms.value().words("🔞"), ElementsAre("18", "adult"));
+    EXPECT_THAT(synonyms.value().unwanted("🔞"), ElementsAre("minor", "two words"));
+    EXPECT_THAT(synonyms.value().words("👎"), ElementsAre("-1"));
+    EXPECT_THAT(synonyms.value().unwanted("👎"), IsEmpty());
 }
 
 TEST(Synonyms, RefuseALineOfAnotherForm)
