@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <ranges>
 #include <sstream>
 
 namespace glimmerwick {
@@ -163,7 +162,9 @@ void SearchWords::addPartsOf(std::string_view name, const std::unordered_set<std
 {
     addOne(searchWord(name));
     addOne(withoutPunctuation(searchWord(name)));
-    for (const std::string& word : wordsOf(name) | std::views::drop(1)) {
+    std::vector<std::string> parts = wordsOf(name);
+    parts.erase(parts.begin(), parts.begin() + std::min<std::ptrdiff_t>(1, std::ssize(parts)));
+    for (const std::string& word : parts) {
         if (!leftOut.contains(word) && !withoutPunctuation(word).empty()) {
             addOne(word);
         }

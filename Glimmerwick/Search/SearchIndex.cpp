@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <optional>
-#include <span>
 #include <tuple>
 #include <utility>
 
@@ -98,9 +97,9 @@ std::vector<SearchIndex::ScoredEmoji> SearchIndex::prefixMatches(Word query) con
         return std::tuple(candidate.matchType.priority(), candidate.match.closeness, candidate.match.number);
     });
     std::vector<ScoredEmoji> matches;
-    for (const Candidate& candidate : std::span(candidates.begin(), best)) {
+    std::for_each(candidates.begin(), best, [&](const Candidate& candidate) {
         matches.push_back({candidate.match.emoji, candidate.matchType});
-    }
+    });
     return matches;
 }
 
@@ -156,10 +155,10 @@ std::vector<SearchIndex::ScoredEmoji> SearchIndex::performFuzzySearchWithScores(
                                                                                 int threshold) const
 {
     std::vector<FuzzyMatch> found;
-    for (const auto& [word, distance] : m_similarWords.within(query, threshold)) {
-        m_trie.forEachPosting(word, [&](Trie::Posting posting) {
+    for (const SimilarWords::Hit& hit : m_similarWords.within(query, threshold)) {
+        m_trie.forEachPosting(hit.word, [&](Trie::Posting posting) {
             const bool isName = posting.wordNumber == 0 && !(*m_allEmojis)[posting.number].name.empty();
-            found.push_back({posting.number, !isName, distance});
+            found.push_back({posting.number, !isName, hit.distance});
         });
     }
     if (const int distance = levenshteinDistance(query, Word(), threshold); distance <= threshold) {
@@ -169,8 +168,10 @@ std::vector<SearchIndex::ScoredEmoji> SearchIndex::performFuzzySearchWithScores(
     }
 
     std::ranges::sort(found);
-    const auto repeated = std::ranges::unique(found, {}, &FuzzyMatch::emojiNumber);
-    found.erase(repeated.begin(), repeated.end());
+    const auto isSameEmoji = [](const FuzzyMatch& one, const FuzzyMatch& other) {
+        return one.emojiNumber == other.emojiNumber;
+    };
+    found.erase(std::unique(found.begin(), found.end(), isSameEmoji), found.end());
     std::vector<ScoredEmoji> matches;
     matches.reserve(found.size());
     for (const auto& [emojiNumber, isByKeyword, distance] : found) {

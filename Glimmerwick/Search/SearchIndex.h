@@ -34,8 +34,10 @@ public:
     /// Names and keywords, repeated and empty ones counted too.
     std::size_t wordCount() const { return m_wordCount; }
 
-    /// The best matches, at most `maxResults`, best first. Equal ranks keep the order in which they were
-    /// found: prefix matches in the order of the trie, then fuzzy ones in catalogue order.
+    /// The best matches of the query, trimmed and lower-cased, at most `maxResults`, best first; none for a
+    /// blank one. Emoji with a word that begins with it, and where those are fewer than ten, however short
+    /// the query, also emoji with a word at most two edits away. Equal ranks keep the order in which they
+    /// were found: prefix matches in the order of the trie, then fuzzy ones in catalogue order.
     std::vector<ScoredEmoji> search(const std::string& query) const;
 
     /// The first `maxResults` by rank; equal ranks keep their order.

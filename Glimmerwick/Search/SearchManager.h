@@ -43,7 +43,8 @@ public:
     /// Receives each debounced search's results on the main thread.
     std::function<void(std::vector<Emoji>)> onSearchResults;
 
-    /// Ranked search, synchronous. Before the index is there it finds only what fuzzy matching finds.
+    /// Ranked search, synchronous. Before the index is there each call makes one of its own: the same
+    /// results, some milliseconds later.
     std::vector<Emoji> search(const std::string& query) const;
 
     /// Searches after the debounce delay, unless another query comes first.

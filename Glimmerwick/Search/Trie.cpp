@@ -129,14 +129,19 @@ void Trie::sortOrder()
         std::uint64_t beginning;
         WordId word;
     };
-    constexpr GraphemeId greatest = 0xffff;
+    constexpr GraphemeId tooGreat = 0xffff;
     std::vector<Entry> entries;
     entries.reserve(m_order.size());
     for (const WordId id : m_order) {
         const Word word = m_vocabulary.word(id);
         std::uint64_t beginning = 0;
-        for (std::size_t at = 0; at < 4; ++at) {
-            beginning = beginning << 16 | (at < word.size() ? std::min(word[at] + 1, greatest) : 0);
+        // Behind a character that does not fit nothing may count: the words are compared whole then.
+        for (std::size_t at = 0; at < std::min<std::size_t>(word.size(), 4); ++at) {
+            const int place = 48 - 16 * static_cast<int>(at);
+            beginning |= std::uint64_t(std::min(word[at] + 1, tooGreat)) << place;
+            if (word[at] + 1 >= tooGreat) {
+                break;
+            }
         }
         entries.push_back({beginning, id});
     }
@@ -156,12 +161,13 @@ std::optional<Trie::TrieNode> Trie::findNode(Word characters) const
     const auto isBefore = [](Word left, Word right) {
         return std::ranges::lexicographical_compare(left, right);
     };
-    const auto range = std::ranges::equal_range(m_order, characters, isBefore, beginning);
-    if (range.empty() && !characters.empty()) {
+    const auto begin = std::ranges::lower_bound(m_order, characters, isBefore, beginning);
+    const auto end = std::ranges::upper_bound(m_order, characters, isBefore, beginning);
+    if (begin == end && !characters.empty()) {
         return std::nullopt;
     }
     const auto place = [&](auto at) { return static_cast<std::size_t>(at - m_order.begin()); };
-    return TrieNode{place(range.begin()), place(range.end()), characters.size()};
+    return TrieNode{place(begin), place(end), characters.size()};
 }
 
 std::optional<Trie::TrieNode> Trie::findNode(const std::string& lowercasedText) const
@@ -208,8 +214,10 @@ std::vector<Trie::Found> Trie::onceEach(std::vector<Found> found) const
     // A table of all emoji is the faster way when many are found, and the slower when few are of many.
     if (found.size() < m_emojis.size() / 8) {
         std::ranges::sort(found, {}, [](const Found& one) { return std::pair(one.number, one.closeness); });
-        const auto repeated = std::ranges::unique(found, {}, &Found::number);
-        found.erase(repeated.begin(), repeated.end());
+        const auto isSameEmoji = [](const Found& one, const Found& other) {
+            return one.number == other.number;
+        };
+        found.erase(std::unique(found.begin(), found.end(), isSameEmoji), found.end());
         return found;
     }
     constexpr Closeness far = {none, true, none};

@@ -55,7 +55,8 @@ public:
     Trie(Trie&&) noexcept;
     Trie& operator=(Trie&&) noexcept;
 
-    /// Indexes one word, lower-cased, for one emoji. An empty word changes nothing.
+    /// Indexes one word, lower-cased, for one emoji. An empty word changes nothing. Each new word moves those
+    /// behind it; `insertAll` is the way to insert many.
     void insert(const std::string& word, const Emoji& emoji);
 
     /// Inserts the name, then the keywords, of each emoji, sharing it. The same as inserting them one by one,

@@ -6,6 +6,7 @@
 #include "Models/Emoji.h"
 #include "Models/UnicodeText.h"
 #include "Search/SearchIndex.h"
+#include "Unit/Search/ReferenceSearch.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -81,11 +82,6 @@ std::string normalized(const std::string& query)
     return unicode::lowercased(unicode::trimmed(query));
 }
 
-bool isFuzzy(const MatchType& type)
-{
-    return type.kind == MatchType::Kind::fuzzyName || type.kind == MatchType::Kind::fuzzyKeyword;
-}
-
 void checkResults(const Matches& matches, const Emojis& emojis)
 {
     requireInvariant(matches.size() <= SearchIndex::maxResults, "at most 50 results");
@@ -109,27 +105,17 @@ void checkSame(const Matches& left, const Matches& right)
     requireInvariant(isSame, "the same query finds the same");
 }
 
-/// The trie finds prefixes its own way; comparing word by word must agree.
-void checkPrefixMatches(const SearchIndex& index, const std::string& query, const Matches& matches,
-                        const Emojis& emojis)
+/// The plain implementation computes whole tables of distances, so long queries would take it minutes.
+constexpr std::size_t longestCompared = 64;
+
+void checkAgainstReference(const Matches& matches, const Emojis& emojis, const std::string& query)
 {
-    const std::string characters = normalized(query);
-    const auto resultOf = [&](const Emoji& emoji) {
-        return std::ranges::find(matches, &emoji, &SearchIndex::ScoredEmoji::emoji);
-    };
-    for (const Emoji& emoji : emojis) {
-        const MatchType expected = index.classifyMatch(characters, emoji);
-        const auto result = resultOf(emoji);
-        if (result != matches.end()) {
-            requireInvariant(isFuzzy(result->matchType) == isFuzzy(expected),
-                             "an emoji is found by its prefix when a word has it");
-            requireInvariant(isFuzzy(expected) || result->matchType == expected,
-                             "a prefix match is classified alike");
-        } else {
-            requireInvariant(isFuzzy(expected) || matches.size() == SearchIndex::maxResults,
-                             "only better matches leave out a prefix match");
-        }
-    }
+    const std::vector<reference::Match> expected = reference::Search(emojis).search(query);
+    const bool isSame = std::ranges::equal(matches, expected, [&](const auto& one, const auto& other) {
+        return one.emoji == &emojis[other.emoji] && one.matchType.priority() == other.matchClass.priority()
+            && static_cast<int>(one.matchType.kind) == static_cast<int>(other.matchClass.kind);
+    });
+    requireInvariant(isSame, "the plain implementation finds the same");
 }
 
 void checkSearch(const std::shared_ptr<const Emojis>& emojis, const SearchIndex& index,
@@ -140,8 +126,8 @@ void checkSearch(const std::shared_ptr<const Emojis>& emojis, const SearchIndex&
     checkSame(matches, index.search(query));
     if (normalized(query).empty()) {
         requireInvariant(matches.empty(), "a blank query finds nothing");
-    } else {
-        checkPrefixMatches(index, query, matches, *emojis);
+    } else if (query.size() <= longestCompared) {
+        checkAgainstReference(matches, *emojis, query);
     }
 }
 

@@ -1,11 +1,14 @@
 #include "Search/Trie.h"
 
+#include "Models/SkinTone.h"
+
 #include "Unit/Search/SearchTestSupport.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <sstream>
 #include <string>
 #include <utility>
 
@@ -319,6 +322,26 @@ TEST_F(TrieTests, InsertingAllIsInsertingNamesAndKeywordsOneByOne)
     }
     EXPECT_TRUE(trie.contains("dog"));
     EXPECT_FALSE(trie.contains("do"));
+}
+
+TEST_F(TrieTests, InsertingAllSortsMoreCharactersThanSixteenBitsNumber)
+{
+    auto many = std::make_shared<std::vector<Emoji>>();
+    for (const std::string mark : {"-301", "-308"}) {
+        for (int ideograph = 0x20000; ideograph < 0x2A000; ++ideograph) {
+            std::ostringstream codepoint;
+            codepoint << std::hex << ideograph << mark;
+            // What follows must not outweigh the character.
+            const std::string end = ideograph % 2 == 0 ? "b" : "a";
+            many->push_back(
+                searchable(codepoint.str(), SkinTone::codepointToChar(codepoint.str()).value_or("") + end));
+        }
+    }
+    trie.insertAll(many);
+
+    for (const Emoji& emoji : *many) {
+        ASSERT_TRUE(trie.contains(emoji.name)) << emoji.codepoint;
+    }
 }
 
 TEST_F(TrieTests, MatchesTellTheBestWordOfEachEmoji)

@@ -325,13 +325,12 @@ TEST_F(SearchBarViewTests, deactivateGivesUpTheFocus)
 
 TEST_F(SearchBarViewTests, canBeMadeWithItsManager)
 {
-    const SearchManager& made = connectManager();
+    connectManager();
     bar = std::make_unique<SearchBarView>(*manager, fakes.platform);
 
     press(Qt::Key_W, "w");
     fakes.time.advance(50ms);
 
-    EXPECT_EQ(&made, manager.get());
     EXPECT_EQ(results.size(), 1U);
 }
 
@@ -354,9 +353,45 @@ TEST_F(SearchBarViewTests, aManagerThatHasGoneIsNotAskedAgain)
     manager.reset();
 
     press(Qt::Key_W, "w");
+    fakes.time.advance(50ms);
+    press(Qt::Key_Backspace);
     bar->clear();
 
     EXPECT_EQ(bar->searchText(), "");
+    EXPECT_THAT(results, IsEmpty());
+    EXPECT_EQ(clearedCount, 1);
+}
+
+TEST_F(SearchBarViewTests, arrowsUpAndDownAreLeftToTheGrid)
+{
+    for (const int key : {Qt::Key_Up, Qt::Key_Down}) {
+        QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier);
+        event.ignore();
+        QCoreApplication::sendEvent(&field(), &event);
+
+        EXPECT_FALSE(event.isAccepted()) << key;
+    }
+    EXPECT_THAT(delegate.calls, IsEmpty());
+}
+
+TEST_F(SearchBarViewTests, worksWithoutADelegate)
+{
+    connectManager();
+    bar->setDelegate(nullptr);
+
+    press(Qt::Key_W, "w");
+    press(Qt::Key_Return);
+    press(Qt::Key_Escape);
+    fakes.time.advance(50ms);
+
+    EXPECT_EQ(results.size(), 1U);
+    EXPECT_THAT(delegate.calls, IsEmpty());
+}
+
+TEST_F(SearchBarViewTests, theFieldIsReadableAndNeverLow)
+{
+    EXPECT_EQ(field().font().pixelSize(), 14);
+    EXPECT_GE(field().minimumHeight(), 28);
 }
 
 TEST_F(SearchBarViewTests, resultsForABarThatIsGoneNameNoObject)
