@@ -5,12 +5,15 @@
 
 #include "Models/Manifest.h"
 #include "Models/SkinTone.h"
+#include "Platform/Linux/Files.h"
 
 #include <array>
 #include <cstddef>
 #include <filesystem>
 #include <iostream>
 #include <map>
+#include <set>
+#include <string>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -22,6 +25,7 @@ namespace {
 constexpr std::array<std::string_view, 3> options = {"--packages", "--manifest", "--output"};
 constexpr std::string_view missingSwitch = "--missing-from-font";
 constexpr std::array<std::string_view, 1> switches = {missingSwitch};
+constexpr const char* imageExtension = ".png";
 
 enum class Selection { everything, missingFromFont };
 
@@ -58,6 +62,7 @@ public:
 
     void write(const WantedImage& wanted)
     {
+        m_wantedFiles.insert(fileName(wanted));
         if (const auto written = tryToWrite(wanted); !written) {
             std::cerr << wanted.codepoint << ": " << written.error().description << "\n";
             m_missing.push_back(wanted.codepoint);
@@ -69,6 +74,28 @@ public:
         std::cout << m_counts[ImageOrigin::installedFont] << " images from the installed font, "
                   << m_counts[ImageOrigin::icons] << " from the icons, " << m_counts[ImageOrigin::webFont]
                   << " from the web font\n";
+    }
+
+    /// Removes the images that write() was not called for. One that could not be made anew stays as it was,
+    /// and so does everything that is no image.
+    Result<Success, GeneratorError> removeOthers() const
+    {
+        const auto names = LocalFileSystem().regularFiles(m_folder);
+        if (!names) {
+            return Failure(GeneratorError{names.error().description});
+        }
+        for (const std::string& name : names.value()) {
+            const std::filesystem::path file = m_folder / name;
+            if (file.extension() != imageExtension || m_wantedFiles.contains(name)) {
+                continue;
+            }
+            std::error_code error;
+            std::filesystem::remove(file, error);
+            if (error) {
+                return Failure(GeneratorError{"cannot remove " + file.string() + ": " + error.message()});
+            }
+        }
+        return Success{};
     }
 
     Result<Success, GeneratorError> outcome() const
@@ -84,6 +111,8 @@ public:
     }
 
 private:
+    static std::string fileName(const WantedImage& wanted) { return wanted.codepoint + imageExtension; }
+
     Result<Success, GeneratorError> tryToWrite(const WantedImage& wanted)
     {
         if (wanted.text.empty()) {
@@ -93,7 +122,7 @@ private:
         if (!image) {
             return Failure(image.error());
         }
-        auto written = replaceFile(m_folder / (wanted.codepoint + ".png"), image.value().png);
+        auto written = replaceFile(m_folder / fileName(wanted), image.value().png);
         if (written) {
             ++m_counts[image.value().origin];
         }
@@ -102,6 +131,7 @@ private:
 
     ImageSources m_sources;
     std::filesystem::path m_folder;
+    std::set<std::string> m_wantedFiles;
     std::map<ImageOrigin, std::size_t> m_counts;
     std::vector<std::string> m_missing;
 };
@@ -170,6 +200,9 @@ Result<Success, GeneratorError> runImages(std::span<const std::string> words)
         }
     }
     writer.value().printCounts();
+    if (const auto removed = writer.value().removeOthers(); !removed) {
+        return removed;
+    }
     return writer.value().outcome();
 }
 

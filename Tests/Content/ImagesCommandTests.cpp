@@ -246,6 +246,58 @@ TEST_F(ImagesCommandTests, leavesEqualFilesAloneAndReplacesOthers)
     EXPECT_EQ(image("1f44d"), bitmap("\U0001F44D"));
 }
 
+TEST_F(ImagesCommandTests, removesTheImagesThatAreNoLongerWantedAndNothingElse)
+{
+    writeManifest({thumbsUp, keycap});
+    ASSERT_TRUE(run());
+    ASSERT_TRUE(replaceFile(output / "notes.txt", "kept"));
+    ASSERT_TRUE(replaceFile(output / "1f600.png.unfinished", "kept"));
+    std::filesystem::create_directories(output / "folder.png");
+    writeManifest({keycap});
+
+    const auto outcome = run();
+
+    ASSERT_TRUE(outcome) << outcome.error().description;
+    EXPECT_THAT(outputFiles(), ElementsAre("1f600.png.unfinished", "31-20e3.png", "folder.png", "notes.txt"));
+}
+
+TEST_F(ImagesCommandTests, removesOnTheSwitchWhatTheFontDraws)
+{
+    writeManifest({keycap, orca});
+    writeOrcaIcon();
+    ASSERT_TRUE(run());
+
+    const auto outcome = run({"--missing-from-font"});
+
+    ASSERT_TRUE(outcome) << outcome.error().description;
+    EXPECT_THAT(outputFiles(), ElementsAre("1facd.png"));
+}
+
+TEST_F(ImagesCommandTests, keepsTheOldImageOfWhatCannotBeDrawnAnew)
+{
+    writeManifest({orca});
+    writeOrcaIcon();
+    ASSERT_TRUE(run());
+    writeIcons("{}", R"({"icons": {}})");
+
+    const auto outcome = run();
+
+    ASSERT_FALSE(outcome);
+    EXPECT_EQ(outcome.error().description, "images are missing: 1facd");
+    EXPECT_THAT(outputFiles(), ElementsAre("1facd.png"));
+}
+
+TEST_F(ImagesCommandTests, removesNothingWithoutAReadableManifest)
+{
+    writeManifest({keycap});
+    ASSERT_TRUE(run());
+    ASSERT_TRUE(replaceFile(manifest, "{}"));
+
+    EXPECT_FALSE(run());
+
+    EXPECT_THAT(outputFiles(), ElementsAre("31-20e3.png"));
+}
+
 TEST_F(ImagesCommandTests, writesOnTheSwitchOnlyUntonedEmojiThatTheFontLacks)
 {
     writeManifest({thumbsUp, orca, trombone});
