@@ -198,7 +198,7 @@ void AppDelegate::applyManifest()
     if (m_searchBarView) {
         m_searchBarView->connect(*searchManager);
     }
-    // Only now may an earlier manager go: until here the search bar still pointed at it.
+    // An earlier manager goes only now, so that the search bar is never without one.
     m_searchManager = std::move(searchManager);
 }
 

@@ -122,6 +122,23 @@ TEST_F(SearchBarViewTests, deletingTheLastCharacterClearsAtOnceAndCancelsTheWait
     EXPECT_THAT(results, IsEmpty());
 }
 
+TEST_F(SearchBarViewTests, aSearchThatHasRunStillDeliversAfterTheFieldIsEmptied)
+{
+    connectManager();
+    press(Qt::Key_W, "w");
+    // Behind the search, and before what it posts.
+    const auto emptying = fakes.time.asyncAfter(50ms, [this] {
+        press(Qt::Key_Backspace);
+        EXPECT_THAT(results, IsEmpty());
+        EXPECT_EQ(clearedCount, 1);
+    });
+
+    fakes.time.advance(50ms);
+
+    EXPECT_EQ(clearedCount, 1);
+    EXPECT_EQ(results.size(), 1U);
+}
+
 TEST_F(SearchBarViewTests, aTextOfSpacesIsSearched)
 {
     connectManager();
@@ -292,6 +309,22 @@ TEST_F(SearchBarViewTests, menuHoldsQuitAlone)
     EXPECT_EQ(fakes.menuHost.terminateCount, 1);
     QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     EXPECT_EQ(bar->menu(), nullptr);
+}
+
+TEST_F(SearchBarViewTests, menuHangsFromTheLowerLeftCornerOfTheBar)
+{
+    QWidget window;
+    window.resize(320, 400);
+    bar->setParent(&window);
+    bar->move(8, 12);
+    bar->show();
+    window.show();
+
+    bar->findChild<QAbstractButton*>("menuButton")->click();
+
+    ASSERT_NE(bar->menu(), nullptr);
+    EXPECT_EQ(bar->menu()->mapTo(&window, QPoint(0, 0)), QPoint(8, 12 + bar->height()));
+    bar->setParent(nullptr);
 }
 
 TEST_F(SearchBarViewTests, menuClosesOnAClickElsewhere)
