@@ -1,8 +1,8 @@
 #include "EmojiFont.h"
 
-#include <fontconfig/fontconfig.h>
+#include "Platform/HarfBuzz/Handles.h"
+
 #include <hb-ot.h>
-#include <hb.h>
 
 #include <limits>
 #include <utility>
@@ -10,27 +10,6 @@
 namespace glimmerwick {
 
 namespace {
-
-struct BlobDeleter {
-    void operator()(hb_blob_t* blob) const { hb_blob_destroy(blob); }
-};
-struct FaceDeleter {
-    void operator()(hb_face_t* face) const { hb_face_destroy(face); }
-};
-struct FontDeleter {
-    void operator()(hb_font_t* font) const { hb_font_destroy(font); }
-};
-struct BufferDeleter {
-    void operator()(hb_buffer_t* buffer) const { hb_buffer_destroy(buffer); }
-};
-struct PatternDeleter {
-    void operator()(FcPattern* pattern) const { FcPatternDestroy(pattern); }
-};
-using BlobHandle = std::unique_ptr<hb_blob_t, BlobDeleter>;
-using FaceHandle = std::unique_ptr<hb_face_t, FaceDeleter>;
-using FontHandle = std::unique_ptr<hb_font_t, FontDeleter>;
-using BufferHandle = std::unique_ptr<hb_buffer_t, BufferDeleter>;
-using PatternHandle = std::unique_ptr<FcPattern, PatternDeleter>;
 
 constexpr const char* familyName = "Noto Color Emoji";
 /// Two regional indicators that are, and stay, no country's.
