@@ -21,8 +21,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr std::string_view variationSelector = "-fe0f";
-
 /// A category of the picker: the group it shows, its icon and its symbol (drawn in Resources/symbols).
 struct CategoryStyle {
     std::string_view group;

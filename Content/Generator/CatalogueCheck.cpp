@@ -22,7 +22,6 @@ using Json = nlohmann::json;
 
 constexpr std::array<std::string_view, 9> categoryIds = {"smileys",    "people",  "animals", "food", "travel",
                                                          "activities", "objects", "symbols", "flags"};
-constexpr std::string_view variationSelector = "-fe0f";
 
 /// A repeated member hides an emoji: decoding keeps one of the two.
 std::vector<std::string> repeatedMembers(std::string_view document)

@@ -21,8 +21,6 @@ using std::filesystem::path;
 /// The packages differ in where they write the variation selector, so emoji are matched without it.
 using MatchKey = std::string;
 
-constexpr std::string_view variationSelector = "-fe0f";
-
 /// Chat programs' shortcodes, the most widely typed first.
 constexpr std::array<std::string_view, 3> shortcodeSets = {"github", "emojibase", "iamcal"};
 

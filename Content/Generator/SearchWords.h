@@ -20,6 +20,9 @@ std::string subjectOf(std::string_view name);
 /// The words between the blanks of a name, as search words, without parentheses.
 std::vector<std::string> wordsOf(std::string_view name);
 
+/// U+FE0F as it stands in a codepoint string, behind the scalar that it makes a picture.
+inline constexpr std::string_view variationSelector = "-fe0f";
+
 /// The text as a codepoint string.
 std::string codepointString(std::string_view text);
 

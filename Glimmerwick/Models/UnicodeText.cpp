@@ -51,12 +51,6 @@ bool isAscii(std::string_view text)
     return std::all_of(text.begin(), text.end(), [](char byte) { return isAscii(byte); });
 }
 
-/// Each byte of such a text is one cluster: the only cluster within ASCII is CR LF.
-bool isPlainAscii(std::string_view text)
-{
-    return isAscii(text) && text.find('\r') == std::string_view::npos;
-}
-
 /// Setting an iterator up costs far more than a typical text, and it must not be shared between threads.
 icu::BreakIterator& characterIterator()
 {
@@ -164,6 +158,12 @@ bool startsWithOneOf(std::string_view text, std::uint32_t categories)
 }
 
 } // namespace
+
+bool isPlainAscii(std::string_view text)
+{
+    // The only cluster within ASCII is CR LF.
+    return isAscii(text) && text.find('\r') == std::string_view::npos;
+}
 
 bool isWellFormed(std::string_view text)
 {

@@ -17,6 +17,10 @@ std::string lowercased(std::string_view text);
 /// Without white space and newlines at both ends.
 std::string trimmed(std::string_view text);
 
+/// Whether each byte is a user-perceived character of its own, the case of nearly all words: ASCII without
+/// carriage returns.
+bool isPlainAscii(std::string_view text);
+
 /// The text split into user-perceived characters (extended grapheme clusters), in order.
 std::vector<std::string> graphemeClusters(std::string_view text);
 std::size_t graphemeClusterCount(std::string_view text);

@@ -2,8 +2,6 @@
 
 #include "Models/UnicodeText.h"
 
-#include <algorithm>
-
 namespace glimmerwick {
 
 namespace {
@@ -13,13 +11,6 @@ namespace {
 std::vector<std::string> characters(std::string_view text)
 {
     return unicode::graphemeClusters(unicode::canonical(text));
-}
-
-// Whether every byte is a character. A carriage return may be one together with a line feed.
-bool isCharacterByCharacter(std::string_view text)
-{
-    return std::ranges::all_of(
-        text, [](char byte) { return static_cast<unsigned char>(byte) < 0x80 && byte != '\r'; });
 }
 
 } // namespace
@@ -42,7 +33,7 @@ std::vector<GraphemeId> GraphemeTable::intern(std::string_view text)
 
 void GraphemeTable::intern(std::string_view text, std::vector<GraphemeId>& into)
 {
-    if (isCharacterByCharacter(text)) {
+    if (unicode::isPlainAscii(text)) {
         into.insert(into.end(), text.begin(), text.end());
         return;
     }
@@ -58,7 +49,7 @@ void GraphemeTable::intern(std::string_view text, std::vector<GraphemeId>& into)
 
 std::vector<GraphemeId> GraphemeTable::lookUp(std::string_view text) const
 {
-    if (isCharacterByCharacter(text)) {
+    if (unicode::isPlainAscii(text)) {
         return {text.begin(), text.end()};
     }
     std::vector<GraphemeId> ids;

@@ -131,6 +131,17 @@ TEST(PrintableStart, IsNoControlFormatCharacterOrOtherBlank)
     EXPECT_FALSE(startsWithPrintable(std::string_view("\0", 1)));
 }
 
+TEST(PlainAscii, IsACharacterAByte)
+{
+    for (const std::string text : {"", "a", "grinning face", ":-)", "a\nb", "\x7f"}) {
+        EXPECT_TRUE(isPlainAscii(text)) << text;
+        EXPECT_EQ(graphemeClusterCount(text), text.size()) << text;
+    }
+    for (const std::string text : {"a\r\nb", "\r", "é", "e\u0301", "😀", "\xff"}) {
+        EXPECT_FALSE(isPlainAscii(text)) << text;
+    }
+}
+
 TEST(WordStart, IsALetterMarkOrDigit)
 {
     for (const std::string text : {"a", "Z", "é", "д", "字", "\u0301", "7", "½", "a b"}) {
