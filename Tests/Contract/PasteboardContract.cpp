@@ -6,6 +6,7 @@
 
 #include <QClipboard>
 #include <QGuiApplication>
+#include <QWindow>
 #include <qguiapplication_platform.h>
 
 #include <gmock/gmock.h>
@@ -37,6 +38,21 @@ std::uint32_t toolkitClient()
 bool isHinted(const std::vector<std::string>& targets)
 {
     return std::ranges::find(targets, "x-kde-passwordManagerHint") != targets.end();
+}
+
+/// The toolkit takes the clipboard as of the last event it has seen, which may be from before somebody else
+/// took it. The window brings it a new one.
+void copyInOwnField(const QString& text)
+{
+    QWindow window;
+    window.create();
+    int attempts = 0;
+    EXPECT_TRUE(handleEventsUntil([&] {
+        window.setTitle(QString::number(++attempts));
+        QCoreApplication::processEvents();
+        QGuiApplication::clipboard()->setText(text);
+        return QGuiApplication::clipboard()->ownsClipboard();
+    }));
 }
 
 struct FakeSubject {
@@ -275,6 +291,52 @@ TEST_F(X11PasteboardTest, aTransferUnderWayKeepsTheTextItBeganWith)
     EXPECT_EQ(text(), "short");
 }
 
+TEST_F(X11PasteboardTest, aReceiverThatAsksAgainGetsTheNewTextAlone)
+{
+    putText(std::string(2'000'000, 'x'));
+    ASSERT_TRUE(requestor.ask("CLIPBOARD", "UTF8_STRING"));
+    const std::string later(1'500'000, 'y');
+
+    putText(later);
+
+    EXPECT_TRUE(textSeenBy(requestor) == later);
+}
+
+TEST_F(X11PasteboardTest, nobodyIsRefusedWhileOneTextReplacesAnother)
+{
+    constexpr int requests = 50;
+    putText("earlier");
+    // New contents are not told at once; wait until these are.
+    ASSERT_EQ(textSeenBy(requestor), "earlier");
+    std::atomic<bool> isReplacing = false;
+    std::jthread replacing;
+
+    const int refusals = requestor.refusalsWhileTheServerIsGrabbed("CLIPBOARD", "UTF8_STRING", requests, [&] {
+        if (!replacing.joinable()) {
+            replacing = std::jthread([&] {
+                isReplacing = true;
+                pasteboard.clearContents();
+                pasteboard.setString("later", pasteboardType::string);
+            });
+        }
+        return isReplacing.load();
+    });
+    replacing.join();
+
+    EXPECT_EQ(refusals, 0);
+    EXPECT_EQ(textSeenBy(requestor), "later");
+}
+
+TEST_F(X11PasteboardTest, lateNewsOfALossThatIsNoLongerTrueChangesNothing)
+{
+    putText("taken back");
+
+    requestor.pretendLossOf("CLIPBOARD");
+
+    EXPECT_EQ(textSeenBy(requestor), "taken back");
+    EXPECT_EQ(text(), "taken back");
+}
+
 TEST_F(X11PasteboardTest, theToolkitReadsItWhileTheMainThreadWaits)
 {
     putText("for the search field 😀");
@@ -286,7 +348,7 @@ TEST_F(X11PasteboardTest, readsTextThatWasCopiedInThisProgramsOwnFields)
 {
     putText("before");
 
-    QGuiApplication::clipboard()->setText(QStringLiteral("copied from the search field 😀"));
+    copyInOwnField(QStringLiteral("copied from the search field 😀"));
 
     EXPECT_EQ(text(), "copied from the search field 😀");
     EXPECT_FALSE(pasteboard.setString("too late", pasteboardType::string));
@@ -309,7 +371,9 @@ TEST_F(X11PasteboardTest, fallsBackToWhatTheOtherProgramOffers)
     const ForeignOwner old("CLIPBOARD", {{"STRING", {"STRING", "Gr\xfc\xdf"}}});
 
     EXPECT_EQ(text(), "Grüß");
-    EXPECT_THAT(old.askedTargets(), ElementsAre("UTF8_STRING", "text/plain;charset=utf-8", "STRING"));
+    EXPECT_THAT(
+        old.askedTargets(),
+        ElementsAre("UTF8_STRING", "text/plain;charset=utf-8", "STRING", "x-kde-passwordManagerHint"));
 }
 
 TEST_F(X11PasteboardTest, aClipboardWithoutTextReadsAsNothing)
@@ -442,6 +506,62 @@ TEST_F(X11PasteboardTest, aPasteEndsSoonAfterTheTargetHasAsked)
     EXPECT_TRUE(eventually([&] { return textSeenBy(target) == "the user's text"; }));
 }
 
+TEST_F(X11PasteboardTest, aChangeDuringAPasteIsToldWhenThePasteIsOver)
+{
+    const auto ownedSince = [&] {
+        return Requestor::numbers(*requestor.request("CLIPBOARD", "TIMESTAMP")).at(0);
+    };
+    Requestor target;
+    putText("😀");
+    const auto before = ownedSince();
+    pasteboard.pasteWillBegin(target.window(), PasteSelections::clipboard);
+
+    putText("the user's text");
+
+    EXPECT_EQ(ownedSince(), before);
+    EXPECT_EQ(textSeenBy(requestor), "the user's text");
+    ASSERT_EQ(textSeenBy(target), "😀");
+    EXPECT_TRUE(eventually([&] { return ownedSince() != before; }));
+    EXPECT_EQ(textSeenBy(requestor), "the user's text");
+}
+
+TEST_F(X11PasteboardTest, theNextPasteBeginsWithTellingOfItsText)
+{
+    const auto ownedSince = [&] {
+        return Requestor::numbers(*requestor.request("CLIPBOARD", "TIMESTAMP")).at(0);
+    };
+    Requestor target;
+    putText("😀");
+    pasteboard.pasteWillBegin(target.window(), PasteSelections::clipboard);
+    ASSERT_EQ(textSeenBy(target), "😀");
+    const auto before = ownedSince();
+
+    // Server time counts milliseconds, and a paste may begin in the same one as that before.
+    EXPECT_TRUE(eventually([&] {
+        putText("🚀");
+        pasteboard.pasteWillBegin(target.window(), PasteSelections::clipboard);
+        return ownedSince() != before;
+    }));
+    EXPECT_EQ(textSeenBy(target), "🚀");
+}
+
+TEST_F(X11PasteboardTest, aChangeDuringAPasteIsNotToldOnceAnotherProgramOwnsTheClipboard)
+{
+    Requestor target;
+    putText("😀");
+    pasteboard.pasteWillBegin(target.window(), PasteSelections::clipboard);
+    putText("the user's text");
+
+    const ForeignOwner other("CLIPBOARD", {{"UTF8_STRING", {"UTF8_STRING", "copied meanwhile"}}});
+
+    const auto afterwards = std::chrono::steady_clock::now() + std::chrono::milliseconds(2500);
+    EXPECT_TRUE(eventually([&] {
+        EXPECT_EQ(textSeenBy(requestor), "copied meanwhile");
+        return HasFailure() || std::chrono::steady_clock::now() > afterwards;
+    }));
+    EXPECT_EQ(text(), "copied meanwhile");
+}
+
 TEST_F(X11PasteboardTest, aPasteThatNobodyTakesEndsAsWell)
 {
     Requestor target;
@@ -453,6 +573,40 @@ TEST_F(X11PasteboardTest, aPasteThatNobodyTakesEndsAsWell)
     EXPECT_TRUE(eventually([&] { return !isHinted(target.targets()); }));
 
     EXPECT_EQ(textSeenBy(target), "the user's text");
+}
+
+TEST_F(X11PasteboardTest, onlyTheContentsThemselvesCountAsTaken)
+{
+    constexpr std::chrono::milliseconds longerThanAfterTaking{400};
+    Requestor target;
+
+    // On a slow machine the time limit may end the paste first.
+    EXPECT_TRUE(eventually([&] {
+        putText("😀");
+        pasteboard.pasteWillBegin(target.window(), PasteSelections::clipboard);
+        putText("the user's text");
+        target.request("CLIPBOARD", "image/png");
+        target.requestMultiple({"TARGETS", "image/png"});
+        const auto end = std::chrono::steady_clock::now() + longerThanAfterTaking;
+        eventually([end] { return std::chrono::steady_clock::now() > end; });
+        return textSeenBy(target) == "😀";
+    }));
+}
+
+TEST_F(X11PasteboardTest, aPasteOfTheClipboardLeavesTheSelectedTextAlone)
+{
+    Requestor terminal;
+    const ForeignOwner selected("PRIMARY", {{"UTF8_STRING", {"UTF8_STRING", "selected"}}});
+    putText("😀");
+    pasteboard.pasteWillBegin(terminal.window(), PasteSelections::clipboardAndPrimary);
+    ASSERT_EQ(textSeenBy(terminal, "PRIMARY"), "😀");
+    ASSERT_TRUE(eventually([&] { return textSeenBy(terminal, "PRIMARY") == "selected"; }));
+    Requestor target;
+
+    pasteboard.pasteWillBegin(target.window(), PasteSelections::clipboard);
+
+    EXPECT_EQ(textSeenBy(target, "PRIMARY"), "selected");
+    EXPECT_EQ(textSeenBy(target), "😀");
 }
 
 TEST_F(X11PasteboardTest, historiesAreAskedNotToRecordWhatIsOnlyPasted)
@@ -505,16 +659,160 @@ TEST_F(X11PasteboardTest, theSelectedTextIsReplacedForAPasteAndOfferedAgainAfter
     EXPECT_TRUE(eventually([&] { return textSeenBy(target, "PRIMARY") == "selected"; }));
 }
 
-TEST_F(X11PasteboardTest, handsItsTextToTheClipboardManagerAtTheEnd)
-{
-    const ForeignOwner manager("CLIPBOARD_MANAGER", {{"SAVE_TARGETS", {"NULL", ""}}});
+class X11PasteboardSecretTest : public X11PasteboardTest {
+protected:
+    static ForeignOwner::Contents copied(const std::string& text, const std::string& hint)
     {
-        X11Pasteboard ending(toolkitClient());
-        ending.clearContents();
-        ending.setString("to be kept", pasteboardType::string);
+        return {{"UTF8_STRING", {"UTF8_STRING", text}},
+                {"x-kde-passwordManagerHint", {"x-kde-passwordManagerHint", hint}}};
     }
 
-    EXPECT_THAT(manager.askedTargets(), ElementsAre("SAVE_TARGETS"));
+    /// As typing does up to the chord.
+    std::optional<std::string> beginPick()
+    {
+        const auto saved = text();
+        putText("😀");
+        EXPECT_EQ(text(), "😀");
+        pasteboard.pasteWillBegin(target.window(), PasteSelections::clipboard);
+        return saved;
+    }
+
+    Requestor target;
+};
+
+TEST_F(X11PasteboardSecretTest, aSecretIsStillOneWhenItIsPutBack)
+{
+    const ForeignOwner passwordManager("CLIPBOARD", copied("password", "secret"));
+
+    // What is read of it the second time is this program's own.
+    for (int pick = 0; pick < 2; ++pick) {
+        const auto saved = beginPick();
+        ASSERT_EQ(saved, "password");
+        putText(*saved);
+
+        ASSERT_TRUE(isHinted(requestor.targets()));
+        EXPECT_EQ(requestor.request("CLIPBOARD", "x-kde-passwordManagerHint")->bytes, "secret");
+        EXPECT_EQ(textSeenBy(requestor), "password");
+        EXPECT_EQ(pasteboard.string(pasteboardType::concealed), std::nullopt);
+    }
+}
+
+TEST_F(X11PasteboardSecretTest, aSecretIsStillOneWhenAnotherPickComesBeforeItIsPutBack)
+{
+    const ForeignOwner passwordManager("CLIPBOARD", copied("password", "secret"));
+    beginPick();
+    beginPick();
+
+    putText("password");
+
+    EXPECT_TRUE(isHinted(requestor.targets()));
+}
+
+TEST_F(X11PasteboardSecretTest, noOtherTextBecomesASecret)
+{
+    {
+        const ForeignOwner passwordManager("CLIPBOARD", copied("password", "secret"));
+        ASSERT_EQ(beginPick(), "password");
+    }
+    putText("something else");
+    EXPECT_FALSE(isHinted(requestor.targets()));
+
+    const ForeignOwner unhinted("CLIPBOARD", {{"UTF8_STRING", {"UTF8_STRING", "password"}}});
+    ASSERT_EQ(beginPick(), "password");
+    putText("password");
+    EXPECT_FALSE(isHinted(requestor.targets()));
+
+    const ForeignOwner otherwiseHinted("CLIPBOARD", copied("public", "nothing special"));
+    ASSERT_EQ(beginPick(), "public");
+    putText("public");
+    EXPECT_FALSE(isHinted(requestor.targets()));
+}
+
+class X11PasteboardEndTest : public ::testing::Test {
+protected:
+    /// Ends the pasteboard and tells what the session's clipboard manager could keep of it.
+    std::optional<std::string> keptAtTheEnd()
+    {
+        std::optional<std::string> kept;
+        Requestor saver;
+        {
+            const ForeignOwner manager("CLIPBOARD_MANAGER", {{"SAVE_TARGETS", {"NULL", ""}}},
+                                       ForeignOwner::Manner::atOnce, [&] {
+                                           const auto answer = saver.request("CLIPBOARD", "UTF8_STRING");
+                                           kept = answer ? std::optional(answer->bytes) : std::nullopt;
+                                       });
+            pasteboard.reset();
+        }
+        return kept;
+    }
+
+    /// As typing does up to the chord.
+    void beginPick()
+    {
+        pasteboard->string(pasteboardType::string);
+        pasteboard->clearContents();
+        ASSERT_TRUE(pasteboard->setString("😀", pasteboardType::string));
+        ASSERT_EQ(pasteboard->string(pasteboardType::string), "😀");
+        pasteboard->pasteWillBegin(target.window(), PasteSelections::clipboard);
+    }
+
+    Requestor target;
+    std::optional<X11Pasteboard> pasteboard{std::in_place, toolkitClient()};
+};
+
+TEST_F(X11PasteboardEndTest, theClipboardManagerKeepsTheText)
+{
+    pasteboard->clearContents();
+    pasteboard->setString("to be kept", pasteboardType::string);
+
+    EXPECT_EQ(keptAtTheEnd(), "to be kept");
+}
+
+TEST_F(X11PasteboardEndTest, theClipboardManagerKeepsTheUsersTextInsteadOfAPassingEmoji)
+{
+    const ForeignOwner owner("CLIPBOARD", {{"UTF8_STRING", {"UTF8_STRING", "the user's text"}}});
+    beginPick();
+    beginPick();
+
+    EXPECT_EQ(keptAtTheEnd(), "the user's text");
+}
+
+TEST_F(X11PasteboardEndTest, textFromThisProgramsOwnFieldsIsTheUsersAsWell)
+{
+    copyInOwnField(QStringLiteral("from the search field"));
+    beginPick();
+
+    EXPECT_EQ(keptAtTheEnd(), "from the search field");
+}
+
+TEST_F(X11PasteboardEndTest, theClipboardManagerKeepsTheEmojiWhenThereIsNothingToPutBack)
+{
+    const ForeignOwner owner("CLIPBOARD", {{"image/png", {"image/png", "\x89PNG"}}});
+    beginPick();
+
+    EXPECT_EQ(keptAtTheEnd(), "😀");
+}
+
+TEST_F(X11PasteboardEndTest, whatWasCopiedAfterAPickIsKept)
+{
+    const ForeignOwner owner("CLIPBOARD", {{"UTF8_STRING", {"UTF8_STRING", "the user's text"}}});
+    beginPick();
+    pasteboard->clearContents();
+    pasteboard->setString("🎈", pasteboardType::string);
+    pasteboard->setData("glimmerwick", pasteboardType::concealed);
+
+    EXPECT_EQ(keptAtTheEnd(), "🎈");
+}
+
+TEST_F(X11PasteboardEndTest, aSecretIsGivenToNoClipboardManager)
+{
+    const ForeignOwner passwordManager(
+        "CLIPBOARD",
+        {{"UTF8_STRING", {"UTF8_STRING", "password"}},
+         {"x-kde-passwordManagerHint", {"x-kde-passwordManagerHint", "secret"}}});
+    beginPick();
+
+    EXPECT_EQ(keptAtTheEnd(), std::nullopt);
 }
 
 } // namespace

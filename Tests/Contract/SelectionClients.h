@@ -8,6 +8,7 @@
 #include <array>
 #include <chrono>
 #include <cstring>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -99,6 +100,42 @@ public:
     {
         beginAskingForTargets();
         return targetsAnswered();
+    }
+
+    /// Asks again and again while nobody else gets anything done at the server: until the condition holds,
+    /// and so many times more. How many of the requests were refused.
+    int refusalsWhileTheServerIsGrabbed(const std::string& selection, const std::string& target, int count,
+                                        const std::function<bool()>& condition)
+    {
+        const xcb_atom_t property = m_connection.atom("ANSWER");
+        m_connection.atom(selection);
+        m_connection.atom(target);
+        xcb_grab_server(m_connection);
+        int asked = 0;
+        for (int more = count; more > 0; more -= condition() ? 1 : 0, ++asked) {
+            send(selection, target, property);
+            m_connection.roundTrip();
+        }
+        xcb_ungrab_server(m_connection);
+        int refused = 0;
+        for (int answer = 0; answer < asked; ++answer) {
+            refused += awaitAnswer() ? 0 : 1;
+        }
+        return refused;
+    }
+
+    /// Tells the owner of a selection that it has lost it, as late news would.
+    void pretendLossOf(const std::string& selection)
+    {
+        const xcb_atom_t atom = m_connection.atom(selection);
+        const auto owner =
+            m_connection.answer(xcb_get_selection_owner_reply, xcb_get_selection_owner(m_connection, atom));
+        std::array<char, 32> wire{};
+        const xcb_selection_clear_event_t event{XCB_SELECTION_CLEAR, 0,   0, ~std::uint32_t{0} / 2,
+                                                owner->owner,        atom};
+        std::memcpy(wire.data(), &event, sizeof event);
+        xcb_send_event(m_connection, 0, owner->owner, XCB_EVENT_MASK_NO_EVENT, wire.data());
+        m_connection.roundTrip();
     }
 
     static std::vector<std::uint32_t> numbers(const Answer& answer)
@@ -220,8 +257,12 @@ public:
         silent,
     };
 
-    ForeignOwner(const std::string& selection, Contents contents, Manner manner = Manner::atOnce)
-        : m_contents(std::move(contents)), m_manner(manner), m_selection(m_connection.atom(selection))
+    /// Before each answer the function is called on the thread.
+    ForeignOwner(
+        const std::string& selection, Contents contents, Manner manner = Manner::atOnce,
+        std::function<void()> willAnswer = [] {})
+        : m_contents(std::move(contents)), m_manner(manner), m_willAnswer(std::move(willAnswer)),
+          m_selection(m_connection.atom(selection))
     {
         xcb_set_selection_owner(m_connection, m_window, m_selection, XCB_CURRENT_TIME);
         m_connection.roundTrip();
@@ -263,6 +304,7 @@ private:
         if (m_manner == Manner::silent) {
             return;
         }
+        m_willAnswer();
         const auto content = m_contents.find(target);
         if (content == m_contents.end()) {
             notify(request, XCB_ATOM_NONE);
@@ -319,6 +361,7 @@ private:
 
     const Contents m_contents;
     const Manner m_manner;
+    const std::function<void()> m_willAnswer;
     const xcb_atom_t m_selection;
     std::optional<Content> m_remaining;
     mutable std::mutex m_mutex;

@@ -53,7 +53,10 @@ private:
 /// The clipboard thread: lives in the service's `wait`, and does in between what the main thread asks of it.
 class X11Pasteboard::Worker {
 public:
-    Worker() : m_thread([this](const std::stop_token& stop) { run(stop); }) { }
+    explicit Worker(std::uint32_t busyClient)
+        : m_service(busyClient), m_thread([this](const std::stop_token& stop) { run(stop); })
+    {
+    }
     ~Worker()
     {
         m_thread.request_stop();
@@ -104,7 +107,7 @@ private:
 };
 
 X11Pasteboard::X11Pasteboard(std::uint32_t toolkitClient)
-    : m_toolkitClient(toolkitClient), m_worker(std::make_unique<Worker>())
+    : m_toolkitClient(toolkitClient), m_worker(std::make_unique<Worker>(toolkitClient))
 {
 }
 
@@ -128,15 +131,18 @@ bool X11Pasteboard::setData(std::string_view bytes, const std::string& type)
 
 std::optional<std::string> X11Pasteboard::string(const std::string& type)
 {
-    const auto result =
-        m_worker->perform([&](X11SelectionService& service) { return service.read(type, m_toolkitClient); });
+    const auto result = m_worker->perform([&](X11SelectionService& service) { return service.read(type); });
     if (result.owner != m_toolkitClient) {
         return result.text;
     }
     // Text copied in one of this program's own fields.
     const QMimeData* own = QGuiApplication::clipboard()->mimeData();
-    return own && own->hasText() && type == pasteboardType::string ? std::optional(toUtf8(own->text()))
-                                                                   : std::nullopt;
+    if (!own || !own->hasText() || type != pasteboardType::string) {
+        return std::nullopt;
+    }
+    std::string text = toUtf8(own->text());
+    m_worker->perform([&](X11SelectionService& service) { service.didRead(text); });
+    return text;
 }
 
 void X11Pasteboard::pasteWillBegin(xcb_window_t target, X11SelectionService::PasteSelections selections)

@@ -12,8 +12,11 @@ namespace glimmerwick {
 /// while the main thread waits. Main thread.
 ///
 /// Reading another program's text blocks for at most 1 s without progress and 5 s altogether, and takes up to
-/// 64 MiB. The concealed marker is offered under its own name and under the one that Linux clipboard
-/// histories know.
+/// 64 MiB. The concealed marker is offered under its own name and under the one that password managers use.
+/// Text that was read with that hint and is put back keeps it.
+///
+/// When this ends, the session's clipboard manager is given the text: the one read before the paste, if the
+/// paste's own is still there, and none that is a secret.
 class X11Pasteboard : public Pasteboard {
 public:
     /// The client is the toolkit's, which shares the main thread and cannot answer while that waits here.
@@ -27,8 +30,9 @@ public:
     std::optional<std::string> string(const std::string& type) override;
 
     /// A paste chord is about to be pressed in the application that the window belongs to. What the clipboard
-    /// holds now is what that application gets, for 250 ms after it first asks and 2 s at most, even if other
-    /// text is put on the clipboard meanwhile.
+    /// holds now is what that application gets, until 250 ms after it has last got it and for 2 s at most,
+    /// even if other text is put on the clipboard meanwhile. Programs that watch the clipboard learn of that
+    /// text when the time is over.
     void pasteWillBegin(xcb_window_t target, X11SelectionService::PasteSelections selections);
 
 private:

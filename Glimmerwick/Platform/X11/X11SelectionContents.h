@@ -6,14 +6,23 @@
 
 namespace glimmerwick {
 
+/// What password managers offer with a secret, and clipboard histories look for before they record an entry.
+namespace historyHint {
+inline const std::string target = "x-kde-passwordManagerHint";
+inline const std::string secret = "secret";
+} // namespace historyHint
+
 /// What a selection holds, under the logic's names of types. Never changed once shared: transfers under way
 /// keep what they began with.
 struct X11SelectionContents {
     using Bytes = std::shared_ptr<const std::string>;
 
     std::map<std::string, Bytes> byType;
-    /// Clipboard histories are asked not to record it, whatever the logic says.
+    /// On the clipboard for a paste alone. Clipboard histories are asked not to record it, whatever the logic
+    /// says.
     bool isPassing = false;
+    /// The program that it was read from asked clipboard histories not to record it.
+    bool isSecret = false;
 
     Bytes find(const std::string& type) const
     {

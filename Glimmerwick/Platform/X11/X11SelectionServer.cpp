@@ -22,13 +22,9 @@ constexpr std::size_t mostTransfers = 64;
 constexpr std::array<std::string_view, 5> textTargets{"UTF8_STRING", "text/plain;charset=utf-8", "text/plain",
                                                       "TEXT", "STRING"};
 
-// What Linux clipboard histories look for before they record an entry.
-constexpr std::string_view historyHintTarget = "x-kde-passwordManagerHint";
-constexpr std::string_view historyHint = "secret";
-
 bool isHistoryHintDue(const X11SelectionContents& contents)
 {
-    return contents.isPassing || contents.byType.contains(pasteboardType::concealed);
+    return contents.isPassing || contents.isSecret || contents.byType.contains(pasteboardType::concealed);
 }
 
 std::string latin1(const std::string& utf8)
@@ -42,21 +38,17 @@ X11SelectionServer::X11SelectionServer(X11Connection& connection) : m_connection
 
 X11SelectionServer::~X11SelectionServer() = default;
 
-bool X11SelectionServer::isForContents(const xcb_selection_request_event_t& request)
-{
-    return request.target != m_connection.atom("TARGETS") && request.target != m_connection.atom("TIMESTAMP")
-        && request.target != m_connection.atom(historyHintTarget);
-}
-
-void X11SelectionServer::answer(const xcb_selection_request_event_t& request,
-                                const X11SelectionContents& contents, xcb_timestamp_t ownedSince)
+X11SelectionServer::Given X11SelectionServer::answer(const xcb_selection_request_event_t& request,
+                                                     const X11SelectionContents& contents,
+                                                     xcb_timestamp_t ownedSince)
 {
     // Clients of the oldest convention leave the property to be named after the target.
     const xcb_atom_t property = request.property != XCB_ATOM_NONE ? request.property : request.target;
-    const bool isConverted = request.target == m_connection.atom("MULTIPLE")
+    const Given given = request.target == m_connection.atom("MULTIPLE")
         ? convertMultiple(request, contents, ownedSince)
         : convert(request.requestor, request.target, property, contents, ownedSince);
-    notify(request, isConverted ? property : static_cast<xcb_atom_t>(XCB_ATOM_NONE));
+    notify(request, given == Given::nothing ? static_cast<xcb_atom_t>(XCB_ATOM_NONE) : property);
+    return given;
 }
 
 void X11SelectionServer::refuse(const xcb_selection_request_event_t& request)
@@ -81,46 +73,57 @@ void X11SelectionServer::notify(const xcb_selection_request_event_t& request, xc
     xcb_flush(m_connection);
 }
 
-bool X11SelectionServer::convert(xcb_window_t requestor, xcb_atom_t target, xcb_atom_t property,
-                                 const X11SelectionContents& contents, xcb_timestamp_t ownedSince)
+X11SelectionServer::Given X11SelectionServer::convert(xcb_window_t requestor, xcb_atom_t target,
+                                                      xcb_atom_t property,
+                                                      const X11SelectionContents& contents,
+                                                      xcb_timestamp_t ownedSince)
 {
     if (target == m_connection.atom("TARGETS")) {
         const auto offered = targets(contents);
         xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, requestor, property, XCB_ATOM_ATOM, 32,
                             static_cast<std::uint32_t>(offered.size()), offered.data());
-        return true;
+        return Given::facts;
     }
     if (target == m_connection.atom("TIMESTAMP")) {
         xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, requestor, property, XCB_ATOM_INTEGER, 32, 1,
                             &ownedSince);
-        return true;
+        return Given::facts;
     }
     const auto rendering = render(target, contents);
-    return rendering && deliver(requestor, property, *rendering);
+    if (!rendering || !deliver(requestor, property, *rendering)) {
+        return Given::nothing;
+    }
+    return target == m_connection.atom(historyHint::target) ? Given::facts : Given::contents;
 }
 
-bool X11SelectionServer::convertMultiple(const xcb_selection_request_event_t& request,
-                                         const X11SelectionContents& contents, xcb_timestamp_t ownedSince)
+X11SelectionServer::Given X11SelectionServer::convertMultiple(const xcb_selection_request_event_t& request,
+                                                              const X11SelectionContents& contents,
+                                                              xcb_timestamp_t ownedSince)
 {
     if (request.property == XCB_ATOM_NONE) {
-        return false;
+        return Given::nothing;
     }
     const xcb_atom_t pairType = m_connection.atom("ATOM_PAIR");
     auto pairs = m_connection.numbers(request.requestor, request.property, pairType);
     if (pairs.empty() || pairs.size() % 2 != 0) {
-        return false;
+        return Given::nothing;
     }
+    // Even an answer that refuses every target tells that.
+    Given most = Given::facts;
     for (std::size_t index = 0; index < pairs.size(); index += 2) {
         const xcb_atom_t target = pairs[index];
         xcb_atom_t& property = pairs[index + 1];
         const bool isPossible = property != XCB_ATOM_NONE && target != m_connection.atom("MULTIPLE");
-        if (!isPossible || !convert(request.requestor, target, property, contents, ownedSince)) {
+        const Given given =
+            isPossible ? convert(request.requestor, target, property, contents, ownedSince) : Given::nothing;
+        if (given == Given::nothing) {
             property = XCB_ATOM_NONE;
         }
+        most = std::max(most, given);
     }
     xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, request.requestor, request.property, pairType,
                         32, static_cast<std::uint32_t>(pairs.size()), pairs.data());
-    return true;
+    return most;
 }
 
 std::vector<xcb_atom_t> X11SelectionServer::targets(const X11SelectionContents& contents)
@@ -137,7 +140,7 @@ std::vector<xcb_atom_t> X11SelectionServer::targets(const X11SelectionContents& 
         }
     }
     if (isHistoryHintDue(contents)) {
-        result.push_back(m_connection.atom(historyHintTarget));
+        result.push_back(m_connection.atom(historyHint::target));
     }
     return result;
 }
@@ -145,8 +148,8 @@ std::vector<xcb_atom_t> X11SelectionServer::targets(const X11SelectionContents& 
 std::optional<X11SelectionServer::Rendering> X11SelectionServer::render(xcb_atom_t target,
                                                                         const X11SelectionContents& contents)
 {
-    if (target == m_connection.atom(historyHintTarget) && isHistoryHintDue(contents)) {
-        return Rendering{target, std::make_shared<const std::string>(historyHint)};
+    if (target == m_connection.atom(historyHint::target) && isHistoryHintDue(contents)) {
+        return Rendering{target, std::make_shared<const std::string>(historyHint::secret)};
     }
     if (isTextTarget(target)) {
         const Bytes text = contents.find(pasteboardType::string);
@@ -186,6 +189,10 @@ bool X11SelectionServer::deliver(xcb_window_t requestor, xcb_atom_t property, co
 
 bool X11SelectionServer::begin(Transfer transfer)
 {
+    // A receiver that gave up and asks again means the new answer alone.
+    m_transfers.remove_if([&](const Transfer& earlier) {
+        return earlier.requestor == transfer.requestor && earlier.property == transfer.property;
+    });
     if (m_transfers.size() >= mostTransfers) {
         return false;
     }

@@ -16,14 +16,19 @@ class X11SelectionServer {
 public:
     using Time = std::chrono::steady_clock::time_point;
 
+    /// What a request got.
+    enum class Given {
+        nothing,
+        /// What there is and since when, or the hint for histories.
+        facts,
+        contents,
+    };
+
     explicit X11SelectionServer(X11Connection& connection);
     ~X11SelectionServer();
 
-    /// Whether the request is for the contents themselves, not about them.
-    bool isForContents(const xcb_selection_request_event_t& request);
-
-    void answer(const xcb_selection_request_event_t& request, const X11SelectionContents& contents,
-                xcb_timestamp_t ownedSince);
+    Given answer(const xcb_selection_request_event_t& request, const X11SelectionContents& contents,
+                 xcb_timestamp_t ownedSince);
     void refuse(const xcb_selection_request_event_t& request);
 
     /// Goes on with the transfer that the event is about, if there is one.
@@ -51,10 +56,10 @@ private:
     };
 
     void notify(const xcb_selection_request_event_t& request, xcb_atom_t property);
-    bool convert(xcb_window_t requestor, xcb_atom_t target, xcb_atom_t property,
-                 const X11SelectionContents& contents, xcb_timestamp_t ownedSince);
-    bool convertMultiple(const xcb_selection_request_event_t& request, const X11SelectionContents& contents,
-                         xcb_timestamp_t ownedSince);
+    Given convert(xcb_window_t requestor, xcb_atom_t target, xcb_atom_t property,
+                  const X11SelectionContents& contents, xcb_timestamp_t ownedSince);
+    Given convertMultiple(const xcb_selection_request_event_t& request, const X11SelectionContents& contents,
+                          xcb_timestamp_t ownedSince);
     std::vector<xcb_atom_t> targets(const X11SelectionContents& contents);
     std::optional<Rendering> render(xcb_atom_t target, const X11SelectionContents& contents);
     bool isTextTarget(xcb_atom_t target);

@@ -20,8 +20,8 @@ using SteadyClock = std::chrono::steady_clock;
 
 constexpr int noDescriptor = -1;
 
-// A paste lasts from the chord until this long after the target has first asked for the contents, but not
-// longer than the other.
+// A paste lasts from the chord until this long after the target has last got the contents, but not longer
+// than the other.
 constexpr auto pasteAfterTaking = 250ms;
 constexpr auto longestPaste = 2s;
 
@@ -29,18 +29,33 @@ constexpr auto longestPaste = 2s;
 // only passing. Requests that come so soon wait this long for that.
 constexpr auto holdTime = 30ms;
 
-constexpr auto serverAnswer = 1s;
+// Contents follow the clearing at once, but this thread and the main one may both be kept waiting for the
+// processor in between, and a request that is refused then is a paste that does nothing.
+constexpr auto longestEmptiness = 500ms;
 
-/// Positive when the first is later; server time wraps around.
-std::int32_t difference(xcb_timestamp_t first, xcb_timestamp_t second)
+constexpr auto serverAnswer = 1s;
+constexpr int forEver = -1;
+
+constexpr X11SelectionService::Patience ownersPatience{1s, 5s};
+// The user waits for the emoji meanwhile. An owner that has just given its text refuses what it does not know
+// at once.
+constexpr X11SelectionService::Patience hintPatience{100ms, 200ms};
+constexpr X11SelectionService::Patience primaryPatience{100ms, 200ms};
+constexpr X11SelectionService::Patience managersPatience{500ms, 1s};
+
+int millisecondsUntil(X11SelectionService::Time time)
 {
-    return static_cast<std::int32_t>(first - second);
+    if (time == X11SelectionService::Time::max()) {
+        return forEver;
+    }
+    const auto remaining = std::chrono::ceil<std::chrono::milliseconds>(time - SteadyClock::now());
+    return static_cast<int>(std::clamp<std::int64_t>(remaining.count(), 0, 60'000));
 }
 
 } // namespace
 
-X11SelectionService::X11SelectionService()
-    : m_window(xcb_generate_id(m_connection)), m_server(m_connection),
+X11SelectionService::X11SelectionService(std::uint32_t busyClient)
+    : m_busyClient(busyClient), m_window(xcb_generate_id(m_connection)), m_server(m_connection),
       m_clipboard(m_connection.atom("CLIPBOARD")), m_primary(XCB_ATOM_PRIMARY)
 {
     const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
@@ -58,26 +73,42 @@ void X11SelectionService::wait(Time until, int wakeDescriptor)
         return;
     }
     const Time wakeAt = std::min(until, nextDeadline().value_or(until));
-    const auto remaining = std::chrono::ceil<std::chrono::milliseconds>(wakeAt - SteadyClock::now());
     // The descriptor of a lost connection would be readable for ever.
     const int display = m_connection.isBroken() ? noDescriptor : xcb_get_file_descriptor(m_connection);
     std::array<pollfd, 2> descriptors{pollfd{display, POLLIN, 0}, pollfd{wakeDescriptor, POLLIN, 0}};
-    poll(descriptors.data(), descriptors.size(),
-         static_cast<int>(std::clamp<std::int64_t>(remaining.count(), 0, 60'000)));
+    poll(descriptors.data(), descriptors.size(), millisecondsUntil(wakeAt));
     handleEvents();
     meetDeadlines();
 }
 
 void X11SelectionService::clear()
 {
-    takeOwnership(m_clipboard);
-    m_holdUntil = SteadyClock::now() + holdTime;
+    if (m_lastRead) {
+        m_userText = std::exchange(m_lastRead, std::nullopt);
+    }
+    if (m_paste && stillOwns(m_clipboard)) {
+        m_clipboard.contents = std::make_shared<const X11SelectionContents>();
+        m_isChangeUntold = true;
+    } else {
+        takeOwnership(m_clipboard);
+    }
+    m_holdUntil = SteadyClock::now() + longestEmptiness;
+}
+
+// By taking the clipboard anew: that is what other programs are told of.
+void X11SelectionService::tellOfChange()
+{
+    const auto contents = m_clipboard.contents;
+    if (std::exchange(m_isChangeUntold, false) && stillOwns(m_clipboard) && takeOwnership(m_clipboard)) {
+        m_clipboard.contents = contents;
+    }
 }
 
 bool X11SelectionService::takeOwnership(Selection& selection)
 {
-    selection.contents = std::make_shared<const X11SelectionContents>();
+    // Requests that come while the server is asked are still about the earlier contents.
     const auto time = serverTime();
+    selection.contents = std::make_shared<const X11SelectionContents>();
     if (!time) {
         selection.isOwned = false;
         return false;
@@ -90,10 +121,14 @@ bool X11SelectionService::takeOwnership(Selection& selection)
 
 bool X11SelectionService::add(const std::string& type, std::string bytes)
 {
+    const bool isUserText = type == pasteboardType::string && m_userText && *m_userText->text == bytes;
+    // Needed no longer, whether or not it can be put back.
+    const auto putBack = isUserText ? std::exchange(m_userText, std::nullopt) : std::nullopt;
     if (!stillOwns(m_clipboard)) {
         return false;
     }
     auto contents = *m_clipboard.contents;
+    contents.isSecret = contents.isSecret || (putBack && putBack->isSecret);
     contents.byType[type] = std::make_shared<const std::string>(std::move(bytes));
     m_clipboard.contents = std::make_shared<const X11SelectionContents>(std::move(contents));
     m_holdUntil = SteadyClock::now() + holdTime;
@@ -127,21 +162,47 @@ std::optional<xcb_timestamp_t> X11SelectionService::serverTime()
     return m_serverTime;
 }
 
-X11SelectionService::ReadResult X11SelectionService::read(const std::string& type, std::uint32_t busyClient)
+X11SelectionService::ReadResult X11SelectionService::read(const std::string& type)
 {
+    m_lastRead.reset();
     const xcb_window_t owner = ownerOf(m_clipboard.atom);
     if (owner == XCB_WINDOW_NONE) {
         return {};
     }
     ReadResult result{std::nullopt, m_connection.clientOf(owner)};
     if (owner == m_window) {
-        if (const auto bytes = m_clipboard.contents->find(type)) {
-            result.text = *bytes;
-        }
-    } else if (result.owner != busyClient) {
-        result.text = readFromOwner(m_clipboard.atom, type, {1s, 5s});
+        takeHeldText(type, result);
+    } else if (result.owner != m_busyClient) {
+        takeOwnersText(type, result);
     }
     return result;
+}
+
+void X11SelectionService::takeHeldText(const std::string& type, ReadResult& result)
+{
+    const auto bytes = m_clipboard.contents->find(type);
+    if (!bytes) {
+        return;
+    }
+    result.text = *bytes;
+    // While the user's text waits to be put back, what is here instead is not the user's.
+    if (type == pasteboardType::string && !m_userText) {
+        m_lastRead = UserText{bytes, m_clipboard.contents->isSecret};
+    }
+}
+
+void X11SelectionService::takeOwnersText(const std::string& type, ReadResult& result)
+{
+    result.text = readFromOwner(m_clipboard.atom, type, ownersPatience);
+    if (result.text && type == pasteboardType::string) {
+        const auto hint = readFromOwner(m_clipboard.atom, historyHint::target, hintPatience);
+        m_lastRead = UserText{std::make_shared<const std::string>(*result.text), hint == historyHint::secret};
+    }
+}
+
+void X11SelectionService::didRead(std::string text)
+{
+    m_lastRead = UserText{std::make_shared<const std::string>(std::move(text))};
 }
 
 std::optional<std::string> X11SelectionService::readFromOwner(xcb_atom_t selection, const std::string& type,
@@ -198,8 +259,8 @@ void X11SelectionService::waitFor(X11IncomingTransfer& transfer, Patience patien
 
 void X11SelectionService::beginPaste(xcb_window_t target, PasteSelections selections)
 {
-    if (m_paste) {
-        endPaste();
+    if (const auto earlier = std::exchange(m_paste, std::nullopt)) {
+        putPrimaryBack(*earlier);
     }
     if (!stillOwns(m_clipboard)) {
         return;
@@ -207,7 +268,11 @@ void X11SelectionService::beginPaste(xcb_window_t target, PasteSelections select
     auto contents = *m_clipboard.contents;
     contents.isPassing = true;
     m_clipboard.contents = std::make_shared<const X11SelectionContents>(std::move(contents));
-    answerHeld(Time::max());
+    // Chromium keeps what it has once read until it is told that the clipboard has changed hands.
+    tellOfChange();
+    // What was read since the contents were put here are these contents.
+    m_lastRead.reset();
+    answerHeld();
 
     Paste paste;
     paste.client = m_connection.clientOf(target);
@@ -219,47 +284,78 @@ void X11SelectionService::beginPaste(xcb_window_t target, PasteSelections select
             m_primary.contents = paste.contents;
         }
     }
-    paste.end = SteadyClock::now() + longestPaste;
+    paste.latestEnd = paste.end = SteadyClock::now() + longestPaste;
     m_paste = std::move(paste);
 }
 
-std::optional<std::string> X11SelectionService::readPrimary()
+X11SelectionContents::Bytes X11SelectionService::readPrimary()
 {
-    if (!stillOwns(m_primary)) {
-        return readFromOwner(m_primary.atom, pasteboardType::string, {100ms, 200ms});
+    const xcb_window_t owner = ownerOf(m_primary.atom);
+    if (owner == m_window) {
+        return m_primary.contents->find(pasteboardType::string);
     }
-    const auto bytes = m_primary.contents->find(pasteboardType::string);
-    return bytes ? std::optional(*bytes) : std::nullopt;
+    if (owner == XCB_WINDOW_NONE || m_connection.clientOf(owner) == m_busyClient) {
+        return nullptr;
+    }
+    auto text = readFromOwner(m_primary.atom, pasteboardType::string, primaryPatience);
+    return text ? std::make_shared<const std::string>(std::move(*text)) : nullptr;
+}
+
+void X11SelectionService::setText(Selection& selection, X11SelectionContents::Bytes text)
+{
+    X11SelectionContents contents;
+    contents.byType[pasteboardType::string] = std::move(text);
+    selection.contents = std::make_shared<const X11SelectionContents>(std::move(contents));
+}
+
+void X11SelectionService::endPaste()
+{
+    putPrimaryBack(*std::exchange(m_paste, std::nullopt));
+    tellOfChange();
 }
 
 // The user's selected text cannot be selected again from here, but it can be offered.
-void X11SelectionService::endPaste()
+void X11SelectionService::putPrimaryBack(const Paste& paste)
 {
-    const Paste paste = *std::exchange(m_paste, std::nullopt);
     if (!paste.usesPrimary || !stillOwns(m_primary)) {
         return;
     }
     if (paste.savedPrimary) {
-        X11SelectionContents contents;
-        contents.byType[pasteboardType::string] = std::make_shared<const std::string>(*paste.savedPrimary);
-        m_primary.contents = std::make_shared<const X11SelectionContents>(std::move(contents));
+        setText(m_primary, paste.savedPrimary);
     } else {
         xcb_set_selection_owner(m_connection, XCB_WINDOW_NONE, m_primary.atom, m_primary.ownedSince);
         xcb_flush(m_connection);
         m_primary.isOwned = false;
+        m_primary.contents = std::make_shared<const X11SelectionContents>();
     }
 }
 
 void X11SelectionService::handOver()
 {
     const xcb_atom_t manager = m_connection.atom("CLIPBOARD_MANAGER");
-    if (!stillOwns(m_clipboard) || m_clipboard.contents->byType.empty()
-        || ownerOf(manager) == XCB_WINDOW_NONE) {
+    if (!stillOwns(m_clipboard) || ownerOf(manager) == XCB_WINDOW_NONE) {
+        return;
+    }
+    const bool isUserTextDue = m_clipboard.contents->isPassing && m_userText;
+    // Managers keep what they are given, and most of them show it to everybody who looks.
+    if (isUserTextDue ? m_userText->isSecret : m_clipboard.contents->isSecret) {
+        return;
+    }
+    if (isUserTextDue) {
+        // Clipman does not answer, but keeps what it finds whenever the clipboard is taken.
+        if (!takeOwnership(m_clipboard)) {
+            return;
+        }
+        setText(m_clipboard, m_userText->text);
+    } else {
+        tellOfChange();
+    }
+    if (m_clipboard.contents->byType.empty()) {
         return;
     }
     if (const auto time = serverTime()) {
         X11IncomingTransfer request(m_connection, manager, m_connection.atom("SAVE_TARGETS"), *time);
-        waitFor(request, {500ms, 1s});
+        waitFor(request, managersPatience);
     }
 }
 
@@ -306,14 +402,18 @@ void X11SelectionService::handleRequest(const xcb_selection_request_event_t& req
     const Selection* selection = find(request.selection);
     if (!selection || !selection->isOwned) {
         m_server.refuse(request);
-    } else if (isFromPasteTarget(request)) {
+    } else if (isPartOfPaste(request)) {
         answerPasteTarget(request, *selection);
-    } else if (selection == &m_clipboard && SteadyClock::now() < m_holdUntil
-               && !m_clipboard.contents->isPassing) {
-        m_held.push_back({request, m_holdUntil});
+    } else if (isToBeHeld(*selection)) {
+        m_held.push_back(request);
     } else {
         m_server.answer(request, *selection->contents, selection->ownedSince);
     }
+}
+
+bool X11SelectionService::isToBeHeld(const Selection& selection) const
+{
+    return &selection == &m_clipboard && !m_clipboard.contents->isPassing && SteadyClock::now() < m_holdUntil;
 }
 
 X11SelectionService::Selection* X11SelectionService::find(xcb_atom_t atom)
@@ -324,43 +424,42 @@ X11SelectionService::Selection* X11SelectionService::find(xcb_atom_t atom)
     return atom == m_primary.atom ? &m_primary : nullptr;
 }
 
-bool X11SelectionService::isFromPasteTarget(const xcb_selection_request_event_t& request) const
+bool X11SelectionService::isPartOfPaste(const xcb_selection_request_event_t& request) const
 {
-    return m_paste && m_connection.clientOf(request.requestor) == m_paste->client;
+    return m_paste && m_connection.clientOf(request.requestor) == m_paste->client
+        && (request.selection == m_clipboard.atom || m_paste->usesPrimary);
 }
 
 void X11SelectionService::answerPasteTarget(const xcb_selection_request_event_t& request,
                                             const Selection& selection)
 {
-    m_server.answer(request, *m_paste->contents, selection.ownedSince);
-    if (m_server.isForContents(request) && !m_paste->isTaken) {
-        m_paste->isTaken = true;
-        m_paste->end = std::min(m_paste->end, SteadyClock::now() + pasteAfterTaking);
+    const auto given = m_server.answer(request, *m_paste->contents, selection.ownedSince);
+    if (given == X11SelectionServer::Given::contents) {
+        m_paste->end = std::min(m_paste->latestEnd, SteadyClock::now() + pasteAfterTaking);
     }
 }
 
 void X11SelectionService::handleLoss(const xcb_selection_clear_event_t& loss)
 {
     Selection* selection = find(loss.selection);
-    const bool isAboutEarlierOwnership = selection && difference(loss.time, selection->ownedSince) < 0;
-    if (!selection || loss.owner != m_window || isAboutEarlierOwnership) {
+    // The selection may have been taken back before this arrived, and even in the same millisecond, so times
+    // do not tell.
+    if (!selection || loss.owner != m_window || stillOwns(*selection)) {
         return;
     }
-    selection->isOwned = false;
     selection->contents = std::make_shared<const X11SelectionContents>();
+    if (selection == &m_clipboard) {
+        answerHeld();
+    }
 }
 
-void X11SelectionService::answerHeld(Time now)
+void X11SelectionService::answerHeld()
 {
-    const auto due = std::stable_partition(m_held.begin(), m_held.end(),
-                                           [now](const HeldRequest& held) { return held.until > now; });
-    const std::vector<HeldRequest> answered(due, m_held.end());
-    m_held.erase(due, m_held.end());
-    for (const HeldRequest& held : answered) {
+    for (const auto& request : std::exchange(m_held, {})) {
         if (m_clipboard.isOwned) {
-            m_server.answer(held.request, *m_clipboard.contents, m_clipboard.ownedSince);
+            m_server.answer(request, *m_clipboard.contents, m_clipboard.ownedSince);
         } else {
-            m_server.refuse(held.request);
+            m_server.refuse(request);
         }
     }
 }
@@ -372,8 +471,8 @@ std::optional<X11SelectionService::Time> X11SelectionService::nextDeadline() con
     if (m_paste) {
         include(m_paste->end);
     }
-    for (const HeldRequest& held : m_held) {
-        include(held.until);
+    if (!m_held.empty()) {
+        include(m_holdUntil);
     }
     return next;
 }
@@ -382,7 +481,9 @@ void X11SelectionService::meetDeadlines()
 {
     const Time now = SteadyClock::now();
     m_server.dropStalled(now);
-    answerHeld(now);
+    if (now >= m_holdUntil) {
+        answerHeld();
+    }
     if (m_paste && now >= m_paste->end) {
         endPaste();
     }

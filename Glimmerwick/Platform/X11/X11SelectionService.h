@@ -20,12 +20,19 @@ class X11IncomingTransfer;
 ///
 /// While a paste is under way the target's requests are answered with what the clipboard held when the paste
 /// began, however late they come, and everybody else's with what it holds now: the user's own text is put
-/// back after a fixed time, which a busy application may well miss.
+/// back after a fixed time, which a busy application may well miss. Nor is anybody told of a change until the
+/// paste is over: some applications give up on a paste when the clipboard changes hands in the middle of it.
 class X11SelectionService {
 public:
     using Time = std::chrono::steady_clock::time_point;
 
     enum class PasteSelections { clipboard, clipboardAndPrimary };
+
+    /// How long an owner is waited for.
+    struct Patience {
+        std::chrono::milliseconds withoutProgress;
+        std::chrono::milliseconds altogether;
+    };
 
     /// What reading came to.
     struct ReadResult {
@@ -34,7 +41,8 @@ public:
         std::uint32_t owner = 0;
     };
 
-    X11SelectionService();
+    /// The client given cannot answer now, and is not asked.
+    explicit X11SelectionService(std::uint32_t busyClient);
     ~X11SelectionService();
 
     /// Handles what arrives until the time, the descriptor becomes readable, or there was something to
@@ -43,12 +51,16 @@ public:
 
     void clear();
     bool add(const std::string& type, std::string bytes);
-    /// Without the text when the client given owns the clipboard: that one cannot answer now.
-    ReadResult read(const std::string& type, std::uint32_t busyClient);
+    /// Without the text when the busy client owns the clipboard; whoever gets it from there says so to
+    /// `didRead`.
+    ReadResult read(const std::string& type);
+    /// The clipboard's text was read past this.
+    void didRead(std::string text);
 
     void beginPaste(xcb_window_t target, PasteSelections selections);
 
-    /// Hands the text to the session's clipboard manager, if there is one, so that it outlives this program.
+    /// Hands the text to the session's clipboard manager, if there is one, so that it outlives this program:
+    /// the user's own when what the clipboard holds is only passing. A secret is not handed over.
     void handOver();
 
 private:
@@ -63,27 +75,28 @@ private:
     struct Paste {
         std::uint32_t client = 0;
         SharedSelectionContents contents;
+        Time latestEnd;
         Time end;
-        bool isTaken = false;
         bool usesPrimary = false;
-        std::optional<std::string> savedPrimary;
+        X11SelectionContents::Bytes savedPrimary;
     };
-    struct HeldRequest {
-        xcb_selection_request_event_t request{};
-        Time until;
-    };
-    struct Patience {
-        std::chrono::milliseconds withoutProgress;
-        std::chrono::milliseconds altogether;
+    /// What the user had copied.
+    struct UserText {
+        X11SelectionContents::Bytes text;
+        bool isSecret = false;
     };
 
     bool takeOwnership(Selection& selection);
+    void tellOfChange();
     bool stillOwns(Selection& selection);
     xcb_window_t ownerOf(xcb_atom_t selection);
     std::optional<xcb_timestamp_t> serverTime();
+    void takeHeldText(const std::string& type, ReadResult& result);
+    void takeOwnersText(const std::string& type, ReadResult& result);
     std::optional<std::string> readFromOwner(xcb_atom_t selection, const std::string& type,
                                              Patience patience);
-    std::optional<std::string> readPrimary();
+    X11SelectionContents::Bytes readPrimary();
+    void setText(Selection& selection, X11SelectionContents::Bytes text);
     std::vector<xcb_atom_t> readTargets(const std::string& type);
     std::optional<std::string> decoded(X11IncomingTransfer& transfer);
     void waitFor(X11IncomingTransfer& transfer, Patience patience);
@@ -93,23 +106,32 @@ private:
     void handleRequest(const xcb_selection_request_event_t& request);
     void handleLoss(const xcb_selection_clear_event_t& loss);
     Selection* find(xcb_atom_t atom);
-    bool isFromPasteTarget(const xcb_selection_request_event_t& request) const;
+    bool isPartOfPaste(const xcb_selection_request_event_t& request) const;
+    bool isToBeHeld(const Selection& selection) const;
     void answerPasteTarget(const xcb_selection_request_event_t& request, const Selection& selection);
-    void answerHeld(Time now);
+    void answerHeld();
 
     std::optional<Time> nextDeadline() const;
     void meetDeadlines();
     void endPaste();
+    void putPrimaryBack(const Paste& paste);
 
+    const std::uint32_t m_busyClient;
     X11Connection m_connection;
     const xcb_window_t m_window;
     X11SelectionServer m_server;
     Selection m_clipboard;
     Selection m_primary;
     std::optional<Paste> m_paste;
-    std::vector<HeldRequest> m_held;
-    /// Until when it is not yet clear whether the contents are only passing.
+    /// The clipboard's contents have changed during a paste, which is told only after it.
+    bool m_isChangeUntold = false;
+    /// Requests that wait until it is clear what the contents are, and whether they are only passing.
+    std::vector<xcb_selection_request_event_t> m_held;
     Time m_holdUntil;
+    /// Between reading it and clearing the clipboard.
+    std::optional<UserText> m_lastRead;
+    /// From then until it is put back.
+    std::optional<UserText> m_userText;
     X11IncomingTransfer* m_incoming = nullptr;
     std::optional<xcb_timestamp_t> m_serverTime;
 };
