@@ -33,11 +33,13 @@ TEST(PasteChordsTests, anApplicationThatIsNotListedPastesWithControlV)
 TEST(PasteChordsTests, readsClassKeysAndReadinessInAnyCase)
 {
     const auto read =
-        chords("# comment\n\n  Gnome-Terminal  ctrl+SHIFT+v Settle # slow\nXTerm Shift+Insert\r\n");
+        chords("# comment\n\n  Gnome-Terminal  ctrl+SHIFT+v Settle # slow\nXTerm Shift+Insert\r\n"
+               "Tilix CTRL+SHIFT+INSERT\n");
 
     EXPECT_EQ(read.find("gnome-terminal"), (PasteChord{Keys::controlShiftV, Readiness::afterSettling}));
     EXPECT_EQ(read.find("GNOME-TERMINAL"), (PasteChord{Keys::controlShiftV, Readiness::afterSettling}));
     EXPECT_EQ(read.find("xterm"), (PasteChord{Keys::shiftInsert, Readiness::atOnce}));
+    EXPECT_EQ(read.find("tilix"), (PasteChord{Keys::controlShiftInsert, Readiness::atOnce}));
 }
 
 TEST(PasteChordsTests, skipsLinesThatMakeNoSense)
@@ -49,6 +51,26 @@ TEST(PasteChordsTests, skipsLinesThatMakeNoSense)
         EXPECT_EQ(read.find(name), PasteChord()) << name;
     }
     EXPECT_EQ(read.find("five").keys, Keys::controlShiftV);
+}
+
+TEST(PasteChordsTests, aClassMayHaveSeveralWords)
+{
+    const auto read = chords("Wave Terminal Ctrl+Shift+V settle\nTor  Browser\tCtrl+V\n");
+
+    EXPECT_EQ(read.find("Wave Terminal"), (PasteChord{Keys::controlShiftV, Readiness::afterSettling}));
+    EXPECT_EQ(read.find("Wave"), PasteChord());
+}
+
+TEST(PasteChordsTests, tellsWhichLineMakesNoSense)
+{
+    ::testing::internal::CaptureStderr();
+    chords("one Ctrl+V\n\ntwo Ctrl+X\nCtrl+V\nthree Ctrl+V Ctrl+V\nsettle\n");
+
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+              "glimmerwick: test:3: not a paste chord\n"
+              "glimmerwick: test:4: not a paste chord\n"
+              "glimmerwick: test:5: not a paste chord\n"
+              "glimmerwick: test:6: not a paste chord\n");
 }
 
 TEST(PasteChordsTests, aLaterFileWins)
@@ -72,8 +94,9 @@ TEST(PasteChordsTests, theShippedFileNamesTheKnownTerminals)
     shipped.load(std::filesystem::path(GLIMMERWICK_SOURCE_DIR) / "Resources" / "paste-chords.txt");
 
     EXPECT_EQ(shipped.find("XTerm"), (PasteChord{Keys::shiftInsert, Readiness::atOnce}));
-    EXPECT_EQ(shipped.find("Gnome-terminal"), (PasteChord{Keys::controlShiftV, Readiness::afterSettling}));
+    EXPECT_EQ(shipped.find("Gnome-terminal"), (PasteChord{Keys::controlShiftInsert, Readiness::atOnce}));
     EXPECT_EQ(shipped.find("konsole"), (PasteChord{Keys::controlShiftV, Readiness::atOnce}));
+    EXPECT_EQ(shipped.find("Emacs"), (PasteChord{Keys::shiftInsert, Readiness::atOnce}));
 }
 
 class DesktopFilesTest : public ::testing::Test {

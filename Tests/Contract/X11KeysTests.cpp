@@ -2,6 +2,7 @@
 
 #include "Contract/EventLoop.h"
 #include "Contract/SelectionClients.h"
+#include "Contract/X11Clients.h"
 #include "Platform/AccessibilityTrust.h"
 #include "Platform/EventMonitors.h"
 #include "Platform/EventPoster.h"
@@ -15,8 +16,6 @@
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <QRasterWindow>
-
-#include <xcb/xtest.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -47,109 +46,6 @@ constexpr xcb_keysym_t symbolSpace = ' ';
 
 constexpr KeyCombination shortcut{keyCode::space, eventFlag::control | eventFlag::command,
                                   eventFlag::shift | eventFlag::option};
-
-/// Presses keys and buttons as the user's devices do.
-class Devices {
-public:
-    Devices() = default;
-    Devices(const Devices&) = delete;
-    Devices& operator=(const Devices&) = delete;
-    /// A test that stops half-way leaves no key pressed for the next one.
-    ~Devices()
-    {
-        while (!m_pressed.empty()) {
-            release(m_pressed.front());
-        }
-    }
-
-    void press(xcb_keysym_t symbol)
-    {
-        m_pressed.push_back(symbol);
-        fake(XCB_KEY_PRESS, key(symbol));
-    }
-    void release(xcb_keysym_t symbol)
-    {
-        std::erase(m_pressed, symbol);
-        fake(XCB_KEY_RELEASE, key(symbol));
-    }
-
-    void type(const std::vector<xcb_keysym_t>& chord)
-    {
-        for (const xcb_keysym_t symbol : chord) {
-            press(symbol);
-        }
-        std::for_each(chord.rbegin(), chord.rend(), [this](xcb_keysym_t symbol) { release(symbol); });
-    }
-
-    void click(std::int16_t x, std::int16_t y, std::uint8_t button)
-    {
-        xcb_test_fake_input(m_connection, XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, m_connection.root(), x, y,
-                            0);
-        fake(XCB_BUTTON_PRESS, button);
-        fake(XCB_BUTTON_RELEASE, button);
-    }
-
-    xcb_keycode_t key(xcb_keysym_t symbol) const { return m_keyboard.keysWithSymbol(symbol).at(0); }
-
-private:
-    void fake(std::uint8_t type, std::uint8_t detail)
-    {
-        xcb_test_fake_input(m_connection, type, detail, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
-        m_connection.roundTrip();
-    }
-
-    X11Connection m_connection;
-    X11Keyboard m_keyboard{m_connection};
-    std::vector<xcb_keysym_t> m_pressed;
-};
-
-/// Another program's window, with the input focus, that notes what it gets.
-class FocusedProgram {
-public:
-    FocusedProgram() : m_window(xcb_generate_id(m_connection))
-    {
-        const std::array<std::uint32_t, 2> values{
-            1, XCB_EVENT_MASK_KEY_PRESS | XCB_EVENT_MASK_FOCUS_CHANGE | XCB_EVENT_MASK_EXPOSURE};
-        xcb_create_window(m_connection, XCB_COPY_FROM_PARENT, m_window, m_connection.root(), 0, 0, 100, 100,
-                          0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
-                          XCB_CW_OVERRIDE_REDIRECT | XCB_CW_EVENT_MASK, values.data());
-        xcb_map_window(m_connection, m_window);
-        xcb_set_input_focus(m_connection, XCB_INPUT_FOCUS_PARENT, m_window, XCB_CURRENT_TIME);
-        m_connection.roundTrip();
-        received();
-    }
-
-    /// What has come since the last question: symbols of pressed keys, and changes of the focus.
-    std::vector<std::string> received()
-    {
-        std::vector<std::string> result;
-        m_connection.roundTrip();
-        while (const XcbEvent event = m_connection.pollEvent()) {
-            switch (eventType(*event)) {
-            case XCB_KEY_PRESS:
-                result.push_back(
-                    "key " + std::to_string(reinterpret_cast<const xcb_key_press_event_t&>(*event).detail));
-                break;
-            case XCB_FOCUS_IN:
-                result.emplace_back("focus in");
-                break;
-            case XCB_FOCUS_OUT:
-                result.emplace_back("focus out");
-                break;
-            default:
-                break;
-            }
-        }
-        return result;
-    }
-
-    bool hasFocus() { return m_connection.focusWindow() == m_window; }
-    xcb_window_t window() const { return m_window; }
-
-private:
-    X11Connection m_connection;
-    const xcb_window_t m_window;
-};
 
 class Panel : public QRasterWindow {
 public:
@@ -329,6 +225,28 @@ TEST_F(X11KeysTest, aTapForEveryKeyTakesThemFromTheProgramInUseWithoutItsNoticin
     EXPECT_THAT(program.received(), ElementsAre("key " + std::to_string(devices.key('c'))));
     EXPECT_TRUE(handleEventsUntil([&] { return QGuiApplication::focusWindow() == nullptr; }));
     EXPECT_EQ(seen.size(), 2U);
+}
+
+TEST_F(X11KeysTest, aPasteTakesTheKeyboardFromAShownPanelForItsOwnKeysAlone)
+{
+    showPanel();
+    const Tap tap = makeTap({}, TapDecision::swallow, seen);
+    const auto source = platform.eventPoster().makeSource();
+    const auto down = source->makeKeyboardEvent(keyCode::v, KeyDirection::down);
+    const auto up = source->makeKeyboardEvent(keyCode::v, KeyDirection::up);
+    down->setFlags(eventFlag::command);
+    up->setFlags(eventFlag::command);
+    program.received();
+
+    down->post();
+    up->post();
+    devices.type({'a'});
+
+    EXPECT_TRUE(handleEventsUntil([&] { return !seen.empty(); }));
+    EXPECT_EQ(seen.at(0).characters, "a");
+    const auto received = program.received();
+    EXPECT_THAT(received, Contains("key " + std::to_string(devices.key('v'))));
+    EXPECT_THAT(received, Not(Contains("key " + std::to_string(devices.key('a')))));
 }
 
 TEST_F(X11KeysTest, whatTheTapPassesGoesToTheShortcutAndThenToThePanel)

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
+#include <iterator>
 #include <sstream>
+#include <vector>
 
 namespace glimmerwick {
 
@@ -30,20 +32,50 @@ std::optional<PasteChord::Keys> keys(const std::string& word)
     if (word == "shift+insert") {
         return PasteChord::Keys::shiftInsert;
     }
-    return std::nullopt;
-}
-
-std::optional<PasteChord::Readiness> readiness(const std::string& word)
-{
-    if (word.empty()) {
-        return PasteChord::Readiness::atOnce;
+    if (word == "ctrl+shift+insert") {
+        return PasteChord::Keys::controlShiftInsert;
     }
-    return word == "settle" ? std::optional(PasteChord::Readiness::afterSettling) : std::nullopt;
+    return std::nullopt;
 }
 
 std::string withoutComment(const std::string& line)
 {
     return line.substr(0, line.find('#'));
+}
+
+std::vector<std::string> words(const std::string& line)
+{
+    std::istringstream stream(lowerCase(withoutComment(line)));
+    return {std::istream_iterator<std::string>(stream), {}};
+}
+
+struct Line {
+    std::string windowClass;
+    PasteChord chord;
+};
+
+// From the end, because a class may have several words.
+std::optional<Line> parse(std::vector<std::string> words)
+{
+    PasteChord chord;
+    if (!words.empty() && words.back() == "settle") {
+        chord.readiness = PasteChord::Readiness::afterSettling;
+        words.pop_back();
+    }
+    const auto chordKeys = words.empty() ? std::nullopt : keys(words.back());
+    if (!chordKeys) {
+        return std::nullopt;
+    }
+    chord.keys = *chordKeys;
+    words.pop_back();
+    std::string windowClass;
+    for (const auto& word : words) {
+        if (keys(word)) {
+            return std::nullopt;
+        }
+        windowClass += windowClass.empty() ? word : ' ' + word;
+    }
+    return windowClass.empty() ? std::nullopt : std::optional(Line{windowClass, chord});
 }
 
 } // namespace
@@ -58,22 +90,16 @@ void PasteChords::load(std::istream& lines, const std::string& name)
 {
     std::string line;
     for (int number = 1; std::getline(lines, line); ++number) {
-        std::istringstream words(lowerCase(withoutComment(line)));
-        std::string windowClass;
-        std::string keysWord;
-        std::string readinessWord;
-        std::string surplus;
-        words >> windowClass >> keysWord >> readinessWord >> surplus;
-        if (windowClass.empty()) {
+        const auto lineWords = words(line);
+        if (lineWords.empty()) {
             continue;
         }
-        const auto chordKeys = keys(keysWord);
-        const auto chordReadiness = readiness(readinessWord);
-        if (!chordKeys || !chordReadiness || !surplus.empty()) {
+        const auto parsed = parse(lineWords);
+        if (!parsed) {
             std::fprintf(stderr, "glimmerwick: %s:%d: not a paste chord\n", name.c_str(), number);
             continue;
         }
-        m_byClass[windowClass] = {*chordKeys, *chordReadiness};
+        m_byClass[parsed->windowClass] = parsed->chord;
     }
 }
 

@@ -11,7 +11,7 @@ namespace glimmerwick {
 
 /// The keys that paste in one kind of application.
 struct PasteChord {
-    enum class Keys { controlV, controlShiftV, shiftInsert };
+    enum class Keys { controlV, controlShiftV, shiftInsert, controlShiftInsert };
     enum class Readiness {
         atOnce,
         /// The application takes a paste only after it has learned what is on the clipboard.
@@ -26,9 +26,10 @@ struct PasteChord {
 
 /// Which keys paste where, by the application's window class.
 ///
-/// A file has one class per line, then the keys ("Ctrl+V", "Ctrl+Shift+V", "Shift+Insert"), then "settle"
-/// where the application needs it; "#" begins a comment. Upper and lower case are the same everywhere. Lines
-/// that make no sense are reported on standard error and skipped.
+/// A file has one class per line, which may have several words, then the keys ("Ctrl+V", "Ctrl+Shift+V",
+/// "Shift+Insert", "Ctrl+Shift+Insert"), then "settle" where the application needs it; "#" begins a comment.
+/// Upper and lower case are the same everywhere. Lines that make no sense are reported on standard error and
+/// skipped.
 class PasteChords {
 public:
     /// Adds the file's lines, which win over earlier ones. A file that cannot be opened adds nothing.

@@ -1,8 +1,10 @@
 #include "Platform/X11/X11EventPoster.h"
 
 #include "Platform/Clock.h"
+#include "Platform/X11/X11HeldKeys.h"
 #include "Platform/X11/X11KeyboardGrab.h"
 #include "Platform/X11/X11Pasteboard.h"
+#include "Platform/X11/X11TypingTarget.h"
 #include "Platform/X11/X11Windows.h"
 
 #include <xcb/xtest.h>
@@ -24,14 +26,28 @@ constexpr auto settlingTime = 20ms;
 
 constexpr xcb_keysym_t symbolSmallV = 0x76;
 constexpr xcb_keysym_t symbolInsert = 0xff63;
-constexpr xcb_keysym_t symbolControlLeft = 0xffe3;
-constexpr xcb_keysym_t symbolShiftLeft = 0xffe1;
-constexpr xcb_keysym_t symbolAltLeft = 0xffe9;
-constexpr xcb_keysym_t symbolSuperLeft = 0xffeb;
 
-std::optional<xcb_keycode_t> first(const std::vector<xcb_keycode_t>& keys)
+// Who types fast still holds the last letter of the query when the pick is under way; a key cannot be pressed
+// twice. Letters are held for about a tenth of a second.
+constexpr auto longestHold = 300ms;
+constexpr auto lookInterval = 5ms;
+
+const char* explanation(X11TypingTarget::Obstacle obstacle)
 {
-    return keys.empty() ? std::nullopt : std::optional(keys.front());
+    switch (obstacle) {
+    case X11TypingTarget::Obstacle::windowIsGone:
+        return "the window to type into is gone";
+    case X11TypingTarget::Obstacle::anotherWindowHasTheKeys:
+        return "another window has the keyboard";
+    }
+    return "";
+}
+
+/// What pastes in most of the same programs, for a keyboard that lacks the keys.
+PasteChord::Keys substitute(PasteChord::Keys keys)
+{
+    return keys == PasteChord::Keys::controlShiftInsert ? PasteChord::Keys::controlShiftV
+                                                        : PasteChord::Keys::shiftInsert;
 }
 
 } // namespace
@@ -79,12 +95,7 @@ public:
             m_pressed->release();
             return;
         }
-        const bool isPaste = m_keyCode == keyCode::v && m_flags == eventFlag::command;
-        if (const auto keys = isPaste ? m_owner.paste() : m_owner.sequence(m_keyCode, m_flags)) {
-            m_pressed->press(*keys);
-        } else {
-            std::fprintf(stderr, "glimmerwick: this keyboard cannot produce the key press\n");
-        }
+        m_owner.post(*m_pressed, m_keyCode, m_flags);
     }
 
 private:
@@ -103,8 +114,9 @@ public:
 
     std::unique_ptr<KeyboardEvent> makeKeyboardEvent(std::uint16_t keyCode, KeyDirection direction) override
     {
-        return m_owner.canPress(keyCode) ? std::make_unique<Event>(m_owner, m_pressed, keyCode, direction)
-                                         : nullptr;
+        return m_owner.isTargetReached() && m_owner.canPress(keyCode)
+            ? std::make_unique<Event>(m_owner, m_pressed, keyCode, direction)
+            : nullptr;
     }
 
 private:
@@ -113,10 +125,12 @@ private:
 };
 
 X11EventPoster::X11EventPoster(X11Connection& toolkit, X11Keyboard& keyboard, X11Windows& windows,
-                               X11KeyboardGrab& keyboardGrab, X11Pasteboard& pasteboard, PasteChords chords,
+                               X11TypingTarget& typingTarget, X11KeyboardGrab& keyboardGrab,
+                               X11HeldKeys& heldKeys, X11Pasteboard& pasteboard, PasteChords chords,
                                Clock& clock)
-    : m_toolkit(toolkit), m_keyboard(keyboard), m_windows(windows), m_keyboardGrab(keyboardGrab),
-      m_pasteboard(pasteboard), m_chords(std::move(chords)), m_clock(clock)
+    : m_toolkit(toolkit), m_keyboard(keyboard), m_windows(windows), m_typingTarget(typingTarget),
+      m_keyboardGrab(keyboardGrab), m_heldKeys(heldKeys), m_pasteboard(pasteboard),
+      m_chords(std::move(chords)), m_clock(clock)
 {
 }
 
@@ -127,103 +141,122 @@ std::unique_ptr<EventSource> X11EventPoster::makeSource()
     return m_toolkit.hasExtension(xcb_test_id) ? std::make_unique<Source>(*this) : nullptr;
 }
 
-bool X11EventPoster::canPress(std::uint16_t virtualKeyCode) const
+bool X11EventPoster::isTargetReached()
 {
-    return sequence(virtualKeyCode, 0)
-        || (virtualKeyCode == keyCode::v && sequence(PasteChord::Keys::shiftInsert));
+    const auto obstacle = m_typingTarget.obstacle();
+    if (obstacle) {
+        std::fprintf(stderr, "glimmerwick: nothing was typed: %s\n", explanation(*obstacle));
+    }
+    return !obstacle;
 }
 
-std::optional<X11EventPoster::KeySequence> X11EventPoster::paste()
+// V is asked for to paste, which other keys may do.
+bool X11EventPoster::canPress(std::uint16_t virtualKeyCode)
+{
+    const bool canPress = virtualKeyCode == keyCode::v ? findPaste(m_windows.focusedWindow()).has_value()
+                                                       : !m_keyboard.keysOf(virtualKeyCode).empty();
+    if (!canPress) {
+        std::fprintf(stderr, "glimmerwick: nothing was typed: this keyboard lacks the keys\n");
+    }
+    return canPress;
+}
+
+void X11EventPoster::post(PressedKeys& pressed, std::uint16_t virtualKeyCode, EventFlags flags)
+{
+    if (!isTargetReached()) {
+        return;
+    }
+    const bool isPaste = virtualKeyCode == keyCode::v && flags == eventFlag::command;
+    const auto keys = isPaste ? preparePaste() : m_keyboard.chord(flags, m_keyboard.keysOf(virtualKeyCode));
+    if (!keys) {
+        std::fprintf(stderr, "glimmerwick: nothing was typed: this keyboard lacks the keys\n");
+        return;
+    }
+    // Again, because the preparations may have taken long enough for another window to come up.
+    if (isTargetReached()) {
+        pressed.press(*keys);
+    }
+}
+
+std::optional<X11EventPoster::Paste> X11EventPoster::findPaste(std::optional<xcb_window_t> target)
+{
+    PasteChord chord = target ? m_chords.find(m_windows.windowClass(*target)) : PasteChord();
+    if (auto keys = sequence(chord.keys)) {
+        return Paste{chord, *std::move(keys)};
+    }
+    chord.keys = substitute(chord.keys);
+    auto keys = sequence(chord.keys);
+    return keys ? std::optional(Paste{chord, *std::move(keys)}) : std::nullopt;
+}
+
+std::optional<X11EventPoster::KeySequence> X11EventPoster::preparePaste()
 {
     const auto target = m_windows.focusedWindow();
-    const PasteChord chord = target ? m_chords.find(m_windows.windowClass(*target)) : PasteChord();
-    auto chordKeys = chord.keys;
-    auto keys = sequence(chordKeys);
-    if (!keys) {
-        // A layout without the letter. Most programs paste with these keys as well.
-        chordKeys = PasteChord::Keys::shiftInsert;
-        keys = sequence(chordKeys);
+    auto paste = findPaste(target);
+    if (!paste) {
+        return std::nullopt;
     }
-    if (target && keys) {
+    if (!isFree(paste->keys.back())) {
+        const auto other = substitute(paste->chord.keys);
+        if (auto keys = sequence(other)) {
+            *paste = {{other, paste->chord.readiness}, *std::move(keys)};
+        }
+    }
+    if (target) {
         m_pasteboard.pasteWillBegin(*target,
-                                    chordKeys == PasteChord::Keys::shiftInsert
+                                    paste->chord.keys == PasteChord::Keys::shiftInsert
                                         ? X11SelectionService::PasteSelections::clipboardAndPrimary
                                         : X11SelectionService::PasteSelections::clipboard);
     }
-    if (chord.readiness == PasteChord::Readiness::afterSettling) {
+    if (paste->chord.readiness == PasteChord::Readiness::afterSettling) {
         m_clock.sleep(settlingTime);
     }
-    return keys;
+    return paste->keys;
+}
+
+/// Waits a little for the user to let go of the key.
+bool X11EventPoster::isFree(xcb_keycode_t key)
+{
+    const auto end = m_clock.now() + longestHold;
+    while (m_keyboard.pressedKeys().test(key)) {
+        if (m_clock.now() >= end) {
+            return false;
+        }
+        m_clock.sleep(lookInterval);
+    }
+    return true;
 }
 
 std::optional<X11EventPoster::KeySequence> X11EventPoster::sequence(PasteChord::Keys keys) const
 {
-    const auto letter = first(m_keyboard.keysWithSymbol(symbolSmallV));
+    const auto with = [this](EventFlags modifiers, xcb_keysym_t symbol) {
+        return m_keyboard.chord(modifiers, m_keyboard.keysTyping(symbol));
+    };
     switch (keys) {
     case PasteChord::Keys::controlV:
-        return withModifiers(eventFlag::command, letter);
+        return with(eventFlag::command, symbolSmallV);
     case PasteChord::Keys::controlShiftV:
-        return withModifiers(eventFlag::command | eventFlag::shift, letter);
+        return with(eventFlag::command | eventFlag::shift, symbolSmallV);
     case PasteChord::Keys::shiftInsert:
-        return withModifiers(eventFlag::shift, first(m_keyboard.keysWithSymbol(symbolInsert)));
+        return with(eventFlag::shift, symbolInsert);
+    case PasteChord::Keys::controlShiftInsert:
+        return with(eventFlag::command | eventFlag::shift, symbolInsert);
     }
     return std::nullopt;
-}
-
-std::optional<X11EventPoster::KeySequence> X11EventPoster::sequence(std::uint16_t virtualKeyCode,
-                                                                    EventFlags flags) const
-{
-    return withModifiers(flags, first(m_keyboard.keysOf(virtualKeyCode)));
-}
-
-std::optional<X11EventPoster::KeySequence>
-X11EventPoster::withModifiers(EventFlags flags, std::optional<xcb_keycode_t> key) const
-{
-    KeySequence keys;
-    for (const EventFlags flag :
-         {eventFlag::command, eventFlag::control, eventFlag::option, eventFlag::shift}) {
-        if ((flags & flag) == 0) {
-            continue;
-        }
-        const auto modifier = modifierKey(flag);
-        if (!modifier) {
-            return std::nullopt;
-        }
-        keys.push_back(*modifier);
-    }
-    if (!key) {
-        return std::nullopt;
-    }
-    keys.push_back(*key);
-    return keys;
-}
-
-std::optional<xcb_keycode_t> X11EventPoster::modifierKey(EventFlags flag) const
-{
-    switch (flag) {
-    case eventFlag::command:
-        return first(m_keyboard.keysWithSymbol(symbolControlLeft));
-    case eventFlag::control:
-        return first(m_keyboard.keysWithSymbol(symbolSuperLeft));
-    case eventFlag::option:
-        return first(m_keyboard.keysWithSymbol(symbolAltLeft));
-    case eventFlag::shift:
-        return first(m_keyboard.keysWithSymbol(symbolShiftLeft));
-    default:
-        return std::nullopt;
-    }
 }
 
 // The grabs are the toolkit connection's, so they end in one batch with the key presses: the repeat of a key
 // that is kept back would else bring its grab in between, and that would take the presses.
 void X11EventPoster::press(const KeySequence& keys)
 {
-    m_keyboardGrab.letGo();
+    m_keyboardGrab.suspend();
+    m_heldKeys.update();
     const auto modifiers = heldModifiers();
     xcb_ungrab_keyboard(m_toolkit, XCB_CURRENT_TIME);
     for (const xcb_keycode_t key : modifiers) {
         fake(XCB_KEY_RELEASE, key);
     }
+    switchOffLocks();
     for (const xcb_keycode_t key : keys) {
         fake(XCB_KEY_PRESS, key);
     }
@@ -233,7 +266,26 @@ void X11EventPoster::press(const KeySequence& keys)
 void X11EventPoster::release(const KeySequence& keys)
 {
     std::for_each(keys.rbegin(), keys.rend(), [this](xcb_keycode_t key) { fake(XCB_KEY_RELEASE, key); });
+    switchOnLocks();
     m_toolkit.roundTrip();
+    // The user may have opened the picker again since the pick; keys typed now are meant for it.
+    m_keyboardGrab.resume();
+}
+
+// Sticky keys, and layouts that lock a level, leave modifiers on with no key held.
+void X11EventPoster::switchOffLocks()
+{
+    m_locksToRestore = m_keyboard.lockedModifiers();
+    if (m_locksToRestore != 0 || m_keyboard.latchedModifiers() != 0) {
+        X11KeyMap::switchLocks(m_toolkit, m_locksToRestore, X11KeyMap::Switch::off);
+    }
+}
+
+void X11EventPoster::switchOnLocks()
+{
+    if (const auto locks = std::exchange(m_locksToRestore, 0); locks != 0) {
+        X11KeyMap::switchLocks(m_toolkit, locks, X11KeyMap::Switch::on);
+    }
 }
 
 // Once released they are not pressed again: a key pressed here stays down on the test device when the user

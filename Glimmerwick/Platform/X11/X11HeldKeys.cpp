@@ -44,7 +44,7 @@ void X11HeldKeys::keepBack(std::optional<xcb_window_t> window)
     m_keys = pressed;
     m_giveUp = m_clock.now() + longestHold;
     cover(window);
-    m_timer = m_mainQueue.every(checkInterval, [this] { check(); });
+    m_timer = m_mainQueue.every(checkInterval, [this] { update(); });
 }
 
 // Not on the root: a window manager's own shortcuts there (Alt+Space, say) would refuse a grab of the key
@@ -86,21 +86,25 @@ bool X11HeldKeys::absorb(const xcb_key_press_event_t& event)
     return true;
 }
 
-void X11HeldKeys::check()
+void X11HeldKeys::update()
 {
+    if (m_keys.none()) {
+        return;
+    }
     const auto stillDown = m_keys & m_keyboard.pressedKeys();
     if (stillDown.none() || m_clock.now() >= m_giveUp) {
         letGo();
         return;
     }
+    giveBack(m_keys & ~stillDown);
     cover(m_display.focusWindow());
 }
 
-void X11HeldKeys::letGo()
+void X11HeldKeys::giveBack(const X11Keyboard::KeyState& keys)
 {
     for (const xcb_window_t window : m_windows) {
-        for (std::size_t key = 0; key < m_keys.size(); ++key) {
-            if (m_keys.test(key)) {
+        for (std::size_t key = 0; key < keys.size(); ++key) {
+            if (keys.test(key)) {
                 xcb_ungrab_key(m_toolkit, static_cast<xcb_keycode_t>(key), window, XCB_MOD_MASK_ANY);
             }
         }
@@ -108,8 +112,13 @@ void X11HeldKeys::letGo()
     if (!m_windows.empty()) {
         xcb_flush(m_toolkit);
     }
+    m_keys &= ~keys;
+}
+
+void X11HeldKeys::letGo()
+{
+    giveBack(m_keys);
     m_windows.clear();
-    m_keys.reset();
     m_timer.reset();
 }
 

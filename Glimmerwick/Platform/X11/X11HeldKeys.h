@@ -24,6 +24,9 @@ public:
     /// let go at once afterwards. Modifier keys excepted.
     void keepBack(std::optional<xcb_window_t> window);
 
+    /// Gives back at once what is up by now.
+    void update();
+
     /// Whether the key press is one that is kept back; the grab which brought it here is then ended, so that
     /// other keys go their way.
     bool absorb(const xcb_key_press_event_t& event);
@@ -31,7 +34,7 @@ public:
 private:
     void cover(std::optional<xcb_window_t> window);
     void grab(xcb_keycode_t key, xcb_window_t window);
-    void check();
+    void giveBack(const X11Keyboard::KeyState& keys);
     void letGo();
 
     X11Connection& m_toolkit;

@@ -3,7 +3,9 @@
 #include "Platform/Qt/XkbKeyCodes.h"
 
 #include <algorithm>
+#include <array>
 #include <initializer_list>
+#include <utility>
 
 namespace glimmerwick {
 
@@ -11,6 +13,10 @@ namespace {
 
 constexpr xcb_keysym_t symbolNumLock = 0xff7f;
 constexpr xcb_keysym_t symbolCapsLock = 0xffe5;
+constexpr xcb_keysym_t symbolShiftLeft = 0xffe1;
+constexpr xcb_keysym_t symbolShiftRight = 0xffe2;
+constexpr xcb_keysym_t symbolControlLeft = 0xffe3;
+constexpr xcb_keysym_t symbolControlRight = 0xffe4;
 constexpr xcb_keysym_t symbolAltLeft = 0xffe9;
 constexpr xcb_keysym_t symbolAltRight = 0xffea;
 constexpr xcb_keysym_t symbolSuperLeft = 0xffeb;
@@ -18,6 +24,18 @@ constexpr xcb_keysym_t symbolSuperRight = 0xffec;
 
 constexpr int modifierCount = 8;
 constexpr int firstVariableModifier = 3; // after Shift, Lock and Control
+
+struct ModifierSymbols {
+    EventFlags flag;
+    std::array<xcb_keysym_t, 2> symbols;
+};
+
+constexpr std::array modifierSymbols{
+    ModifierSymbols{eventFlag::command, {symbolControlLeft, symbolControlRight}},
+    ModifierSymbols{eventFlag::control, {symbolSuperLeft, symbolSuperRight}},
+    ModifierSymbols{eventFlag::option, {symbolAltLeft, symbolAltRight}},
+    ModifierSymbols{eventFlag::shift, {symbolShiftLeft, symbolShiftRight}},
+};
 
 } // namespace
 
@@ -30,6 +48,7 @@ void X11Keyboard::read()
 {
     readSymbols();
     readModifiers();
+    readMap();
 }
 
 void X11Keyboard::readSymbols()
@@ -83,6 +102,21 @@ void X11Keyboard::readModifiers()
     }
 }
 
+// The core map tells neither of AltGr, which most layouts put on a key that it does not list as a modifier,
+// nor of keys that are a modifier now and a lock together with another.
+void X11Keyboard::readMap()
+{
+    m_map = X11KeyMap::read(m_connection);
+    if (!m_map) {
+        return;
+    }
+    for (unsigned code = m_firstKey; code < KeyState().size(); ++code) {
+        const auto key = static_cast<xcb_keycode_t>(code);
+        m_lockKeys.set(key, m_map->isLock(key));
+        m_modifierKeys.set(key, m_modifierKeys.test(key) || m_map->isModifier(key));
+    }
+}
+
 bool X11Keyboard::hasSymbol(xcb_keycode_t key, xcb_keysym_t symbol) const
 {
     const std::size_t start = static_cast<std::size_t>(key - m_firstKey) * m_symbolsPerKey;
@@ -114,6 +148,72 @@ std::vector<xcb_keycode_t> X11Keyboard::keysOf(std::uint16_t virtualKeyCode) con
     return key && *key >= m_firstKey && *key < KeyState().size()
         ? std::vector{static_cast<xcb_keycode_t>(*key)}
         : std::vector<xcb_keycode_t>();
+}
+
+std::vector<xcb_keycode_t> X11Keyboard::keysTyping(xcb_keysym_t symbol) const
+{
+    return m_map ? m_map->keysTyping(symbol, locks().group) : keysWithSymbol(symbol);
+}
+
+// A key that bears a modifier's name need not do its work, and two together may switch the layout.
+std::optional<std::vector<xcb_keycode_t>> X11Keyboard::chord(EventFlags modifiers,
+                                                             const std::vector<xcb_keycode_t>& lastKeys) const
+{
+    const auto mask = modifierMask(modifiers);
+    if (!mask) {
+        return std::nullopt;
+    }
+    X11KeyMap::Locks current = locks();
+    current.modifiers &= harmlessLocks();
+    const auto sequences = modifierSequences(modifiers);
+    for (const xcb_keycode_t lastKey : lastKeys) {
+        for (auto keys : sequences) {
+            keys.push_back(lastKey);
+            if (!m_map || m_map->yields(keys, static_cast<std::uint8_t>(*mask), current)) {
+                return keys;
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+/// Every way to press the modifiers: with each of their keys, and in each order.
+std::vector<std::vector<xcb_keycode_t>> X11Keyboard::modifierSequences(EventFlags modifiers) const
+{
+    std::vector<std::vector<xcb_keycode_t>> sequences{{}};
+    for (const auto& [flag, symbols] : modifierSymbols) {
+        if ((modifiers & flag) == 0) {
+            continue;
+        }
+        std::vector<std::vector<xcb_keycode_t>> longer;
+        for (const auto& sequence : sequences) {
+            for (const xcb_keysym_t symbol : symbols) {
+                for (const xcb_keycode_t key : keysWithSymbol(symbol)) {
+                    for (std::size_t place = sequence.size() + 1; place-- > 0;) {
+                        longer.push_back(sequence);
+                        longer.back().insert(longer.back().begin() + static_cast<std::ptrdiff_t>(place), key);
+                    }
+                }
+            }
+        }
+        sequences = std::move(longer);
+    }
+    return sequences;
+}
+
+X11KeyMap::Locks X11Keyboard::locks() const
+{
+    return m_map ? X11KeyMap::locks(m_connection) : X11KeyMap::Locks();
+}
+
+std::uint8_t X11Keyboard::harmlessLocks() const
+{
+    return static_cast<std::uint8_t>(XCB_MOD_MASK_LOCK | m_numLockMask);
+}
+
+std::uint8_t X11Keyboard::lockedModifiers() const
+{
+    return static_cast<std::uint8_t>(locks().modifiers & ~harmlessLocks());
 }
 
 std::optional<std::uint16_t> X11Keyboard::modifierMask(EventFlags flags) const

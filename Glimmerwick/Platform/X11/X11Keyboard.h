@@ -2,10 +2,12 @@
 
 #include "Platform/KeyEvent.h"
 #include "Platform/X11/X11Connection.h"
+#include "Platform/X11/X11KeyMap.h"
 
 #include <array>
 #include <bitset>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -27,6 +29,18 @@ public:
     /// Every key that the logic knows under this code.
     std::vector<xcb_keycode_t> keysOf(std::uint16_t virtualKeyCode) const;
 
+    /// Every key that types the symbol without any modifier; those of the layout in use come first.
+    std::vector<xcb_keycode_t> keysTyping(xcb_keysym_t symbol) const;
+
+    /// The keys to press in order so that the last, the first possible one of these, comes with exactly these
+    /// modifiers besides Caps and Num Lock. Nothing when this keyboard has no such keys.
+    std::optional<std::vector<xcb_keycode_t>> chord(EventFlags modifiers,
+                                                    const std::vector<xcb_keycode_t>& lastKeys) const;
+
+    /// What is switched on now besides Caps and Num Lock, and would change what keys do.
+    std::uint8_t latchedModifiers() const { return locks().latchedModifiers; }
+    std::uint8_t lockedModifiers() const;
+
     bool isModifier(xcb_keycode_t key) const { return m_modifierKeys.test(key); }
     bool isLock(xcb_keycode_t key) const { return m_lockKeys.test(key); }
 
@@ -43,9 +57,14 @@ public:
 private:
     void readSymbols();
     void readModifiers();
+    void readMap();
+    X11KeyMap::Locks locks() const;
+    std::uint8_t harmlessLocks() const;
+    std::vector<std::vector<xcb_keycode_t>> modifierSequences(EventFlags modifiers) const;
     bool hasSymbol(xcb_keycode_t key, xcb_keysym_t symbol) const;
 
     X11Connection& m_connection;
+    std::unique_ptr<X11KeyMap> m_map;
     xcb_keycode_t m_firstKey = 0;
     std::size_t m_symbolsPerKey = 0;
     std::vector<xcb_keysym_t> m_symbols;

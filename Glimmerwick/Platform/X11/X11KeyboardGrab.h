@@ -41,8 +41,10 @@ public:
     bool isEngaged() const { return m_state != State::idle; }
 
     /// Ends whatever holds the keyboard for this program, also the grab that a shortcut's key press brings
-    /// with it. When it returns, keys go to the application in use.
-    void letGo();
+    /// with it. When it returns, keys go to the application in use, until `resume`.
+    void suspend() { letGo(); }
+    /// Takes the keyboard back for a panel that is shown and wants it.
+    void resume() { engage(); }
 
     enum class Route {
         /// Not for the panel.
@@ -67,6 +69,7 @@ private:
     };
 
     void engage();
+    void letGo();
     bool tryToGrab();
     void retry();
     void follow();

@@ -15,6 +15,7 @@
 #include "Platform/X11/X11KeyboardGrab.h"
 #include "Platform/X11/X11PanelHost.h"
 #include "Platform/X11/X11Pasteboard.h"
+#include "Platform/X11/X11TypingTarget.h"
 #include "Platform/X11/X11Windows.h"
 #include "Platform/X11/X11Workspace.h"
 
@@ -65,9 +66,11 @@ struct X11Platform::State {
           eventTap(toolkit, keyboard, keyboardGrab, keyEventFilter),
           keyRouter(keyboardGrab, eventTap, heldKeys),
           eventMonitors(display, watcher, keyEventFilter, eventTap, keyboardGrab, toolkit.client()),
-          pasteboard(toolkit.client()), eventPoster(toolkit, keyboard, windows, keyboardGrab, pasteboard,
-                                                    loadedChords(options.pasteChordFiles), clock),
-          workspace(windows, toolkit.client()), accessibilityTrust(display), panelHost(display, keyboardGrab),
+          pasteboard(toolkit.client()),
+          eventPoster(toolkit, keyboard, windows, typingTarget, keyboardGrab, heldKeys, pasteboard,
+                      loadedChords(options.pasteChordFiles), clock),
+          workspace(windows, typingTarget, toolkit.client()), accessibilityTrust(display),
+          panelHost(display, keyboardGrab),
           mappingObserver(watcher.onKeyboardMappingChanged([this] { keyboardMappingChanged(); }))
     {
     }
@@ -89,6 +92,7 @@ struct X11Platform::State {
     X11EventWatcher watcher;
     X11Keyboard keyboard;
     X11Windows windows;
+    X11TypingTarget typingTarget{windows};
     KeyEventFilter keyEventFilter;
     X11HeldKeys heldKeys;
     X11KeyboardGrab keyboardGrab;

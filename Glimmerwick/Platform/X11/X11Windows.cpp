@@ -18,6 +18,17 @@ constexpr auto lookInterval = 2ms;
 // The toolkits set the focus themselves a little after they have become active; some never do.
 constexpr auto focusPatience = 100ms;
 
+// A window manager that keeps a dialog in front when its window is asked for may say so by changing nothing.
+// One that obeys has taken 1.4 to 5 ms.
+constexpr auto dialogPatience = 100ms;
+
+// Some window managers only mark a window that is on another desktop; those that bring it, or go there by
+// themselves, have had their turn by then.
+constexpr auto desktopPatience = 50ms;
+
+constexpr std::uint32_t iconicState = 3;
+constexpr std::uint32_t allDesktops = 0xffffffff;
+
 enum class RequestSource : std::uint32_t { pager = 2 };
 
 } // namespace
@@ -42,6 +53,7 @@ public:
     /// Ends early when there is something to see.
     void wait(std::chrono::milliseconds longest)
     {
+        xcb_flush(m_connection);
         bool hasArrived = false;
         while (m_connection.pollEvent()) {
             hasArrived = true;
@@ -129,20 +141,54 @@ std::int32_t X11Windows::processIdentifier(xcb_window_t window)
     return values.empty() ? -1 : static_cast<std::int32_t>(values.front());
 }
 
+X11Windows::Identity X11Windows::identityOf(xcb_window_t window)
+{
+    return {window, processIdentifier(window), classNames(window).class_};
+}
+
+// Programs may change the class of a window that stays, but not the process. Whoever does not tell the
+// process is known by the class alone.
+bool X11Windows::isStillThere(const Identity& identity)
+{
+    if (!m_connection.exists(identity.window)) {
+        return false;
+    }
+    const Identity now = identityOf(identity.window);
+    return identity.processIdentifier != -1 && now.processIdentifier != -1
+        ? now.processIdentifier == identity.processIdentifier
+        : now.windowClass == identity.windowClass;
+}
+
 bool X11Windows::activate(xcb_window_t window, std::chrono::milliseconds patience)
 {
     if (isActive(window) && hasFocus(window)) {
         return true;
     }
-    if (!m_connection.exists(window)) {
-        return false;
-    }
     RootObservation observation(m_connection);
+    const bool isWindowManaged = isWindowManagerHere();
+    const auto activeBefore = m_connection.activeWindow();
     requestActivation(window);
-    const auto end = SteadyClock::now() + patience;
+    bool hasSwitchedDesktop = false;
+    const auto start = SteadyClock::now();
+    const auto end = start + patience;
     while (!isActive(window)) {
-        if (SteadyClock::now() >= end || m_connection.isBroken()) {
+        const auto now = SteadyClock::now();
+        if (now >= end || m_connection.isBroken() || !m_connection.exists(window)) {
             return false;
+        }
+        const auto active = m_connection.activeWindow();
+        const bool hasDecided = active != activeBefore || now >= start + dialogPatience;
+        if (active && *active != window && hasDecided && m_receiver.isDialogOf(*active, window)) {
+            return false;
+        }
+        if (!hasSwitchedDesktop && now >= start + desktopPatience && isOnAnotherDesktop(window)) {
+            hasSwitchedDesktop = true;
+            goToDesktopOf(window);
+            requestActivation(window);
+        }
+        if (!isWindowManaged) {
+            // Refused until the window is on the screen.
+            xcb_set_input_focus(m_connection, XCB_INPUT_FOCUS_PARENT, window, XCB_CURRENT_TIME);
         }
         observation.wait(lookInterval);
     }
@@ -157,16 +203,37 @@ bool X11Windows::activate(xcb_window_t window, std::chrono::milliseconds patienc
 bool X11Windows::isActive(xcb_window_t window)
 {
     const auto active = m_connection.activeWindow();
-    return active ? *active == window : hasFocus(window);
+    return active ? *active == window : keyReceiver(window) == X11KeyReceiver::Kind::theWindow;
 }
 
 bool X11Windows::hasFocus(xcb_window_t window)
 {
-    const auto focus = m_connection.focusWindow();
-    return focus && clientOf(*focus) == clientOf(window);
+    const auto receiver = keyReceiver(window);
+    return m_connection.focusWindow()
+        && (receiver == X11KeyReceiver::Kind::theWindow || receiver == X11KeyReceiver::Kind::itsAttendant);
+}
+
+// The property outlives a window manager that died; the window which it names does not.
+bool X11Windows::isWindowManagerHere()
+{
+    const xcb_atom_t check = m_connection.atom("_NET_SUPPORTING_WM_CHECK");
+    const auto supporter = m_connection.numbers(m_connection.root(), check, XCB_ATOM_WINDOW);
+    return !supporter.empty() && m_connection.numbers(supporter.front(), check, XCB_ATOM_WINDOW) == supporter;
 }
 
 void X11Windows::requestActivation(xcb_window_t window)
+{
+    sendToWindowManager(window, "_NET_ACTIVE_WINDOW",
+                        {static_cast<std::uint32_t>(RequestSource::pager), XCB_CURRENT_TIME,
+                         m_connection.activeWindow().value_or(XCB_WINDOW_NONE)});
+    if (!isWindowManagerHere()) {
+        showIfIconified(window);
+    }
+    xcb_flush(m_connection);
+}
+
+void X11Windows::sendToWindowManager(xcb_window_t window, const char* type,
+                                     const std::array<std::uint32_t, 3>& data)
 {
     union {
         xcb_client_message_event_t event;
@@ -175,19 +242,40 @@ void X11Windows::requestActivation(xcb_window_t window)
     message.event.response_type = XCB_CLIENT_MESSAGE;
     message.event.format = 32;
     message.event.window = window;
-    message.event.type = m_connection.atom("_NET_ACTIVE_WINDOW");
-    message.event.data.data32[0] = static_cast<std::uint32_t>(RequestSource::pager);
-    message.event.data.data32[1] = XCB_CURRENT_TIME;
-    message.event.data.data32[2] = m_connection.activeWindow().value_or(XCB_WINDOW_NONE);
+    message.event.type = m_connection.atom(type);
+    std::ranges::copy(data, message.event.data.data32);
     xcb_send_event(m_connection, 0, m_connection.root(),
                    XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
                    message.wire.data());
-    const auto supporter = m_connection.numbers(
-        m_connection.root(), m_connection.atom("_NET_SUPPORTING_WM_CHECK"), XCB_ATOM_WINDOW);
-    if (supporter.empty()) {
-        xcb_set_input_focus(m_connection, XCB_INPUT_FOCUS_PARENT, window, XCB_CURRENT_TIME);
+}
+
+bool X11Windows::isOnAnotherDesktop(xcb_window_t window)
+{
+    const auto its = m_connection.numbers(window, m_connection.atom("_NET_WM_DESKTOP"), XCB_ATOM_CARDINAL);
+    const auto current = m_connection.numbers(m_connection.root(), m_connection.atom("_NET_CURRENT_DESKTOP"),
+                                              XCB_ATOM_CARDINAL);
+    return !its.empty() && !current.empty() && its.front() != allDesktops && its.front() != current.front();
+}
+
+void X11Windows::goToDesktopOf(xcb_window_t window)
+{
+    const auto desktop =
+        m_connection.numbers(window, m_connection.atom("_NET_WM_DESKTOP"), XCB_ATOM_CARDINAL);
+    if (!desktop.empty()) {
+        sendToWindowManager(m_connection.root(), "_NET_CURRENT_DESKTOP",
+                            {desktop.front(), XCB_CURRENT_TIME, 0});
     }
-    xcb_flush(m_connection);
+}
+
+// Window managers that do not know the message know this. A window that its own program has put away stays
+// so.
+void X11Windows::showIfIconified(xcb_window_t window)
+{
+    const xcb_atom_t state = m_connection.atom("WM_STATE");
+    const auto values = m_connection.numbers(window, state, state);
+    if (!values.empty() && values.front() == iconicState) {
+        xcb_map_window(m_connection, window);
+    }
 }
 
 } // namespace glimmerwick

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "Platform/X11/X11Connection.h"
+#include "Platform/X11/X11KeyReceiver.h"
 
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -17,6 +19,14 @@ public:
     struct ClassNames {
         std::string instance;
         std::string class_;
+    };
+
+    /// What tells a window from a later one with the same number: the server hands out a closed program's
+    /// numbers again at once.
+    struct Identity {
+        xcb_window_t window = XCB_WINDOW_NONE;
+        std::int32_t processIdentifier = -1;
+        std::string windowClass;
     };
 
     explicit X11Windows(X11Connection& connection);
@@ -37,8 +47,13 @@ public:
     std::int32_t processIdentifier(xcb_window_t window);
     std::uint32_t clientOf(xcb_window_t window) const { return m_connection.clientOf(window); }
 
-    /// Asks the window manager to activate the window and waits until it has, with the focus on the window's
-    /// application. False when that took too long, or the window is gone.
+    Identity identityOf(xcb_window_t window);
+    bool isStillThere(const Identity& identity);
+
+    X11KeyReceiver::Kind keyReceiver(xcb_window_t window) { return m_receiver.seenFrom(window); }
+
+    /// Asks the window manager to activate the window and waits until it has, with the focus on the window.
+    /// False when that took too long, the window is gone, or a dialog of it is in front instead.
     bool activate(xcb_window_t window, std::chrono::milliseconds patience);
 
 private:
@@ -47,9 +62,15 @@ private:
     bool isManaged(xcb_window_t window);
     bool isActive(xcb_window_t window);
     bool hasFocus(xcb_window_t window);
+    bool isWindowManagerHere();
     void requestActivation(xcb_window_t window);
+    bool isOnAnotherDesktop(xcb_window_t window);
+    void goToDesktopOf(xcb_window_t window);
+    void sendToWindowManager(xcb_window_t window, const char* type, const std::array<std::uint32_t, 3>& data);
+    void showIfIconified(xcb_window_t window);
 
     X11Connection& m_connection;
+    X11KeyReceiver m_receiver{m_connection};
 };
 
 } // namespace glimmerwick

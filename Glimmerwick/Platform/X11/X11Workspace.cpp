@@ -1,5 +1,6 @@
 #include "Platform/X11/X11Workspace.h"
 
+#include "Platform/X11/X11TypingTarget.h"
 #include "Platform/X11/X11Windows.h"
 
 #include <chrono>
@@ -23,6 +24,7 @@ std::optional<std::string> unlessEmpty(std::string text)
 
 struct X11Workspace::Shared {
     X11Windows& windows;
+    X11TypingTarget& typingTarget;
     const std::uint32_t toolkitClient;
     std::shared_future<DesktopFiles> desktopFiles;
 };
@@ -33,7 +35,7 @@ public:
     Application(std::shared_ptr<Shared> shared, xcb_window_t window)
         : m_shared(std::move(shared)), m_window(window), m_names(m_shared->windows.classNames(window)),
           m_gtkIdentifier(m_shared->windows.gtkApplicationIdentifier(window)),
-          m_processIdentifier(m_shared->windows.processIdentifier(window))
+          m_identity(m_shared->windows.identityOf(window))
     {
     }
 
@@ -55,11 +57,11 @@ public:
         return unlessEmpty(file && !file->name.empty() ? file->name : m_names.class_);
     }
 
-    std::int32_t processIdentifier() const override { return m_processIdentifier; }
+    std::int32_t processIdentifier() const override { return m_identity.processIdentifier; }
 
     bool activate(ActivationOption) override
     {
-        return m_shared->windows.activate(m_window, activationPatience);
+        return m_shared->typingTarget.activate(m_identity, activationPatience);
     }
 
 private:
@@ -76,14 +78,14 @@ private:
     const xcb_window_t m_window;
     const X11Windows::ClassNames m_names;
     const std::string m_gtkIdentifier;
-    const std::int32_t m_processIdentifier;
+    const X11Windows::Identity m_identity;
 };
 
-X11Workspace::X11Workspace(X11Windows& windows, std::uint32_t toolkitClient)
+X11Workspace::X11Workspace(X11Windows& windows, X11TypingTarget& typingTarget, std::uint32_t toolkitClient)
     : m_shared(std::make_shared<Shared>(
-        Shared{windows, toolkitClient, std::async(std::launch::async, [] {
-                                           return DesktopFiles(DesktopFiles::standardFolders());
-                                       }).share()}))
+        Shared{windows, typingTarget, toolkitClient, std::async(std::launch::async, [] {
+                                                         return DesktopFiles(DesktopFiles::standardFolders());
+                                                     }).share()}))
 {
 }
 
