@@ -371,9 +371,9 @@ TEST_F(X11PasteboardTest, fallsBackToWhatTheOtherProgramOffers)
     const ForeignOwner old("CLIPBOARD", {{"STRING", {"STRING", "Gr\xfc\xdf"}}});
 
     EXPECT_EQ(text(), "Grüß");
-    EXPECT_THAT(
-        old.askedTargets(),
-        ElementsAre("UTF8_STRING", "text/plain;charset=utf-8", "STRING", "x-kde-passwordManagerHint"));
+    EXPECT_THAT(old.askedTargets(),
+                ElementsAre("TARGETS", "UTF8_STRING", "text/plain;charset=utf-8", "STRING", "TARGETS",
+                            "x-kde-passwordManagerHint"));
 }
 
 TEST_F(X11PasteboardTest, aClipboardWithoutTextReadsAsNothing)
@@ -382,6 +382,15 @@ TEST_F(X11PasteboardTest, aClipboardWithoutTextReadsAsNothing)
 
     EXPECT_EQ(text(), std::nullopt);
     EXPECT_EQ(pasteboard.string("image/png"), "\x89PNG");
+}
+
+TEST_F(X11PasteboardTest, aPictureIsNoTextWhateverItsOwnerSays)
+{
+    const ForeignOwner owner("CLIPBOARD", {{"image/png", {"image/png", "\x89PNG"}}},
+                             ForeignOwner::Manner::indiscriminate);
+
+    EXPECT_EQ(text(), std::nullopt);
+    EXPECT_THAT(owner.askedTargets(), ElementsAre("TARGETS"));
 }
 
 TEST_F(X11PasteboardTest, aClipboardThatNobodyOwnsReadsAsNothing)
@@ -425,7 +434,7 @@ TEST_F(X11PasteboardTest, givesUpOnAnOwnerThatDoesNotAnswer)
     {
         const ForeignOwner silent("CLIPBOARD", {}, ForeignOwner::Manner::silent);
         EXPECT_EQ(text(), std::nullopt);
-        EXPECT_THAT(silent.askedTargets(), ElementsAre("UTF8_STRING"));
+        EXPECT_THAT(silent.askedTargets(), ElementsAre("TARGETS"));
     }
     const ForeignOwner stalling("CLIPBOARD", {{"UTF8_STRING", {"UTF8_STRING", "never comes"}}},
                                 ForeignOwner::Manner::stalling);

@@ -255,6 +255,8 @@ public:
         /// Announces pieces that never come.
         stalling,
         silent,
+        /// Says what it has, and gives that whatever it is asked for.
+        indiscriminate,
     };
 
     /// Before each answer the function is called on the thread.
@@ -305,15 +307,29 @@ private:
             return;
         }
         m_willAnswer();
-        const auto content = m_contents.find(target);
-        if (content == m_contents.end()) {
+        const auto content =
+            m_manner == Manner::indiscriminate ? m_contents.begin() : m_contents.find(target);
+        if (m_manner == Manner::indiscriminate && target == "TARGETS") {
+            putOffer(request);
+            notify(request, request.property);
+        } else if (content == m_contents.end()) {
             notify(request, XCB_ATOM_NONE);
-        } else if (m_manner == Manner::atOnce) {
+        } else if (m_manner == Manner::atOnce || m_manner == Manner::indiscriminate) {
             put(request.requestor, request.property, content->second);
             notify(request, request.property);
         } else {
             announcePieces(request, content->second);
         }
+    }
+
+    void putOffer(const xcb_selection_request_event_t& request)
+    {
+        std::vector<xcb_atom_t> offered;
+        for (const auto& [target, content] : m_contents) {
+            offered.push_back(m_connection.atom(target));
+        }
+        xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, request.requestor, request.property,
+                            XCB_ATOM_ATOM, 32, static_cast<std::uint32_t>(offered.size()), offered.data());
     }
 
     void announcePieces(const xcb_selection_request_event_t& request, const Content& content)

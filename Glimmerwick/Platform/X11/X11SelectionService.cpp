@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstring>
 #include <utility>
 
 namespace glimmerwick {
@@ -50,6 +51,20 @@ int millisecondsUntil(X11SelectionService::Time time)
     }
     const auto remaining = std::chrono::ceil<std::chrono::milliseconds>(time - SteadyClock::now());
     return static_cast<int>(std::clamp<std::int64_t>(remaining.count(), 0, 60'000));
+}
+
+/// Whether the owner has said anything, if only no.
+bool isAnswered(const X11IncomingTransfer& transfer)
+{
+    return transfer.status() == X11IncomingTransfer::Status::complete
+        || transfer.status() == X11IncomingTransfer::Status::refused;
+}
+
+std::vector<xcb_atom_t> atoms(const std::string& bytes)
+{
+    std::vector<xcb_atom_t> result(bytes.size() / sizeof(xcb_atom_t));
+    std::memcpy(result.data(), bytes.data(), result.size() * sizeof(xcb_atom_t));
+    return result;
 }
 
 } // namespace
@@ -212,13 +227,24 @@ std::optional<std::string> X11SelectionService::readFromOwner(xcb_atom_t selecti
     if (!time) {
         return std::nullopt;
     }
+    // Asked for first, because some owners, xclip for one, answer every question with what they have, and a
+    // picture is no text.
+    X11IncomingTransfer offer(m_connection, selection, m_connection.atom("TARGETS"), *time);
+    waitFor(offer, patience);
+    if (!isAnswered(offer)) {
+        return std::nullopt;
+    }
+    const auto offered = atoms(offer.takeBytes());
     for (const xcb_atom_t target : readTargets(type)) {
+        if (!offered.empty() && std::ranges::find(offered, target) == offered.end()) {
+            continue;
+        }
         X11IncomingTransfer transfer(m_connection, selection, target, *time);
         waitFor(transfer, patience);
         if (transfer.status() == X11IncomingTransfer::Status::complete) {
             return decoded(transfer);
         }
-        if (transfer.status() != X11IncomingTransfer::Status::refused) {
+        if (!isAnswered(transfer)) {
             return std::nullopt;
         }
     }
