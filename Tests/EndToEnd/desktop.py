@@ -5,6 +5,8 @@ process that was started, in the opposite order.
 """
 
 import contextlib
+import ctypes
+import functools
 import os
 import pathlib
 import shlex
@@ -13,15 +15,32 @@ import time
 
 import Xlib.display
 import Xlib.error
+import Xlib.protocol.event
 import Xlib.X
 import Xlib.Xatom
 
 DEADLINE = 20.0
-POLL = 0.02
+POLL = 0.01
+LONGEST_EXCERPT = 64 * 1024
 PANEL_CLASS = "com.glimmerwick.Glimmerwick"
 PANEL_SIZE = (320, 400)
 # The parts of the panel above and below the grid: the search field, whose caret blinks, and the tab bar.
 PANEL_HEAD, PANEL_FOOT = 52, 36
+
+
+def lock_group(display, group):
+    """Locks a group of the keyboard; python-xlib does not know how."""
+    xlib = ctypes.CDLL("libX11.so.6")
+    xlib.XOpenDisplay.restype = ctypes.c_void_p
+    xlib.XOpenDisplay.argtypes = [ctypes.c_char_p]
+    for function, *more in ((xlib.XkbLockGroup, ctypes.c_uint, ctypes.c_uint), (xlib.XSync, ctypes.c_int),
+                            (xlib.XCloseDisplay,)):
+        function.argtypes = [ctypes.c_void_p, *more]
+    connection = xlib.XOpenDisplay(display.encode())
+    core_keyboard = 0x100
+    xlib.XkbLockGroup(connection, core_keyboard, group)
+    xlib.XSync(connection, 0)
+    xlib.XCloseDisplay(connection)
 
 
 class DesktopError(Exception):
@@ -73,6 +92,11 @@ class Program:
     def lines(self):
         return self.text().splitlines()
 
+    def end_of_text(self):
+        """As much of the output as anybody wants to read, without the middle of endless lines."""
+        lines = self.text()[-LONGEST_EXCERPT:].splitlines(keepends=True)
+        return "".join(line if len(line) < 1000 else f"{line[:400]} [...] {line[-400:]}" for line in lines)
+
     def is_running(self):
         return self.process.poll() is None
 
@@ -112,6 +136,19 @@ class Window:
         except (Xlib.error.BadWindow, Xlib.error.BadDrawable):
             return False
 
+    def process(self):
+        """The process that owns the window."""
+        return self._desktop._property(self._resource, "_NET_WM_PID")[0]
+
+    def close(self):
+        """Asks its program to close it, as the button in its frame does."""
+        display, root = self._desktop.display, self._desktop.root
+        root.send_event(
+            Xlib.protocol.event.ClientMessage(window=self._resource, client_type=display.get_atom("_NET_CLOSE_WINDOW"),
+                                              data=(32, [Xlib.X.CurrentTime, 2, 0, 0, 0])),
+            event_mask=Xlib.X.SubstructureRedirectMask | Xlib.X.SubstructureNotifyMask)
+        display.flush()
+
     def geometry(self):
         """x, y, width, height on the screen."""
         geometry = self._resource.get_geometry()
@@ -122,12 +159,19 @@ class Window:
 class Desktop(contextlib.AbstractContextManager):
     """Starts everything on entering and ends it on leaving. Files go into `folder`."""
 
-    def __init__(self, folder, compositor=False, on_step=lambda name: None):
+    def __init__(self, folder, compositor=False, window_manager="openbox", nested=False,
+                 on_step=lambda name: None):
+        """In a nested desktop `hardware` works the keyboard as a user's fingers do. Elsewhere keys are pressed
+        by a test extension alone, whose keyboard is one that programs can release and press themselves."""
         self.folder = pathlib.Path(folder)
         self._wants_compositor = compositor
+        self._window_manager = window_manager
+        self._is_nested = nested
+        self._hardware_environment = None
         self._on_step = on_step
         self._cleanup = contextlib.ExitStack()
         self.programs = []
+        self.clipboard_owner = None
         self.environment = {}
         self.display = None
         self.root = None
@@ -166,7 +210,7 @@ class Desktop(contextlib.AbstractContextManager):
     def call(self, *command, text=None, timeout=DEADLINE):
         """Runs a short command in the desktop and returns its output; raises when it fails."""
         result = subprocess.run([str(part) for part in command], input=text, capture_output=True, check=False,
-                                encoding="utf-8", env=self.environment, timeout=timeout, cwd=self.folder)
+                                encoding="utf-8", errors="backslashreplace", env=self.environment, timeout=timeout, cwd=self.folder)
         if result.returncode != 0:
             raise DesktopError(f"{command[0]} failed ({result.returncode}): {result.stderr.strip()}")
         return result.stdout
@@ -193,6 +237,29 @@ class Desktop(contextlib.AbstractContextManager):
     def type(self, text):
         self.call("xdotool", "type", "--delay", "15", text)
 
+    def hardware(self, *arguments):
+        """Presses, holds and releases keys of the keyboard itself, by xdotool's words: "keydown", "shift"."""
+        subprocess.run(["xdotool", *arguments], env=self._hardware_environment, timeout=DEADLINE, check=True)
+
+    @contextlib.contextmanager
+    def held_on_hardware(self, key):
+        self.hardware("keydown", key)
+        try:
+            yield
+        finally:
+            self.hardware("keyup", key)
+
+    def activate(self, window):
+        """Brings a window to the front, as a click on a task bar does."""
+        self.call("xdotool", "windowactivate", window.identifier)
+        wait_until(lambda: self.active_window() == window, "the window is active")
+
+    def use_layout(self, layout, group=0):
+        """Loads keyboard layouts, "us,ru", and locks one of them."""
+        self.call("setxkbmap", "-layout", layout)
+        if group:
+            lock_group(self.environment["DISPLAY"], group)
+
     def click(self):
         self.call("xdotool", "click", "1")
 
@@ -203,8 +270,32 @@ class Desktop(contextlib.AbstractContextManager):
         """Puts a text on the clipboard from a program of its own."""
         source = self.folder / "copied.txt"
         source.write_text(text, encoding="utf-8")
-        self.run("xclip", "xclip", "-quiet", "-selection", "clipboard", "-in", source)
+        self._own_clipboard(source)
         wait_until(lambda: self.clipboard() == text, "the clipboard holds the copied text")
+
+    def _own_clipboard(self, source, *options):
+        """The owner ends when it loses the clipboard, or when it is stopped."""
+        self.clipboard_owner = self.run("xclip", "xclip", "-quiet", "-selection", "clipboard", *options, "-in", source)
+
+    def copy_image(self):
+        """Puts a picture on the clipboard and no text."""
+        picture = self.folder / "copied.png"
+        self.call("convert", "-size", "8x8", "xc:red", picture)
+        self._own_clipboard(picture, "-target", "image/png")
+        wait_until(lambda: "image/png" in self.clipboard_targets(), "the clipboard holds the picture")
+
+    def empty_clipboard(self):
+        """What is left when the program that owned the clipboard has ended."""
+        self.copy("owned by a program that ends")
+        self.clipboard_owner.stop()
+        wait_until(lambda: not self.clipboard_targets(), "nobody owns the clipboard")
+
+    def clipboard_targets(self):
+        """What the clipboard can be had as; empty when there is nothing."""
+        try:
+            return self.call("xclip", "-selection", "clipboard", "-target", "TARGETS", "-out", timeout=5).split()
+        except (DesktopError, subprocess.TimeoutExpired):
+            return []
 
     def clipboard(self):
         """The clipboard's plain text, or None when there is none."""
@@ -235,9 +326,12 @@ class Desktop(contextlib.AbstractContextManager):
 
     def panel(self):
         """The picker's panel while it is visible, or None."""
-        for window in self.visible_windows(PANEL_CLASS):
+        for child in self.root.query_tree().children:
             with contextlib.suppress(Xlib.error.BadWindow, Xlib.error.BadDrawable):
-                if window.is_override_redirect() and window.geometry()[2:] == PANEL_SIZE:
+                window = Window(self, child.id)
+                if (window.is_override_redirect() and window.is_visible()
+                        and PANEL_CLASS in (child.get_wm_class() or ())
+                        and window.geometry()[2:] == PANEL_SIZE):
                     return window
         return None
 
@@ -275,12 +369,12 @@ class Desktop(contextlib.AbstractContextManager):
             return picture if picture and picture != other_than and shows_emoji(picture) else None
         return wait_until_stable(observe, "the grid shows emoji and is still")
 
-    def wait_until_active(self, wm_class):
-        """Waits until a window with this class is visible and active; returns it."""
+    def wait_until_active(self, wm_class, other_than=(), deadline=DEADLINE):
+        """Waits until a window with this class, none of the others, is visible and active; returns it."""
         def active():
             window = self.active_window()
-            return window if window in self.visible_windows(wm_class) else None
-        return wait_until(active, f"the window of {wm_class} is visible and active")
+            return window if window in self.visible_windows(wm_class) and window not in other_than else None
+        return wait_until(active, f"the window of {wm_class} is visible and active", deadline)
 
     # Setting up
 
@@ -307,14 +401,30 @@ class Desktop(contextlib.AbstractContextManager):
         }
 
     def _start_screen(self):
-        with self._reported_line("the virtual display's number") as (descriptor, read):
-            self.run("xvfb", "Xvfb", "-displayfd", descriptor, "-screen", "0", "1280x800x24", "-noreset",
-                     "-nolisten", "tcp", descriptors=(descriptor,))
-            number = read()
-        self.environment["DISPLAY"] = f":{number}"
-        self.display = Xlib.display.Display(f":{number}")
+        self._start_server("xvfb", "Xvfb", "-screen", "0", "1280x800x24", "-noreset")
+        if self._is_nested:
+            self._hardware_environment = dict(self.environment)
+            self._start_server("xephyr", "Xephyr", "-screen", "1280x800x24", "-no-host-grab", "-noreset")
+        self.display = Xlib.display.Display(self.environment["DISPLAY"])
         self._cleanup.callback(self.display.close)
         self.root = self.display.screen().root
+        if self._is_nested:
+            self._wait_for_hardware()
+
+    def _start_server(self, name, *command):
+        with self._reported_line("the virtual display's number") as (descriptor, read):
+            self.run(name, *command, "-displayfd", descriptor, "-nolisten", "tcp", descriptors=(descriptor,))
+            number = read()
+        self.environment["DISPLAY"] = f":{number}"
+
+    def _wait_for_hardware(self):
+        """The inner server gets the outer one's keys once its window is there and has the pointer in it."""
+        def reaches_inner():
+            self.hardware("mousemove", "400", "300", "key", "Shift_L")
+            with self.held_on_hardware("Shift_L"):
+                time.sleep(POLL)
+                return any(self.display.query_keymap())
+        wait_until(reaches_inner, "the nested server gets keys")
 
     def _start_bus(self):
         with self._reported_line("the session bus's address") as (descriptor, read):
@@ -328,12 +438,18 @@ class Desktop(contextlib.AbstractContextManager):
             selection = self.display.get_atom("_NET_WM_CM_S0")
             wait_until(lambda: self.display.get_selection_owner(selection) != Xlib.X.NONE,
                        "the compositor runs")
+        announced = functools.partial(self._property, self.root, "_NET_SUPPORTING_WM_CHECK")
+        if self._window_manager == "xfwm4":
+            self.run("xfwm4", "xfwm4", "--compositor=off")
+            # It tells which window is active, none at first, once it takes care of windows.
+            wait_until(lambda: announced() and self._has_property(self.root, "_NET_ACTIVE_WINDOW"),
+                       "the window manager is ready")
+            return
         # The window manager announces itself before it takes care of windows, and would never see one that is
         # mapped in between. The command that it runs once it has started tells when it does.
         started = self.folder / "openbox-started"
         self.run("openbox", "openbox", "--sm-disable", "--startup", f"touch {shlex.quote(str(started))}")
-        wait_until(lambda: started.exists() and self._property(self.root, "_NET_SUPPORTING_WM_CHECK"),
-                   "the window manager is ready")
+        wait_until(lambda: started.exists() and announced(), "the window manager is ready")
 
     @contextlib.contextmanager
     def _reported_line(self, what):
@@ -355,6 +471,9 @@ class Desktop(contextlib.AbstractContextManager):
             yield writing, read
         finally:
             os.close(reading)
+
+    def _has_property(self, window, name):
+        return window.get_full_property(self.display.get_atom(name), Xlib.X.AnyPropertyType) is not None
 
     def _property(self, window, name):
         found = window.get_full_property(self.display.get_atom(name), Xlib.X.AnyPropertyType)
@@ -384,6 +503,9 @@ class Picker:
                 raise DesktopError(f"the picker ended with status {self.program.process.returncode}")
             return None
         return wait_until(find, f'the picker logs "{start}" ({count})', deadline)
+
+    def count_lines(self, start):
+        return sum(line.startswith(start) for line in self.program.lines())
 
     def wait_until_ready(self, deadline=DEADLINE):
         self.wait_for_line("[Glimmerwick] Manifest loaded successfully", deadline)

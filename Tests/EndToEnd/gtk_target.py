@@ -3,9 +3,12 @@
 to a log, one a line.
 
 usage: gtk_target.py NAME TEXT-FILE LOG-FILE     NAME is the window's class
+
+It opens a second window like the first on SIGUSR1; that one's files have ".2" behind their names.
 """
 
 import os
+import signal
 import sys
 
 import gi
@@ -15,11 +18,7 @@ gi.require_version("Gtk", "3.0")
 from gi.repository import Gdk, GLib, Gtk  # noqa: E402  (the versions must be chosen first)
 
 
-def main():
-    name, text_path, log_path = sys.argv[1:]
-    GLib.set_prgname(name)
-    Gdk.set_program_class(name)
-
+def open_window(name, text_path, log_path):
     log = open(log_path, "w", encoding="utf-8", buffering=1)
 
     def note_key(kind, event):
@@ -50,9 +49,22 @@ def main():
     window.connect("key-release-event", lambda _, event: note_key("release", event))
     window.connect("focus-in-event", lambda *_: note("focus-in"))
     window.connect("focus-out-event", lambda *_: note("focus-out"))
-    window.connect("destroy", Gtk.main_quit)
     window.show_all()
     view.grab_focus()
+    return window
+
+
+def main():
+    name, text_path, log_path = sys.argv[1:]
+    GLib.set_prgname(name)
+    Gdk.set_program_class(name)
+
+    def open_second_window():
+        open_window(name, f"{text_path}.2", f"{log_path}.2")
+        return GLib.SOURCE_REMOVE
+
+    GLib.unix_signal_add(GLib.PRIORITY_DEFAULT, signal.SIGUSR1, open_second_window)
+    open_window(name, text_path, log_path).connect("destroy", Gtk.main_quit)
     Gtk.main()
 
 

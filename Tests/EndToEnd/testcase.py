@@ -20,6 +20,14 @@ def argument(name):
     return value
 
 
+def desktop_in(context, **options):
+    """A desktop that the context ends, with the pointer where the whole panel has room below it."""
+    folder = context(tempfile.TemporaryDirectory(prefix="glimmerwick-", ignore_cleanup_errors=True))
+    desktop = context(Desktop(folder, **options))
+    desktop.move_pointer(640, 200)
+    return desktop
+
+
 class EndToEndTest(unittest.TestCase):
     """Set `picker_binary`, `qt_target_binary` and `compositor` in the subclass."""
 
@@ -28,10 +36,7 @@ class EndToEndTest(unittest.TestCase):
     compositor = False
 
     def setUp(self):
-        folder = self.enterContext(tempfile.TemporaryDirectory(prefix="glimmerwick-"))
-        self.desktop = self.enterContext(Desktop(folder, compositor=self.compositor))
-        # Room below the pointer for the whole panel.
-        self.desktop.move_pointer(640, 200)
+        self.desktop = desktop_in(self.enterContext, compositor=self.compositor)
 
     def start_picker(self, *flags):
         picker = Picker(self.desktop, self.picker_binary, *flags)
@@ -43,10 +48,6 @@ class EndToEndTest(unittest.TestCase):
             return gtk_target(self.desktop)
         return qt_target(self.desktop, self.qt_target_binary)
 
-    def print_output_of_programs(self):
-        for program in self.desktop.programs:
-            with contextlib.suppress(OSError):
-                print(f"--- {program.name}:\n{program.text()}---", file=sys.stderr, flush=True)
 
 
 class OutputOnFailure(unittest.TextTestResult):
@@ -54,16 +55,20 @@ class OutputOnFailure(unittest.TextTestResult):
 
     def addError(self, test, err):
         super().addError(test, err)
-        self._explain(test)
+        self._explain(test, self.errors)
 
     def addFailure(self, test, err):
         super().addFailure(test, err)
-        self._explain(test)
+        self._explain(test, self.failures)
 
     @staticmethod
-    def _explain(test):
-        if isinstance(test, EndToEndTest) and hasattr(test, "desktop"):
-            test.print_output_of_programs()
+    def _explain(test, problems):
+        # At once: a run that is ended for taking too long never comes to its list of problems.
+        print(f"--- problem:\n{problems[-1][1]}---", file=sys.stderr, flush=True)
+        desktop = getattr(test, "desktop", None)
+        for program in desktop.programs if desktop else ():
+            with contextlib.suppress(OSError):
+                print(f"--- {program.name}:\n{program.end_of_text()}---", file=sys.stderr, flush=True)
 
 
 def main():

@@ -1,0 +1,285 @@
+#!/usr/bin/python3
+"""Picks under the conditions in which typing goes wrong easily: other keyboard layouts, keys that are still held,
+applications that are slow or gone, and clipboards of every kind.
+
+usage: conditions_test.py --picker BINARY --qt-target BINARY --picks N
+"""
+
+import contextlib
+import os
+import signal
+import time
+
+from desktop import Picker, wait_until, wait_until_stable
+from picking import COPIED, TARGETS, PickingTest
+from targets import gtk_target
+from testcase import argument, main
+
+COUNT = int(argument("picks"))
+PICKER = argument("picker")
+QT_TARGET = argument("qt-target")
+
+LARGE = "A line of a large text: äöü 漢字 🎈.\n" * (10 * 1024 * 1024 // 48)
+
+
+class LayoutTest(PickingTest):
+    picker_binary = PICKER
+    qt_target_binary = QT_TARGET
+    # A letter that the layout does not have is named by the one in its place.
+    paste_keys = ("ctrl+v", "ctrl+cyrillic_em", "ctrl+м", "shift+insert", "shift+ins")
+
+    def setUp(self):
+        self.desktop.copy(COPIED)
+        self.addCleanup(self.desktop.use_layout, "us")
+
+    def assert_picked_under(self, layout, picks, group=0):
+        for target in self.each_target():
+            self.desktop.use_layout(layout, group)
+            self.assert_picked(target, picks(COUNT))
+
+    def test_german(self):
+        self.assert_picked_under("de", self.searched)
+
+    def test_french(self):
+        self.assert_picked_under("fr", self.searched)
+
+    def test_dvorak(self):
+        self.assert_picked_under("us(dvorak)", self.searched)
+
+    def test_russian_alone(self):
+        self.assert_picked_under("ru", self.recently_used)
+
+    def test_russian_as_the_second_of_two(self):
+        self.assert_picked_under("us,ru", self.recently_used, group=1)
+
+
+class ClipboardTest(PickingTest):
+    picker_binary = PICKER
+    qt_target_binary = QT_TARGET
+
+    def assert_emoji_stays(self, target, make_clipboard):
+        for pick in self.searched(COUNT):
+            make_clipboard()
+            before, events = target.text(), len(target.events())
+            restores = self.picker.count_lines("TypeManager: No previous clipboard content to restore")
+
+            self.begin(pick)
+            self.press_return()
+
+            target.wait_for_text(before + pick.emoji)
+            self.assert_only_pasted(target, events)
+            self.picker.wait_for_lines("TypeManager: No previous clipboard content to restore", restores + 1)
+            self.assertEqual(self.desktop.clipboard(), pick.emoji)
+            self.assertNotIn("image/png", self.desktop.clipboard_targets())
+
+    def test_empty_clipboard_keeps_the_emoji(self):
+        for target in self.each_target():
+            self.assert_emoji_stays(target, self.desktop.empty_clipboard)
+
+    def test_image_gives_way_to_the_emoji(self):
+        for target in self.each_target():
+            self.assert_emoji_stays(target, self.desktop.copy_image)
+
+    def test_owner_that_ends_while_the_picker_is_open_leaves_nothing_to_restore(self):
+        for target in self.each_target(("gtk", "qt", "xterm")):
+            for pick in self.searched(COUNT):
+                self.desktop.copy(COPIED)
+                before = target.text()
+
+                self.begin(pick)
+                self.desktop.clipboard_owner.stop()
+                self.press_return()
+
+                target.wait_for_text(before + pick.emoji)
+                self.assert_clipboard_becomes(pick.emoji)
+
+    def test_owner_that_never_answers_delays_the_pick_and_loses_nothing_else(self):
+        target = self.targets["gtk"]
+        target.focus()
+        for pick in self.searched(COUNT):
+            self.desktop.copy(COPIED)
+            before = target.text()
+
+            self.begin(pick)
+            with stopped(self.desktop.clipboard_owner.process.pid):
+                self.press_return()
+                target.wait_for_text(before + pick.emoji)
+
+    def test_large_text_comes_back_whole(self):
+        self.desktop.copy(LARGE)
+
+        for target in self.each_target(("gtk", "qt", "chromium-input", "xterm", "gnome-terminal")):
+            self.assert_picked(target, self.searched(COUNT), copied=LARGE)
+
+
+class TargetTest(PickingTest):
+    picker_binary = PICKER
+    qt_target_binary = QT_TARGET
+
+    def setUp(self):
+        self.desktop.copy(COPIED)
+
+    def return_with_target_stopped_for(self, seconds, target):
+        """The time starts when Return has been pressed: that is what the target misses."""
+        with stopped(target.process()):
+            self.press_return()
+            end = time.monotonic() + seconds
+            wait_until(lambda: time.monotonic() > end, "the time is over")
+
+    def assert_picked_while_stopped_for(self, seconds):
+        for target in self.each_target():
+            self.assert_picked(target, self.searched(COUNT),
+                               finish=lambda: self.return_with_target_stopped_for(seconds, target))
+
+    def test_target_that_stops_for_300_milliseconds(self):
+        self.assert_picked_while_stopped_for(0.3)
+
+    def test_target_that_stops_for_a_second(self):
+        self.assert_picked_while_stopped_for(1)
+
+    def test_return_held_down_types_one_emoji_and_no_line(self):
+        self.desktop.call("xset", "r", "rate", 400, 50)
+        self.addCleanup(self.desktop.call, "xset", "r", "rate")
+        for target in self.each_target():
+            self.assert_held_key_repeats(target)
+            for pick in self.searched(COUNT):
+                before, events = target.text(), len(target.events())
+
+                self.begin(pick)
+                with self.desktop.held("Return"):
+                    target.wait_for_text(before + pick.emoji)
+                    # As long as some thirty repeats take.
+                    text = wait_until_stable(target.text, "the target's text stays as it is", span=1)
+
+                self.assertEqual(text, before + pick.emoji)
+                self.assert_clipboard_becomes(COPIED)
+                self.assert_only_pasted(target, events)
+
+    def assert_held_key_repeats(self, target):
+        before = target.text()
+        with self.desktop.held("x"):
+            wait_until(lambda: target.text().startswith(before + "xxx"), "a key that is held repeats")
+        wait_until_stable(target.text, "the last of them has arrived")
+
+    def test_two_picks_within_the_time_to_restore(self):
+        """The second finds the first emoji on the clipboard and leaves that there."""
+        for target in self.each_target(("gtk", "qt", "chromium-input", "xterm")):
+            overlapping = 0
+            for _ in range(20 * COUNT):
+                overlapping += self.pick_twice(target)
+                if overlapping == COUNT:
+                    break
+            self.assertEqual(overlapping, COUNT, "picks that were too slow to overlap prove nothing")
+
+    def pick_twice(self, target):
+        """Makes two picks at once; returns whether the second began before the first had restored."""
+        self.desktop.copy(COPIED)
+        before = target.text()
+        start = len(self.picker.program.lines())
+        pastes = self.picker.count_lines("TypeManager: simulatePaste returned")
+        restores = self.picker.count_lines("TypeManager: Clipboard restored")
+        second, first = self.recent[:2]
+
+        self.desktop.press(Picker.SHORTCUT)
+        self.desktop.wait_for_panel()
+        self.desktop.press_at_once("Down", "Right", "Return")
+        self.desktop.wait_for_no_panel()
+        self.desktop.press(Picker.SHORTCUT)
+        self.desktop.wait_for_panel()
+        # While the first one's keys are being pressed, whatever the user presses goes to the application, too.
+        self.picker.wait_for_lines("TypeManager: simulatePaste returned", pastes + 1)
+        self.desktop.press_at_once("Down", "Right", "Return")
+
+        target.wait_for_text(before + first + second)
+        self.picker.wait_for_lines("TypeManager: Clipboard restored", restores + 2)
+        steps = [line.split()[1] for line in self.picker.program.lines()[start:]
+                 if line.startswith(("TypeManager: Saved", "TypeManager: Restoring"))]
+        overlap = steps[:2] == ["Saved", "Saved"]
+        self.assert_clipboard_becomes(first if overlap else COPIED)
+        return overlap
+
+    def test_target_that_closes_while_the_picker_is_open_gets_nothing_and_nobody_else(self):
+        other = self.targets["qt"]
+        for number, pick in enumerate(self.searched(COUNT)):
+            other.focus()
+            target = gtk_target(self.desktop, name=f"glimmer-closing-{number}")
+            before, events = other.text(), len(other.events())
+
+            self.begin(pick)
+            target.window.close()
+            wait_until(lambda: self.desktop.active_window() == other.window, "the other window is active")
+            self.press_return()
+
+            self.picker.wait_for_lines("TypeManager: Failed to type ", number + 1)
+            self.assert_clipboard_becomes(COPIED)
+            self.desktop.press("x")
+            other.wait_for_text(before + "x")
+            self.assertEqual(other.keys_since(events), ["x"])
+
+    def test_of_two_windows_the_one_in_front_at_the_start_gets_the_emoji(self):
+        first = gtk_target(self.desktop, name="glimmer-two-windows")
+        second = first.open_second_window()
+        for pick in self.searched(COUNT):
+            for target, other in ((first, second), (second, first)):
+                target.focus()
+                before, others = target.text(), other.text()
+
+                self.begin(pick)
+                self.desktop.activate(other.window)
+                self.press_return()
+
+                target.wait_for_text(before + pick.emoji)
+                self.assertEqual(other.text(), others)
+                self.assertEqual(self.desktop.active_window(), target.window)
+                self.assert_clipboard_becomes(COPIED)
+
+
+class HeldModifierTest(PickingTest):
+    """With keys held on the keyboard itself, which the picker can release for others but not lift."""
+
+    picker_binary = PICKER
+    qt_target_binary = QT_TARGET
+    desktop_options = {"nested": True}
+
+    def setUp(self):
+        self.desktop.copy(COPIED)
+
+    def assert_picked_while_holding(self, key):
+        for target in self.each_target():
+            for pick in self.searched(COUNT):
+                before, events = target.text(), len(target.events())
+
+                self.begin(pick)
+                with self.desktop.held_on_hardware(key):
+                    self.desktop.hardware("key", "Return")
+                    target.wait_for_text(before + pick.emoji)
+                    self.assert_clipboard_becomes(COPIED)
+                wait_until(self.desktop.keys_are_up, "no key stays pressed")
+
+                self.assertEqual(target.text(), before + pick.emoji)
+                self.assert_only_pasted(target, events)
+
+    def test_shift(self):
+        self.assert_picked_while_holding("Shift_L")
+
+    def test_control(self):
+        self.assert_picked_while_holding("Control_L")
+
+    def test_super(self):
+        self.assert_picked_while_holding("Super_L")
+
+    def test_alt(self):
+        self.assert_picked_while_holding("Alt_L")
+
+
+@contextlib.contextmanager
+def stopped(process):
+    os.kill(process, signal.SIGSTOP)
+    try:
+        yield
+    finally:
+        os.kill(process, signal.SIGCONT)
+
+
+if __name__ == "__main__":
+    main()
