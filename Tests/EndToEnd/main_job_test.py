@@ -121,6 +121,16 @@ class MainJobTest(EndToEndTest):
             self.target.wait_for_text(typed)
             self.desktop.wait_for_no_panel()
 
+    def test_keys_typed_faster_than_the_picker_opens_and_closes_go_where_they_belong(self):
+        picker = self.start_picker()
+        typed = ""
+        for count in range(1, 6):
+            self.desktop.press_at_once(Picker.SHORTCUT, *"rocket", "Return", "a", "b")
+
+            typed += "ab🚀"
+            self.target.wait_for_text(typed)
+            self.wait_for_restored_clipboard(picker, count)
+
     def test_return_without_a_query_picks_the_first_emoji(self):
         picker = self.start_picker()
 

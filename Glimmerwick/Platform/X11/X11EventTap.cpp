@@ -147,7 +147,7 @@ bool X11EventTap::grab(const Grabs& grabs)
     std::vector<xcb_void_cookie_t> requests;
     for (const auto& [key, modifiers] : grabs) {
         requests.push_back(xcb_grab_key_checked(m_toolkit, 0, m_toolkit.root(), modifiers, key,
-                                                XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+                                                XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_SYNC));
     }
     bool areGranted = true;
     for (const xcb_void_cookie_t request : requests) {

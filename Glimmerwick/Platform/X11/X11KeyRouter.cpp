@@ -37,6 +37,8 @@ bool X11KeyRouter::route(xcb_key_press_event_t& event)
     case X11KeyboardGrab::Route::elsewhere:
         break;
     }
+    // Whichever grab has brought the key here, and whether or not it is still wanted.
+    m_keyboardGrab.thawLater();
     return event.response_type == XCB_KEY_PRESS
         && (m_eventTap.handlePassiveGrab(event) || m_heldKeys.absorb(event));
 }

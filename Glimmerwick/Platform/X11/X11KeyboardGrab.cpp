@@ -88,16 +88,41 @@ bool X11KeyboardGrab::tryToGrab()
     const xcb_window_t window = m_toolkit.focusWindow().value_or(m_toolkit.root());
     const auto reply = m_toolkit.answer(
         xcb_grab_keyboard_reply,
-        xcb_grab_keyboard(m_toolkit, 0, window, XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+        xcb_grab_keyboard(m_toolkit, 0, window, XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_SYNC));
     if (!reply || reply->status != XCB_GRAB_STATUS_SUCCESS) {
         return false;
     }
     m_retry.reset();
     m_state = State::grabbed;
     m_grabbedWindow = window;
+    thaw();
     m_watcher.watchFocus(window, [this] { follow(); });
     tellToolkit(m_panel);
     return true;
+}
+
+// Two turns later: in the first the toolkit hands the key on, and what it leads to is done in the second.
+void X11KeyboardGrab::thawLater()
+{
+    m_mainQueue.async([this, alive = m_lifetime.watch()] {
+        if (!alive) {
+            return;
+        }
+        m_mainQueue.async([this, alive] {
+            if (alive) {
+                thaw();
+            }
+        });
+    });
+}
+
+// While the keyboard is grabbed here, up to the next key alone.
+void X11KeyboardGrab::thaw()
+{
+    xcb_allow_events(m_toolkit,
+                     m_state == State::grabbed ? XCB_ALLOW_SYNC_KEYBOARD : XCB_ALLOW_ASYNC_KEYBOARD,
+                     XCB_CURRENT_TIME);
+    xcb_flush(m_toolkit);
 }
 
 void X11KeyboardGrab::retry()
@@ -177,6 +202,7 @@ X11KeyboardGrab::Route X11KeyboardGrab::route(xcb_key_press_event_t& event)
     if (m_state != State::grabbed || !m_panel) {
         return Route::elsewhere;
     }
+    thawLater();
     if (isWindowSwitch(event)) {
         if (event.response_type == XCB_KEY_PRESS) {
             lendToWindowManager(event.detail);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Lifetime.h"
+#include "Platform/Lifetime.h"
 #include "Platform/Registration.h"
 #include "Platform/X11/X11Keyboard.h"
 
@@ -20,7 +21,11 @@ class X11HeldKeys;
 /// The keyboard is grabbed on the very window that has the focus, which spares that window every focus event;
 /// the grabbed events are then redirected to the panel, and the toolkit is told that the panel is active. A
 /// refused grab is tried again for a second; after that the panel takes the focus itself. When the focus
-/// moves while the panel is shown, the grab follows it. Main thread.
+/// moves while the panel is shown, the grab follows it.
+///
+/// No key may get lost or into the wrong hands while this program is busy. So the server keeps back what is
+/// typed until the key before it has had its effect: keys behind the shortcut wait for the panel, and keys
+/// behind the one that closes it go to the application. Main thread.
 class X11KeyboardGrab {
 public:
     X11KeyboardGrab(X11Connection& toolkit, X11Connection& display, X11Keyboard& keyboard,
@@ -45,6 +50,10 @@ public:
     void suspend() { letGo(); }
     /// Takes the keyboard back for a panel that is shown and wants it.
     void resume() { engage(); }
+
+    /// A key has been passed on, and the server keeps back all further ones. They go on once what it leads to
+    /// has been done. Harmless when nothing is kept back.
+    void thawLater();
 
     enum class Route {
         /// Not for the panel.
@@ -71,6 +80,7 @@ private:
     void engage();
     void letGo();
     bool tryToGrab();
+    void thaw();
     void retry();
     void follow();
     void focusPanel();
@@ -96,6 +106,7 @@ private:
     std::chrono::steady_clock::time_point m_giveUp;
     Registration m_retry;
     Registration m_activeWindowObserver;
+    Lifetime m_lifetime;
 };
 
 } // namespace glimmerwick
