@@ -18,6 +18,8 @@ import Xlib.error
 import Xlib.protocol.event
 import Xlib.X
 import Xlib.Xatom
+import Xlib.XK
+import Xlib.ext.xtest
 
 DEADLINE = 20.0
 POLL = 0.01
@@ -94,7 +96,9 @@ class Program:
 
     def end_of_text(self):
         """As much of the output as anybody wants to read, without the middle of endless lines."""
-        lines = self.text()[-LONGEST_EXCERPT:].splitlines(keepends=True)
+        with self.output.open("rb") as file:
+            file.seek(max(0, self.output.stat().st_size - LONGEST_EXCERPT))
+            lines = file.read().decode(errors="replace").splitlines(keepends=True)
         return "".join(line if len(line) < 1000 else f"{line[:400]} [...] {line[-400:]}" for line in lines)
 
     def is_running(self):
@@ -233,6 +237,16 @@ class Desktop(contextlib.AbstractContextManager):
     def press_at_once(self, *keys):
         """Presses keys one after the other, faster than anybody types."""
         self.call("xdotool", "key", "--delay", "0", *keys)
+
+    def press_now(self, *keys):
+        """Presses single keys without starting a program for it; returns when that was, since the epoch."""
+        pressed_at = time.time()
+        for key in keys:
+            code = self.display.keysym_to_keycode(Xlib.XK.string_to_keysym(key))
+            for kind in (Xlib.X.KeyPress, Xlib.X.KeyRelease):
+                Xlib.ext.xtest.fake_input(self.display, kind, code)
+        self.display.flush()
+        return pressed_at
 
     def type(self, text):
         self.call("xdotool", "type", "--delay", "15", text)
@@ -420,10 +434,10 @@ class Desktop(contextlib.AbstractContextManager):
     def _wait_for_hardware(self):
         """The inner server gets the outer one's keys once its window is there and has the pointer in it."""
         def reaches_inner():
-            self.hardware("mousemove", "400", "300", "key", "Shift_L")
-            with self.held_on_hardware("Shift_L"):
-                time.sleep(POLL)
-                return any(self.display.query_keymap())
+            self.hardware("mousemove", "400", "300")
+            with self.held_on_hardware("Shift_L"), contextlib.suppress(DesktopError):
+                return wait_until(lambda: any(self.display.query_keymap()), "", deadline=0.5)
+            return False
         wait_until(reaches_inner, "the nested server gets keys")
 
     def _start_bus(self):

@@ -4,7 +4,7 @@ is what it was.
 
 import unittest
 
-from desktop import DesktopError, Picker, wait_until
+from desktop import DesktopError, Picker, wait_until, wait_until_stable
 from targets import Browser, gnome_terminal, gtk_target, konsole, qt_target, xterm
 from testcase import desktop_in
 
@@ -125,23 +125,30 @@ class PickingTest(unittest.TestCase):
         """Makes the picks one after the other; each arrives, alone, and leaves the clipboard's text alone.
         `finish` is called instead of pressing Return."""
         for pick in picks:
-            before, events = target.text(), len(target.events())
+            events = len(target.events())
 
             self.begin(pick)
             (finish or self.press_return)()
 
-            target.wait_for_text(before + pick.emoji)
+            target.wait_for_more(pick.emoji)
             self.desktop.wait_for_no_panel()
             self.assert_clipboard_becomes(copied)
             self.assert_only_pasted(target, events)
+        self.assert_nothing_more_comes(target)
 
     def assert_only_pasted(self, target, events):
         """The chord was all that the application was told of, if it tells."""
-        if not target.events():
+        self.assertEqual(target.text(), target.expected)
+        if not target.tells_keys:
             return
         wait_until(lambda: target.keys_since(events), f"{target.name} was told to paste")
         keys = [key.lower() for key in target.keys_since(events)]
         self.assertTrue(len(keys) == 1 and keys[0] in self.paste_keys, f"{target.name} was told {keys}")
+
+    def assert_nothing_more_comes(self, target):
+        """An emoji that is typed twice, or a key behind it, comes a little later."""
+        text = wait_until_stable(lambda: (target.text(),), f"the text of {target.name} is still")[0]
+        self.assertEqual(text, target.expected)
 
     def assert_clipboard_becomes(self, expected):
         try:

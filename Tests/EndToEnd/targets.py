@@ -7,7 +7,7 @@ import signal
 import threading
 import time
 
-from desktop import DesktopError, wait_until
+from desktop import DesktopError, wait_until, wait_until_stable
 
 HERE = pathlib.Path(__file__).resolve().parent
 PYTHON = "/usr/bin/python3"
@@ -21,10 +21,15 @@ MODIFIER_KEYS = {
 class Target:
     """Something with a text in a window. The text is what the application itself says it is."""
 
+    # Whether `events` has every key press.
+    tells_keys = True
+
     def __init__(self, desktop, name, window):
         self.desktop = desktop
         self.name = name
         self.window = window
+        # What the text should be by now, which the tests keep up.
+        self.expected = ""
 
     def text(self):
         raise NotImplementedError
@@ -45,6 +50,15 @@ class Target:
         """Brings it to the front, ready to be typed into."""
         if self.desktop.active_window() != self.window:
             self.desktop.activate(self.window)
+
+    def wait_for_more(self, text):
+        """Waits until this much has been added to what was there, and nothing else."""
+        self.expected += text
+        self.wait_for_text(self.expected)
+
+    def accept_text(self):
+        """Takes the text as it is, once it is still, for what it should be."""
+        self.expected = wait_until_stable(lambda: (self.text(),), f"the text of {self.name} is still")[0]
 
     def wait_for_text(self, expected):
         """Waits until the text is exactly this one."""
@@ -111,7 +125,9 @@ class Editor(FileTarget):
 
 
 class Terminal(FileTarget):
-    """A program in a terminal that takes down every byte it is sent."""
+    """A program in a terminal that takes down every byte it is sent. Keys are among them."""
+
+    tells_keys = False
 
     def __init__(self, desktop, name, wm_class, *command):
         text_file = desktop.folder / f"{name}.text"
