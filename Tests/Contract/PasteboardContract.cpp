@@ -14,6 +14,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 #include <thread>
@@ -152,6 +154,28 @@ protected:
         return answer ? std::optional(answer->bytes) : std::nullopt;
     }
 
+    void copyInAnotherProgram(const std::string& copied)
+    {
+        const ForeignOwner owner("CLIPBOARD", {{"UTF8_STRING", {"UTF8_STRING", copied}}});
+        EXPECT_EQ(text(), copied);
+    }
+
+    /// Whether a clipboard history that asks at once, and waits long, is told by what happens then.
+    bool hintIsLearntInTime(const std::function<void()>& hint)
+    {
+        // As long as threads were seen to wait for a busy processor.
+        constexpr std::chrono::milliseconds delay{226};
+        // A slow machine may take more than the time for which the request is kept waiting.
+        return eventually([&] {
+            putText("😀");
+            requestor.beginAskingForTargets();
+            const auto end = std::chrono::steady_clock::now() + delay;
+            eventually([end] { return std::chrono::steady_clock::now() > end; });
+            hint();
+            return isHinted(requestor.targetsAnswered());
+        });
+    }
+
     X11Pasteboard pasteboard{toolkitClient()};
     Requestor requestor;
 };
@@ -259,6 +283,8 @@ TEST_F(X11PasteboardTest, sendsLargeTextInPieces)
 
     ASSERT_TRUE(answer);
     EXPECT_GT(answer->pieceCount, 1);
+    // What any server takes in one request, with room for its header.
+    EXPECT_LE(answer->largestPiece, 262'000U);
     EXPECT_EQ(answer->type, "UTF8_STRING");
     EXPECT_TRUE(answer->bytes == large);
     EXPECT_EQ(requestor.requestMultiple({"STRING"}).at(0)->size(), large.size());
@@ -327,6 +353,28 @@ TEST_F(X11PasteboardTest, nobodyIsRefusedWhileOneTextReplacesAnother)
     EXPECT_EQ(textSeenBy(requestor), "later");
 }
 
+TEST_F(X11PasteboardTest, keepsWhatItWasGivenWhileTheServerAnswersNobody)
+{
+    constexpr std::chrono::milliseconds longerThanTheTimeIsWaitedFor{1500};
+    // Whatever is asked only once has been asked then.
+    putText("earlier");
+    Requestor busy;
+    std::atomic<bool> isGrabbed = false;
+    std::jthread grabbing([&] {
+        busy.grabServer([&] {
+            isGrabbed = true;
+            const auto end = std::chrono::steady_clock::now() + longerThanTheTimeIsWaitedFor;
+            eventually([end] { return std::chrono::steady_clock::now() > end; });
+        });
+    });
+    ASSERT_TRUE(eventually([&] { return isGrabbed.load(); }));
+
+    pasteboard.clearContents();
+
+    EXPECT_TRUE(pasteboard.setString("kept", pasteboardType::string));
+    EXPECT_EQ(textSeenBy(requestor), "kept");
+}
+
 TEST_F(X11PasteboardTest, lateNewsOfALossThatIsNoLongerTrueChangesNothing)
 {
     putText("taken back");
@@ -372,8 +420,50 @@ TEST_F(X11PasteboardTest, fallsBackToWhatTheOtherProgramOffers)
 
     EXPECT_EQ(text(), "Grüß");
     EXPECT_THAT(old.askedTargets(),
-                ElementsAre("TARGETS", "UTF8_STRING", "text/plain;charset=utf-8", "STRING", "TARGETS",
+                ElementsAre("TARGETS", "UTF8_STRING", "text/plain;charset=utf-8", "text/plain", "STRING",
                             "x-kde-passwordManagerHint"));
+}
+
+TEST_F(X11PasteboardTest, readsTextWhateverItsOwnerCallsIt)
+{
+    const auto read = [&](const std::string& target, const std::string& type, const std::string& bytes) {
+        const ForeignOwner owner("CLIPBOARD", {{target, {type, bytes}}}, ForeignOwner::Manner::listing);
+        return text();
+    };
+
+    EXPECT_EQ(read("text/plain", "text/plain", "Grüße"), "Grüße");
+    EXPECT_EQ(read("text/plain", "text/plain", "Gr\xfc\xdf"), "Grüß");
+    EXPECT_EQ(read("text/plain", "STRING", "Gr\xfc\xdf"), "Grüß");
+    EXPECT_EQ(read("UTF8_STRING", "UTF8_STRING", "Gr\xfc"), "Gr\xfc");
+    EXPECT_EQ(read("TEXT", "UTF8_STRING", "Grüße"), "Grüße");
+    EXPECT_EQ(read("TEXT", "STRING", "Gr\xfc\xdf"), "Grüß");
+    EXPECT_EQ(read("TEXT", "COMPOUND_TEXT", "Gr\xfc\xdf"), "Grüß");
+    EXPECT_EQ(read("TEXT", "COMPOUND_TEXT", "\x1b$)B\xc6\xfc"), std::nullopt);
+    EXPECT_EQ(read("TEXT", "image/png", "\x89PNG"), std::nullopt);
+}
+
+TEST_F(X11PasteboardTest, anAnswerThatIsNoListOfTargetsIsNotTakenForOne)
+{
+    const ForeignOwner owner("CLIPBOARD",
+                             {{"TARGETS", {"UTF8_STRING", "copied"}}, {"STRING", {"STRING", "copied"}}});
+
+    EXPECT_EQ(text(), "copied");
+}
+
+TEST_F(X11PasteboardTest, aReadIsTimedAsAWhole)
+{
+    // Each of the two answers alone would come in time.
+    constexpr std::chrono::milliseconds perPiece{400};
+    constexpr std::size_t size = 8 * 64 * 1024;
+    const ForeignOwner owner("CLIPBOARD",
+                             {{"TARGETS", {"STRING", std::string(size, '.')}},
+                              {"UTF8_STRING", {"UTF8_STRING", std::string(size, 'x')}}},
+                             ForeignOwner::Manner::inPieces, [&](const std::string&) {
+                                 const auto end = std::chrono::steady_clock::now() + perPiece;
+                                 eventually([end] { return std::chrono::steady_clock::now() > end; });
+                             });
+
+    EXPECT_EQ(text(), std::nullopt);
 }
 
 TEST_F(X11PasteboardTest, aClipboardWithoutTextReadsAsNothing)
@@ -491,6 +581,7 @@ TEST_F(X11PasteboardTest, writesNothingBeforeItHasTakenTheClipboard)
 
 TEST_F(X11PasteboardTest, aPasteTargetGetsTheEmojiHoweverLateItAsks)
 {
+    copyInAnotherProgram("the user's text");
     Requestor target;
     putText("😀");
     pasteboard.pasteWillBegin(target.window(), PasteSelections::clipboard);
@@ -520,6 +611,7 @@ TEST_F(X11PasteboardTest, aChangeDuringAPasteIsToldWhenThePasteIsOver)
     const auto ownedSince = [&] {
         return Requestor::numbers(*requestor.request("CLIPBOARD", "TIMESTAMP")).at(0);
     };
+    copyInAnotherProgram("the user's text");
     Requestor target;
     putText("😀");
     const auto before = ownedSince();
@@ -529,7 +621,7 @@ TEST_F(X11PasteboardTest, aChangeDuringAPasteIsToldWhenThePasteIsOver)
 
     EXPECT_EQ(ownedSince(), before);
     EXPECT_EQ(textSeenBy(requestor), "the user's text");
-    ASSERT_EQ(textSeenBy(target), "😀");
+    EXPECT_EQ(textSeenBy(target), "😀");
     EXPECT_TRUE(eventually([&] { return ownedSince() != before; }));
     EXPECT_EQ(textSeenBy(requestor), "the user's text");
 }
@@ -569,6 +661,64 @@ TEST_F(X11PasteboardTest, aChangeDuringAPasteIsNotToldOnceAnotherProgramOwnsTheC
         return HasFailure() || std::chrono::steady_clock::now() > afterwards;
     }));
     EXPECT_EQ(text(), "copied meanwhile");
+}
+
+TEST_F(X11PasteboardTest, noPasteBeginsOnceAnotherProgramOwnsTheClipboard)
+{
+    putText("😀");
+    const ForeignOwner owner("CLIPBOARD", {{"UTF8_STRING", {"UTF8_STRING", "theirs"}}});
+
+    EXPECT_FALSE(pasteboard.pasteWillBegin(requestor.window(), PasteSelections::clipboard));
+
+    putText("😀");
+    EXPECT_TRUE(pasteboard.pasteWillBegin(requestor.window(), PasteSelections::clipboard));
+}
+
+TEST_F(X11PasteboardTest, aPasteThatIsCancelledIsOver)
+{
+    Requestor target;
+    const ForeignOwner selected("PRIMARY", {{"UTF8_STRING", {"UTF8_STRING", "selected"}}});
+    copyInAnotherProgram("the user's text");
+    putText("😀");
+    pasteboard.pasteWillBegin(target.window(), PasteSelections::clipboardAndPrimary);
+
+    pasteboard.pasteWasCancelled();
+    putText("the user's text");
+
+    EXPECT_EQ(textSeenBy(target), "the user's text");
+    EXPECT_EQ(textSeenBy(target, "PRIMARY"), "selected");
+}
+
+TEST_F(X11PasteboardTest, anApplicationThatIsBusyThroughTwoPastesGetsBoth)
+{
+    Requestor target;
+    putText("😀");
+    pasteboard.pasteWillBegin(target.window(), PasteSelections::clipboard);
+    putText("🚀");
+    std::vector<std::optional<std::string>> taken;
+    std::jthread busy([&] {
+        eventually([&] { return textSeenBy(requestor) == "🚀" && isHinted(requestor.targets()); });
+        taken = {textSeenBy(target), textSeenBy(target)};
+    });
+
+    EXPECT_TRUE(pasteboard.pasteWillBegin(target.window(), PasteSelections::clipboard));
+
+    busy.join();
+    // Applications ask more than once for one paste.
+    EXPECT_THAT(taken, ElementsAre("😀", "😀"));
+    EXPECT_EQ(textSeenBy(target), "🚀");
+}
+
+TEST_F(X11PasteboardTest, aPasteThatNobodyTakesDelaysTheNextOneForAWhileOnly)
+{
+    Requestor target;
+    putText("😀");
+    pasteboard.pasteWillBegin(target.window(), PasteSelections::clipboard);
+    putText("🚀");
+
+    EXPECT_TRUE(pasteboard.pasteWillBegin(target.window(), PasteSelections::clipboard));
+
+    EXPECT_EQ(textSeenBy(target), "🚀");
 }
 
 TEST_F(X11PasteboardTest, aPasteThatNobodyTakesEndsAsWell)
@@ -620,6 +770,7 @@ TEST_F(X11PasteboardTest, aPasteOfTheClipboardLeavesTheSelectedTextAlone)
 
 TEST_F(X11PasteboardTest, historiesAreAskedNotToRecordWhatIsOnlyPasted)
 {
+    copyInAnotherProgram("the user's text");
     Requestor target;
     putText("😀");
     pasteboard.pasteWillBegin(target.window(), PasteSelections::clipboard);
@@ -632,14 +783,46 @@ TEST_F(X11PasteboardTest, historiesAreAskedNotToRecordWhatIsOnlyPasted)
 
 TEST_F(X11PasteboardTest, historiesThatAskBeforeThePasteBeginsLearnOfItAllTheSame)
 {
-    Requestor target;
-
-    // A slow machine may need more than the moment that such a request is kept waiting.
-    EXPECT_TRUE(eventually([&] {
-        putText("😀");
-        requestor.beginAskingForTargets();
+    EXPECT_TRUE(hintIsLearntInTime([&] {
+        Requestor target;
         pasteboard.pasteWillBegin(target.window(), PasteSelections::clipboard);
-        return isHinted(requestor.targetsAnswered());
+    }));
+}
+
+TEST_F(X11PasteboardTest, historiesThatAskBeforeACopyIsMarkedLearnOfItAllTheSame)
+{
+    EXPECT_TRUE(hintIsLearntInTime([&] { pasteboard.setData("glimmerwick", pasteboardType::concealed); }));
+}
+
+TEST_F(X11PasteboardTest, aMarkedCopyIsShownAtOnce)
+{
+    // On a slow machine the time for which anything else is kept back may be over too soon.
+    EXPECT_TRUE(eventually([&] {
+        const auto begin = std::chrono::steady_clock::now();
+        putText("😀");
+        pasteboard.setData("glimmerwick", pasteboardType::concealed);
+        EXPECT_EQ(textSeenBy(requestor), "😀");
+        return std::chrono::steady_clock::now() - begin < std::chrono::milliseconds(400);
+    }));
+}
+
+TEST_F(X11PasteboardTest, theUsersOwnTextIsShownAtOnce)
+{
+    copyInAnotherProgram("the user's text");
+    putText("😀");
+    Requestor target;
+    pasteboard.pasteWillBegin(target.window(), PasteSelections::clipboard);
+    EXPECT_EQ(textSeenBy(target), "😀");
+
+    // On a slow machine the time for which anything else is kept back may be over too soon.
+    EXPECT_TRUE(eventually([&] {
+        const auto begin = std::chrono::steady_clock::now();
+        putText("the user's text");
+        EXPECT_EQ(textSeenBy(requestor), "the user's text");
+        const bool isAtOnce = std::chrono::steady_clock::now() - begin < std::chrono::milliseconds(400);
+        copyInAnotherProgram("the user's text");
+        putText("😀");
+        return isAtOnce;
     }));
 }
 
@@ -737,18 +920,55 @@ TEST_F(X11PasteboardSecretTest, noOtherTextBecomesASecret)
     EXPECT_FALSE(isHinted(requestor.targets()));
 }
 
+TEST_F(X11PasteboardSecretTest, aTextWhoseOwnerIsSlowToSayWhatItHintsIsASecret)
+{
+    std::atomic<bool> isPutBack = false;
+    const ForeignOwner passwordManager("CLIPBOARD", copied("password", "secret"),
+                                       ForeignOwner::Manner::listing, [&](const std::string& asked) {
+                                           if (asked == "x-kde-passwordManagerHint") {
+                                               eventually([&] { return isPutBack.load(); });
+                                           }
+                                       });
+    ASSERT_EQ(beginPick(), "password");
+
+    putText("password");
+    isPutBack = true;
+
+    EXPECT_TRUE(isHinted(requestor.targets()));
+}
+
+TEST_F(X11PasteboardSecretTest, anOwnerThatListsNoHintIsNotAskedForIt)
+{
+    const ForeignOwner owner("CLIPBOARD", {{"UTF8_STRING", {"UTF8_STRING", "text"}}},
+                             ForeignOwner::Manner::listing);
+
+    EXPECT_EQ(beginPick(), "text");
+
+    EXPECT_THAT(owner.askedTargets(), ElementsAre("TARGETS", "UTF8_STRING"));
+}
+
 class X11PasteboardEndTest : public ::testing::Test {
 protected:
-    /// Ends the pasteboard and tells what the session's clipboard manager could keep of it.
-    std::optional<std::string> keptAtTheEnd()
+    /// Ends the pasteboard and tells what the session's clipboard manager could keep of it, which asks for so
+    /// long.
+    std::optional<std::string> keptAtTheEnd(std::chrono::milliseconds busy = {},
+                                            std::chrono::milliseconds asking = {})
     {
+        const auto isOver = [](std::chrono::milliseconds time) {
+            const auto end = std::chrono::steady_clock::now() + time;
+            return [end] { return std::chrono::steady_clock::now() >= end; };
+        };
         std::optional<std::string> kept;
         Requestor saver;
         {
             const ForeignOwner manager("CLIPBOARD_MANAGER", {{"SAVE_TARGETS", {"NULL", ""}}},
-                                       ForeignOwner::Manner::atOnce, [&] {
-                                           const auto answer = saver.request("CLIPBOARD", "UTF8_STRING");
-                                           kept = answer ? std::optional(answer->bytes) : std::nullopt;
+                                       ForeignOwner::Manner::atOnce, [&](const std::string&) {
+                                           eventually(isOver(busy));
+                                           const auto hasAsked = isOver(asking);
+                                           do {
+                                               const auto answer = saver.request("CLIPBOARD", "UTF8_STRING");
+                                               kept = answer ? std::optional(answer->bytes) : std::nullopt;
+                                           } while (kept && !hasAsked());
                                        });
             pasteboard.reset();
         }
@@ -775,6 +995,22 @@ TEST_F(X11PasteboardEndTest, theClipboardManagerKeepsTheText)
     pasteboard->setString("to be kept", pasteboardType::string);
 
     EXPECT_EQ(keptAtTheEnd(), "to be kept");
+}
+
+TEST_F(X11PasteboardEndTest, aBusyClipboardManagerIsWaitedFor)
+{
+    pasteboard->clearContents();
+    pasteboard->setString("to be kept", pasteboardType::string);
+
+    EXPECT_EQ(keptAtTheEnd(std::chrono::milliseconds(1000)), "to be kept");
+}
+
+TEST_F(X11PasteboardEndTest, aClipboardManagerThatIsStillTakingIsWaitedFor)
+{
+    pasteboard->clearContents();
+    pasteboard->setString("to be kept", pasteboardType::string);
+
+    EXPECT_EQ(keptAtTheEnd({}, std::chrono::milliseconds(3000)), "to be kept");
 }
 
 TEST_F(X11PasteboardEndTest, theClipboardManagerKeepsTheUsersTextInsteadOfAPassingEmoji)

@@ -5,6 +5,7 @@
 
 #include <poll.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstring>
@@ -45,6 +46,7 @@ public:
         int format = 0;
         std::string bytes;
         int pieceCount = 1;
+        std::size_t largestPiece = 0;
     };
 
     /// Nothing when the owner refuses, or nobody owns the selection.
@@ -124,6 +126,16 @@ public:
         return refused;
     }
 
+    /// Nobody else gets anything done at the server until the function returns.
+    void grabServer(const std::function<void()>& meanwhile)
+    {
+        xcb_grab_server(m_connection);
+        m_connection.roundTrip();
+        meanwhile();
+        xcb_ungrab_server(m_connection);
+        m_connection.roundTrip();
+    }
+
     /// Tells the owner of a selection that it has lost it, as late news would.
     void pretendLossOf(const std::string& selection)
     {
@@ -196,6 +208,7 @@ private:
             answer.type = piece.type;
             answer.format = piece.format;
             answer.bytes += piece.bytes;
+            answer.largestPiece = std::max(answer.largestPiece, piece.bytes.size());
             ++answer.pieceCount;
         }
         return answer;
@@ -215,7 +228,8 @@ private:
         }
         return {m_connection.atomName(reply->type), reply->format,
                 std::string(static_cast<const char*>(xcb_get_property_value(reply.get())),
-                            static_cast<std::size_t>(xcb_get_property_value_length(reply.get())))};
+                            static_cast<std::size_t>(xcb_get_property_value_length(reply.get()))),
+                1, static_cast<std::size_t>(xcb_get_property_value_length(reply.get()))};
     }
 
     template <typename Predicate> XcbEvent await(Predicate isAwaited)
@@ -255,14 +269,18 @@ public:
         /// Announces pieces that never come.
         stalling,
         silent,
+        /// Says what it has.
+        listing,
         /// Says what it has, and gives that whatever it is asked for.
         indiscriminate,
     };
 
-    /// Before each answer the function is called on the thread.
+    /// Before each answer, and each piece of one, the function is called on the thread with the target.
+    using WillAnswer = std::function<void(const std::string& target)>;
+
     ForeignOwner(
         const std::string& selection, Contents contents, Manner manner = Manner::atOnce,
-        std::function<void()> willAnswer = [] {})
+        WillAnswer willAnswer = [](const std::string&) {})
         : m_contents(std::move(contents)), m_manner(manner), m_willAnswer(std::move(willAnswer)),
           m_selection(m_connection.atom(selection))
     {
@@ -306,15 +324,16 @@ private:
         if (m_manner == Manner::silent) {
             return;
         }
-        m_willAnswer();
+        m_willAnswer(target);
         const auto content =
             m_manner == Manner::indiscriminate ? m_contents.begin() : m_contents.find(target);
-        if (m_manner == Manner::indiscriminate && target == "TARGETS") {
+        const bool isListing = m_manner == Manner::listing || m_manner == Manner::indiscriminate;
+        if (isListing && target == "TARGETS") {
             putOffer(request);
             notify(request, request.property);
         } else if (content == m_contents.end()) {
             notify(request, XCB_ATOM_NONE);
-        } else if (m_manner == Manner::atOnce || m_manner == Manner::indiscriminate) {
+        } else if (m_manner == Manner::atOnce || isListing) {
             put(request.requestor, request.property, content->second);
             notify(request, request.property);
         } else {
@@ -340,6 +359,7 @@ private:
         xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, request.requestor, request.property,
                             m_connection.atom("INCR"), 32, 1, &leastSize);
         m_remaining = content;
+        m_remainingTarget = m_connection.atomName(request.target);
         notify(request, request.property);
     }
 
@@ -348,6 +368,7 @@ private:
         if (change.state != XCB_PROPERTY_DELETE || !m_remaining || m_manner == Manner::stalling) {
             return;
         }
+        m_willAnswer(m_remainingTarget);
         const Content piece{m_remaining->type, m_remaining->bytes.substr(0, pieceSize)};
         m_remaining->bytes.erase(0, pieceSize);
         put(change.window, change.atom, piece);
@@ -377,9 +398,10 @@ private:
 
     const Contents m_contents;
     const Manner m_manner;
-    const std::function<void()> m_willAnswer;
+    const WillAnswer m_willAnswer;
     const xcb_atom_t m_selection;
     std::optional<Content> m_remaining;
+    std::string m_remainingTarget;
     mutable std::mutex m_mutex;
     std::vector<std::string> m_askedTargets;
     std::jthread m_thread;

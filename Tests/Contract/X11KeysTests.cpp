@@ -107,6 +107,13 @@ protected:
         return tap;
     }
 
+    /// Without it there is nothing to paste.
+    void putEmoji()
+    {
+        platform.pasteboard().clearContents();
+        EXPECT_TRUE(platform.pasteboard().setString("😀", pasteboardType::string));
+    }
+
     /// Handles events until what is on its way has arrived.
     void settle()
     {
@@ -229,6 +236,7 @@ TEST_F(X11KeysTest, aTapForEveryKeyTakesThemFromTheProgramInUseWithoutItsNoticin
 
 TEST_F(X11KeysTest, aPasteTakesTheKeyboardFromAShownPanelForItsOwnKeysAlone)
 {
+    putEmoji();
     showPanel();
     const Tap tap = makeTap({}, TapDecision::swallow, seen);
     const auto source = platform.eventPoster().makeSource();
@@ -410,6 +418,7 @@ TEST_F(X11KeysTest, theGlobalMonitorTellsOfClicksOutsideOwnWindows)
 
 TEST_F(X11KeysTest, aPasteIsPressedWithItsOwnModifiersAlone)
 {
+    putEmoji();
     devices.press(symbolShift);
     program.received();
     const auto source = platform.eventPoster().makeSource();
@@ -437,6 +446,7 @@ TEST_F(X11KeysTest, aPasteIsPressedWithItsOwnModifiersAlone)
 
 TEST_F(X11KeysTest, nothingStaysPressedWhenAPasteIsAbandoned)
 {
+    putEmoji();
     X11Connection observer;
     const X11Keyboard keyboard(observer);
     {
@@ -459,16 +469,14 @@ TEST_F(X11KeysTest, thePasteTargetGetsWhatTheClipboardHeldAtTheChord)
     xcb_map_window(setter, target.window());
     xcb_set_input_focus(setter, XCB_INPUT_FOCUS_PARENT, target.window(), XCB_CURRENT_TIME);
     setter.roundTrip();
-    Pasteboard& pasteboard = platform.pasteboard();
-    pasteboard.clearContents();
-    pasteboard.setString("😀", pasteboardType::string);
+    putEmoji();
 
     const auto source = platform.eventPoster().makeSource();
     const auto down = source->makeKeyboardEvent(keyCode::v, KeyDirection::down);
     down->setFlags(eventFlag::command);
     down->post();
-    pasteboard.clearContents();
-    pasteboard.setString("the user's text", pasteboardType::string);
+    platform.pasteboard().clearContents();
+    platform.pasteboard().setString("the user's text", pasteboardType::string);
 
     Requestor another;
     EXPECT_EQ(another.request("CLIPBOARD", "UTF8_STRING")->bytes, "the user's text");

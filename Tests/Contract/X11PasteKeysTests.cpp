@@ -1,11 +1,14 @@
 #include "Platform/X11/X11Platform.h"
 
+#include "Contract/SelectionClients.h"
 #include "Contract/TemporaryFolder.h"
 #include "Contract/X11Clients.h"
 #include "Platform/Clock.h"
 #include "Platform/EventPoster.h"
 #include "Platform/PanelHost.h"
+#include "Platform/Pasteboard.h"
 #include "Platform/Qt/QtMainQueue.h"
+#include "Platform/Workspace.h"
 #include "Platform/X11/X11KeyMap.h"
 
 #include <QRasterWindow>
@@ -67,7 +70,8 @@ protected:
     /// After the layout has been set.
     void start()
     {
-        std::ofstream(folder.path() / "chords") << "terminal Ctrl+Shift+V\nold-terminal Shift+Insert\n";
+        std::ofstream(folder.path() / "chords") << "terminal Ctrl+Shift+V\nold-terminal Shift+Insert\n"
+                                                << "settling Ctrl+V settle\n";
         devices.emplace();
         program.emplace();
         platform.emplace(mainQueue, clock, X11Platform::Options{{folder.path() / "chords"}});
@@ -80,8 +84,20 @@ protected:
             connection, 1, key, static_cast<std::uint8_t>(symbols.size()), symbols.data())));
     }
 
+    void put(std::string_view text)
+    {
+        platform->pasteboard().clearContents();
+        EXPECT_TRUE(platform->pasteboard().setString(text, pasteboardType::string));
+    }
+
     /// What arrives at the program when a paste is pressed; nothing when no event can be made.
     std::optional<FocusedProgram::KeyPress> paste()
+    {
+        put("😀");
+        return pasteWhatIsThere();
+    }
+
+    std::optional<FocusedProgram::KeyPress> pasteWhatIsThere()
     {
         const auto source = platform->eventPoster().makeSource();
         const auto down = source->makeKeyboardEvent(keyCode::v, KeyDirection::down);
@@ -275,6 +291,53 @@ TEST_F(X11PasteKeysTest, aLetterThatIsHeldForGoodIsDoneWithout)
     devices->press('v');
 
     expectPaste(devices->key(symbolInsert), XCB_MOD_MASK_SHIFT);
+}
+
+TEST_F(X11PasteKeysTest, nothingIsPressedOnceAnotherProgramHasTheClipboard)
+{
+    setLayout("us");
+    start();
+    put("😀");
+    const ForeignOwner owner("CLIPBOARD", {{"UTF8_STRING", {"UTF8_STRING", "theirs"}}});
+
+    ::testing::internal::CaptureStderr();
+    EXPECT_FALSE(pasteWhatIsThere());
+
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+              "glimmerwick: nothing was typed: another program has taken the clipboard\n");
+}
+
+TEST_F(X11PasteKeysTest, aProgramThatIsLeftBeforeTheKeysGetsNoPaste)
+{
+    setLayout("us");
+    start();
+    program->setClass("settling");
+    const auto application = platform->workspace().frontmostApplication();
+    ASSERT_TRUE(application);
+    ASSERT_TRUE(application->activate(ActivationOption::ignoringOtherApps));
+    {
+        const ForeignOwner owner("CLIPBOARD", {{"UTF8_STRING", {"UTF8_STRING", "the user's text"}}});
+        ASSERT_EQ(platform->pasteboard().string(pasteboardType::string), "the user's text");
+    }
+    std::optional<FocusedProgram> another;
+    clock.onSleep = [&] {
+        if (!another) {
+            another.emplace();
+        }
+    };
+
+    EXPECT_FALSE(paste());
+    ASSERT_TRUE(another);
+    EXPECT_FALSE(another->lastKeyPress());
+
+    // Nobody would be told of it before the paste were over.
+    Requestor history;
+    const auto ownedSince = [&] {
+        return Requestor::numbers(*history.request("CLIPBOARD", "TIMESTAMP")).at(0);
+    };
+    const auto before = ownedSince();
+    put("the user's text");
+    EXPECT_NE(ownedSince(), before);
 }
 
 // Its grab would take the paste's letter.

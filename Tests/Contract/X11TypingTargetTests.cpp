@@ -3,6 +3,7 @@
 #include "Contract/Eventually.h"
 #include "Platform/EventPoster.h"
 #include "Platform/Linux/SystemClocks.h"
+#include "Platform/Pasteboard.h"
 #include "Platform/Qt/QtMainQueue.h"
 #include "Platform/Workspace.h"
 #include "Platform/X11/X11Keyboard.h"
@@ -114,6 +115,8 @@ protected:
     std::unique_ptr<KeyboardEvent> makeEvent()
     {
         source = platform.eventPoster().makeSource();
+        platform.pasteboard().clearContents();
+        platform.pasteboard().setString("😀", pasteboardType::string);
         auto event = source->makeKeyboardEvent(keyCode::v, KeyDirection::down);
         if (event) {
             event->setFlags(eventFlag::command);

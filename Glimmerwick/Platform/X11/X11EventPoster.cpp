@@ -32,6 +32,13 @@ constexpr xcb_keysym_t symbolInsert = 0xff63;
 constexpr auto longestHold = 300ms;
 constexpr auto lookInterval = 5ms;
 
+constexpr const char* keysAreMissing = "this keyboard lacks the keys";
+
+void tellThatNothingWasTyped(const char* reason)
+{
+    std::fprintf(stderr, "glimmerwick: nothing was typed: %s\n", reason);
+}
+
 const char* explanation(X11TypingTarget::Obstacle obstacle)
 {
     switch (obstacle) {
@@ -145,7 +152,7 @@ bool X11EventPoster::isTargetReached()
 {
     const auto obstacle = m_typingTarget.obstacle();
     if (obstacle) {
-        std::fprintf(stderr, "glimmerwick: nothing was typed: %s\n", explanation(*obstacle));
+        tellThatNothingWasTyped(explanation(*obstacle));
     }
     return !obstacle;
 }
@@ -156,7 +163,7 @@ bool X11EventPoster::canPress(std::uint16_t virtualKeyCode)
     const bool canPress = virtualKeyCode == keyCode::v ? findPaste(m_windows.focusedWindow()).has_value()
                                                        : !m_keyboard.keysOf(virtualKeyCode).empty();
     if (!canPress) {
-        std::fprintf(stderr, "glimmerwick: nothing was typed: this keyboard lacks the keys\n");
+        tellThatNothingWasTyped(keysAreMissing);
     }
     return canPress;
 }
@@ -166,15 +173,35 @@ void X11EventPoster::post(PressedKeys& pressed, std::uint16_t virtualKeyCode, Ev
     if (!isTargetReached()) {
         return;
     }
-    const bool isPaste = virtualKeyCode == keyCode::v && flags == eventFlag::command;
-    const auto keys = isPaste ? preparePaste() : m_keyboard.chord(flags, m_keyboard.keysOf(virtualKeyCode));
-    if (!keys) {
-        std::fprintf(stderr, "glimmerwick: nothing was typed: this keyboard lacks the keys\n");
+    if (virtualKeyCode == keyCode::v && flags == eventFlag::command) {
+        postPaste(pressed);
+    } else if (const auto keys = m_keyboard.chord(flags, m_keyboard.keysOf(virtualKeyCode))) {
+        pressed.press(*keys);
+    } else {
+        tellThatNothingWasTyped(keysAreMissing);
+    }
+}
+
+void X11EventPoster::postPaste(PressedKeys& pressed)
+{
+    const auto target = m_windows.focusedWindow();
+    const auto paste = findPasteWithFreeKeys(target);
+    if (!paste) {
+        tellThatNothingWasTyped(keysAreMissing);
         return;
+    }
+    if (target && !beginPaste(*target, paste->chord)) {
+        tellThatNothingWasTyped("another program has taken the clipboard");
+        return;
+    }
+    if (paste->chord.readiness == PasteChord::Readiness::afterSettling) {
+        m_clock.sleep(settlingTime);
     }
     // Again, because the preparations may have taken long enough for another window to come up.
     if (isTargetReached()) {
-        pressed.press(*keys);
+        pressed.press(paste->keys);
+    } else {
+        m_pasteboard.pasteWasCancelled();
     }
 }
 
@@ -189,29 +216,24 @@ std::optional<X11EventPoster::Paste> X11EventPoster::findPaste(std::optional<xcb
     return keys ? std::optional(Paste{chord, *std::move(keys)}) : std::nullopt;
 }
 
-std::optional<X11EventPoster::KeySequence> X11EventPoster::preparePaste()
+std::optional<X11EventPoster::Paste> X11EventPoster::findPasteWithFreeKeys(std::optional<xcb_window_t> target)
 {
-    const auto target = m_windows.focusedWindow();
     auto paste = findPaste(target);
-    if (!paste) {
-        return std::nullopt;
-    }
-    if (!isFree(paste->keys.back())) {
+    if (paste && !isFree(paste->keys.back())) {
         const auto other = substitute(paste->chord.keys);
         if (auto keys = sequence(other)) {
             *paste = {{other, paste->chord.readiness}, *std::move(keys)};
         }
     }
-    if (target) {
-        m_pasteboard.pasteWillBegin(*target,
-                                    paste->chord.keys == PasteChord::Keys::shiftInsert
-                                        ? X11SelectionService::PasteSelections::clipboardAndPrimary
-                                        : X11SelectionService::PasteSelections::clipboard);
-    }
-    if (paste->chord.readiness == PasteChord::Readiness::afterSettling) {
-        m_clock.sleep(settlingTime);
-    }
-    return paste->keys;
+    return paste;
+}
+
+bool X11EventPoster::beginPaste(xcb_window_t target, const PasteChord& chord)
+{
+    return m_pasteboard.pasteWillBegin(target,
+                                       chord.keys == PasteChord::Keys::shiftInsert
+                                           ? X11SelectionService::PasteSelections::clipboardAndPrimary
+                                           : X11SelectionService::PasteSelections::clipboard);
 }
 
 /// Waits a little for the user to let go of the key.

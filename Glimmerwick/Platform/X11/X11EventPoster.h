@@ -21,7 +21,8 @@ class X11Windows;
 /// pastes in the application which has the focus; the pasteboard is told of it beforehand.
 ///
 /// Nothing is pressed that would reach another window than the one activated last: no event can be made then,
-/// and one that has been made presses nothing. Standard error says why. Main thread.
+/// and one that has been made presses nothing; nor does a paste when another program has taken the clipboard.
+/// Standard error says why. Main thread.
 class X11EventPoster : public EventPoster {
 public:
     X11EventPoster(X11Connection& toolkit, X11Keyboard& keyboard, X11Windows& windows,
@@ -47,8 +48,10 @@ private:
     bool isTargetReached();
     bool canPress(std::uint16_t virtualKeyCode);
     void post(PressedKeys& pressed, std::uint16_t virtualKeyCode, EventFlags flags);
+    void postPaste(PressedKeys& pressed);
     std::optional<Paste> findPaste(std::optional<xcb_window_t> target);
-    std::optional<KeySequence> preparePaste();
+    std::optional<Paste> findPasteWithFreeKeys(std::optional<xcb_window_t> target);
+    bool beginPaste(xcb_window_t target, const PasteChord& chord);
     bool isFree(xcb_keycode_t key);
     std::optional<KeySequence> sequence(PasteChord::Keys keys) const;
 

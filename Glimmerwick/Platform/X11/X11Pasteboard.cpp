@@ -83,7 +83,12 @@ public:
 private:
     void run(const std::stop_token& stop)
     {
-        while (!stop.stop_requested()) {
+        for (;;) {
+            m_wake.settle();
+            // After settling, which may have taken the very wake-up that tells of the stop.
+            if (stop.stop_requested()) {
+                break;
+            }
             if (const auto work = takeWork()) {
                 work(m_service);
             }
@@ -94,7 +99,6 @@ private:
 
     std::function<void(X11SelectionService&)> takeWork()
     {
-        m_wake.settle();
         const std::lock_guard lock(m_mutex);
         return std::exchange(m_work, nullptr);
     }
@@ -145,9 +149,15 @@ std::optional<std::string> X11Pasteboard::string(const std::string& type)
     return text;
 }
 
-void X11Pasteboard::pasteWillBegin(xcb_window_t target, X11SelectionService::PasteSelections selections)
+bool X11Pasteboard::pasteWillBegin(xcb_window_t target, X11SelectionService::PasteSelections selections)
 {
-    m_worker->perform([=](X11SelectionService& service) { service.beginPaste(target, selections); });
+    return m_worker->perform(
+        [=](X11SelectionService& service) { return service.beginPaste(target, selections); });
+}
+
+void X11Pasteboard::pasteWasCancelled()
+{
+    m_worker->perform([](X11SelectionService& service) { service.cancelPaste(); });
 }
 
 } // namespace glimmerwick

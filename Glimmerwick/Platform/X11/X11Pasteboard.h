@@ -13,10 +13,15 @@ namespace glimmerwick {
 ///
 /// Reading another program's text blocks for at most 1 s without progress and 5 s altogether, and takes up to
 /// 64 MiB. The concealed marker is offered under its own name and under the one that password managers use.
-/// Text that was read with that hint and is put back keeps it.
+/// Text that was read with that hint and is put back keeps it, also when its owner was too slow to say what
+/// it hints.
+///
+/// New text is shown to other programs when it is clear whether clipboard histories may record it: when it is
+/// marked, when its paste begins, or after 500 ms; at once when it is what was read before.
 ///
 /// When this ends, the session's clipboard manager is given the text: the one read before the paste, if the
-/// paste's own is still there, and none that is a secret.
+/// paste's own is still there, and none that is a secret. That blocks for at most 2 s in which nobody is
+/// served, and 5 s altogether.
 class X11Pasteboard : public Pasteboard {
 public:
     /// The client is the toolkit's, which shares the main thread and cannot answer while that waits here.
@@ -33,7 +38,12 @@ public:
     /// holds now is what that application gets, until 250 ms after it has last got it and for 2 s at most,
     /// even if other text is put on the clipboard meanwhile. Programs that watch the clipboard learn of that
     /// text when the time is over.
-    void pasteWillBegin(xcb_window_t target, X11SelectionService::PasteSelections selections);
+    ///
+    /// False when another program owns the clipboard: the chord would paste that one's text. Blocks for 2 s
+    /// at most while the application has yet to take the paste before this one.
+    bool pasteWillBegin(xcb_window_t target, X11SelectionService::PasteSelections selections);
+    /// The chord is not pressed after all.
+    void pasteWasCancelled();
 
 private:
     class Worker;

@@ -13,8 +13,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Far below what any server takes in one request, so that no single answer keeps it busy.
-constexpr std::size_t pieceSize = 256 * 1024;
+// What every server takes in one request is 262,140 bytes with the header.
+constexpr std::size_t pieceSize = 128 * 1024;
 constexpr auto longestStall = 10s;
 constexpr std::size_t mostTransfers = 64;
 
@@ -48,6 +48,7 @@ X11SelectionServer::Given X11SelectionServer::answer(const xcb_selection_request
         ? convertMultiple(request, contents, ownedSince)
         : convert(request.requestor, request.target, property, contents, ownedSince);
     notify(request, given == Given::nothing ? static_cast<xcb_atom_t>(XCB_ATOM_NONE) : property);
+    m_lastService = std::chrono::steady_clock::now();
     return given;
 }
 
@@ -236,7 +237,7 @@ void X11SelectionServer::sendNextPiece(Transfer& transfer)
                         transfer.rendering.type, 8, static_cast<std::uint32_t>(size),
                         bytes.data() + transfer.offset);
     transfer.offset += size;
-    transfer.lastProgress = std::chrono::steady_clock::now();
+    transfer.lastProgress = m_lastService = std::chrono::steady_clock::now();
 }
 
 void X11SelectionServer::handle(const xcb_destroy_notify_event_t& event)

@@ -35,6 +35,9 @@ public:
     void handle(const xcb_property_notify_event_t& event);
     void handle(const xcb_destroy_notify_event_t& event);
 
+    /// When somebody was last answered or sent a piece.
+    Time lastService() const { return m_lastService; }
+
     /// Drops transfers whose receiver has stopped taking.
     void dropStalled(Time now);
     /// When `dropStalled` may have something to do.
@@ -70,6 +73,7 @@ private:
 
     X11Connection& m_connection;
     std::list<Transfer> m_transfers;
+    Time m_lastService;
 };
 
 } // namespace glimmerwick

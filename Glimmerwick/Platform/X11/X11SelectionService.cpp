@@ -1,8 +1,8 @@
 #include "Platform/X11/X11SelectionService.h"
 
 #include "Platform/Pasteboard.h"
-#include "Platform/Qt/Text.h"
 #include "Platform/X11/X11IncomingTransfer.h"
+#include "Platform/X11/X11SelectionText.h"
 
 #include <poll.h>
 
@@ -26,23 +26,26 @@ constexpr int noDescriptor = -1;
 constexpr auto pasteAfterTaking = 250ms;
 constexpr auto longestPaste = 2s;
 
-// Clipboard histories ask the moment the owner changes, a little before the chord tells that the contents are
-// only passing. Requests that come so soon wait this long for that.
-constexpr auto holdTime = 30ms;
-
-// Contents follow the clearing at once, but this thread and the main one may both be kept waiting for the
-// processor in between, and a request that is refused then is a paste that does nothing.
-constexpr auto longestEmptiness = 500ms;
+// Clipboard histories ask the moment the owner changes. Contents follow the clearing at once, and the chord
+// or the mark that tells what histories may do with them a little later, but this thread and the main one may
+// be kept waiting for the processor in between, for 226 ms when it was measured under load. Requests wait
+// this long for that.
+constexpr auto holdTime = 500ms;
 
 constexpr auto serverAnswer = 1s;
 constexpr int forEver = -1;
 
-constexpr X11SelectionService::Patience ownersPatience{1s, 5s};
-// The user waits for the emoji meanwhile. An owner that has just given its text refuses what it does not know
-// at once.
-constexpr X11SelectionService::Patience hintPatience{100ms, 200ms};
-constexpr X11SelectionService::Patience primaryPatience{100ms, 200ms};
-constexpr X11SelectionService::Patience managersPatience{500ms, 1s};
+// Without progress and altogether.
+constexpr auto ownersStall = 1s;
+constexpr auto ownersTime = 5s;
+// The user waits for the emoji meanwhile.
+constexpr auto hintStall = 100ms;
+constexpr auto hintTime = 200ms;
+constexpr auto primaryStall = 100ms;
+constexpr auto primaryTime = 200ms;
+// The session may be ending, and wants this program to.
+constexpr auto managersStall = 2s;
+constexpr auto managersTime = 5s;
 
 int millisecondsUntil(X11SelectionService::Time time)
 {
@@ -107,15 +110,18 @@ void X11SelectionService::clear()
     } else {
         takeOwnership(m_clipboard);
     }
-    m_holdUntil = SteadyClock::now() + longestEmptiness;
+    m_holdUntil = SteadyClock::now() + holdTime;
 }
 
 // By taking the clipboard anew: that is what other programs are told of.
 void X11SelectionService::tellOfChange()
 {
-    const auto contents = m_clipboard.contents;
-    if (std::exchange(m_isChangeUntold, false) && stillOwns(m_clipboard) && takeOwnership(m_clipboard)) {
-        m_clipboard.contents = contents;
+    if (!std::exchange(m_isChangeUntold, false) || !stillOwns(m_clipboard)) {
+        return;
+    }
+    // Without it nobody is told, which is better than taking the clipboard from who has copied meanwhile.
+    if (const auto time = serverTime()) {
+        claim(m_clipboard, *time);
     }
 }
 
@@ -124,12 +130,14 @@ bool X11SelectionService::takeOwnership(Selection& selection)
     // Requests that come while the server is asked are still about the earlier contents.
     const auto time = serverTime();
     selection.contents = std::make_shared<const X11SelectionContents>();
-    if (!time) {
-        selection.isOwned = false;
-        return false;
-    }
-    xcb_set_selection_owner(m_connection, m_window, selection.atom, *time);
-    selection.ownedSince = *time;
+    // A server too busy to tell the time still knows it.
+    return claim(selection, time.value_or(XCB_CURRENT_TIME));
+}
+
+bool X11SelectionService::claim(Selection& selection, xcb_timestamp_t time)
+{
+    xcb_set_selection_owner(m_connection, m_window, selection.atom, time);
+    selection.ownedSince = time;
     selection.isOwned = ownerOf(selection.atom) == m_window;
     return selection.isOwned;
 }
@@ -146,7 +154,11 @@ bool X11SelectionService::add(const std::string& type, std::string bytes)
     contents.isSecret = contents.isSecret || (putBack && putBack->isSecret);
     contents.byType[type] = std::make_shared<const std::string>(std::move(bytes));
     m_clipboard.contents = std::make_shared<const X11SelectionContents>(std::move(contents));
-    m_holdUntil = SteadyClock::now() + holdTime;
+    if (putBack || type == pasteboardType::concealed) {
+        holdNoLonger();
+    } else {
+        m_holdUntil = SteadyClock::now() + holdTime;
+    }
     return true;
 }
 
@@ -166,6 +178,8 @@ xcb_window_t X11SelectionService::ownerOf(xcb_atom_t selection)
 // The time of a property change of one's own is the server's time now.
 std::optional<xcb_timestamp_t> X11SelectionService::serverTime()
 {
+    // The late answer to an earlier question is no time to take anything at.
+    handleEvents();
     m_serverTime.reset();
     xcb_change_property(m_connection, XCB_PROP_MODE_APPEND, m_window, m_connection.atom("GLIMMERWICK_TIME"),
                         XCB_ATOM_STRING, 8, 0, nullptr);
@@ -208,11 +222,31 @@ void X11SelectionService::takeHeldText(const std::string& type, ReadResult& resu
 
 void X11SelectionService::takeOwnersText(const std::string& type, ReadResult& result)
 {
-    result.text = readFromOwner(m_clipboard.atom, type, ownersPatience);
-    if (result.text && type == pasteboardType::string) {
-        const auto hint = readFromOwner(m_clipboard.atom, historyHint::target, hintPatience);
-        m_lastRead = UserText{std::make_shared<const std::string>(*result.text), hint == historyHint::secret};
+    const Patience patience{ownersStall, SteadyClock::now() + ownersTime};
+    const auto offer = readOffer(m_clipboard.atom, patience);
+    if (!offer) {
+        return;
     }
+    result.text = readFromOwner(m_clipboard.atom, type, *offer, patience);
+    if (result.text && type == pasteboardType::string) {
+        m_lastRead =
+            UserText{std::make_shared<const std::string>(*result.text), isMarkedSecret(*offer, patience.end)};
+    }
+}
+
+bool X11SelectionService::isMarkedSecret(const Offer& offer, Time end)
+{
+    const xcb_atom_t target = m_connection.atom(historyHint::target);
+    if (!offer.mayInclude(target)) {
+        return false;
+    }
+    X11IncomingTransfer hint(m_connection, m_clipboard.atom, target, offer.askedAt);
+    waitFor(hint, {hintStall, std::min(end, SteadyClock::now() + hintTime)});
+    if (hint.status() == X11IncomingTransfer::Status::complete) {
+        return hint.takeBytes() == historyHint::secret;
+    }
+    // An ordinary text that histories leave out does less harm than a password that they show.
+    return offer.includes(target);
 }
 
 void X11SelectionService::didRead(std::string text)
@@ -220,32 +254,47 @@ void X11SelectionService::didRead(std::string text)
     m_lastRead = UserText{std::make_shared<const std::string>(std::move(text))};
 }
 
-std::optional<std::string> X11SelectionService::readFromOwner(xcb_atom_t selection, const std::string& type,
-                                                              Patience patience)
+bool X11SelectionService::Offer::includes(xcb_atom_t target) const
+{
+    return std::ranges::find(targets, target) != targets.end();
+}
+
+// Asked for first, because some owners, xclip for one, answer every question with what they have, and a
+// picture is no text. Nothing when the owner does not answer at all.
+std::optional<X11SelectionService::Offer> X11SelectionService::readOffer(xcb_atom_t selection,
+                                                                         const Patience& patience)
 {
     const auto time = serverTime();
     if (!time) {
         return std::nullopt;
     }
-    // Asked for first, because some owners, xclip for one, answer every question with what they have, and a
-    // picture is no text.
-    X11IncomingTransfer offer(m_connection, selection, m_connection.atom("TARGETS"), *time);
-    waitFor(offer, patience);
-    if (!isAnswered(offer)) {
+    const xcb_atom_t target = m_connection.atom("TARGETS");
+    X11IncomingTransfer answer(m_connection, selection, target, *time);
+    waitFor(answer, patience);
+    if (!isAnswered(answer)) {
         return std::nullopt;
     }
-    const auto offered = atoms(offer.takeBytes());
+    // Some owners answer this question, too, with their text.
+    const bool isList = answer.type() == XCB_ATOM_ATOM || answer.type() == target;
+    return Offer{*time, isList ? atoms(answer.takeBytes()) : std::vector<xcb_atom_t>()};
+}
+
+std::optional<std::string> X11SelectionService::readFromOwner(xcb_atom_t selection, const std::string& type,
+                                                              const Offer& offer, const Patience& patience)
+{
     for (const xcb_atom_t target : readTargets(type)) {
-        if (!offered.empty() && std::ranges::find(offered, target) == offered.end()) {
+        if (!offer.mayInclude(target)) {
             continue;
         }
-        X11IncomingTransfer transfer(m_connection, selection, target, *time);
+        X11IncomingTransfer transfer(m_connection, selection, target, offer.askedAt);
         waitFor(transfer, patience);
-        if (transfer.status() == X11IncomingTransfer::Status::complete) {
-            return decoded(transfer);
-        }
         if (!isAnswered(transfer)) {
             return std::nullopt;
+        }
+        if (transfer.status() == X11IncomingTransfer::Status::complete) {
+            if (auto text = decoded(transfer, type)) {
+                return text;
+            }
         }
     }
     return std::nullopt;
@@ -255,26 +304,28 @@ std::vector<xcb_atom_t> X11SelectionService::readTargets(const std::string& type
 {
     if (type == pasteboardType::string) {
         return {m_connection.atom("UTF8_STRING"), m_connection.atom("text/plain;charset=utf-8"),
-                XCB_ATOM_STRING};
+                m_connection.atom("text/plain"), XCB_ATOM_STRING, m_connection.atom("TEXT")};
     }
     return {m_connection.atom(type)};
 }
 
-std::optional<std::string> X11SelectionService::decoded(X11IncomingTransfer& transfer)
+std::optional<std::string> X11SelectionService::decoded(X11IncomingTransfer& transfer,
+                                                        const std::string& type)
 {
-    std::string bytes = transfer.takeBytes();
-    if (transfer.type() == XCB_ATOM_STRING) {
-        return toUtf8(QString::fromLatin1(bytes.data(), static_cast<qsizetype>(bytes.size())));
+    if (type == pasteboardType::string || transfer.type() == XCB_ATOM_STRING) {
+        return selectionText(transfer.takeBytes(), m_connection.atomName(transfer.type()));
     }
-    return bytes;
+    return transfer.takeBytes();
 }
 
-void X11SelectionService::waitFor(X11IncomingTransfer& transfer, Patience patience)
+void X11SelectionService::waitFor(X11IncomingTransfer& transfer, const Patience& patience, Progress progress)
 {
     m_incoming = &transfer;
-    const Time end = SteadyClock::now() + patience.altogether;
     while (transfer.status() == X11IncomingTransfer::Status::pending && !m_connection.isBroken()) {
-        const Time until = std::min(end, transfer.lastProgress() + patience.withoutProgress);
+        const Time lastProgress = progress == Progress::ofAnswer
+            ? transfer.lastProgress()
+            : std::max(transfer.lastProgress(), m_server.lastService());
+        const Time until = std::min(patience.end, lastProgress + patience.withoutProgress);
         if (SteadyClock::now() >= until) {
             break;
         }
@@ -283,25 +334,26 @@ void X11SelectionService::waitFor(X11IncomingTransfer& transfer, Patience patien
     m_incoming = nullptr;
 }
 
-void X11SelectionService::beginPaste(xcb_window_t target, PasteSelections selections)
+bool X11SelectionService::beginPaste(xcb_window_t target, PasteSelections selections)
 {
+    if (!stillOwns(m_clipboard)) {
+        return false;
+    }
+    markPassing();
+    Paste paste;
+    paste.client = m_connection.clientOf(target);
+    awaitEarlierPaste(paste.client);
     if (const auto earlier = std::exchange(m_paste, std::nullopt)) {
         putPrimaryBack(*earlier);
     }
-    if (!stillOwns(m_clipboard)) {
-        return;
-    }
-    auto contents = *m_clipboard.contents;
-    contents.isPassing = true;
-    m_clipboard.contents = std::make_shared<const X11SelectionContents>(std::move(contents));
     // Chromium keeps what it has once read until it is told that the clipboard has changed hands.
     tellOfChange();
+    if (!stillOwns(m_clipboard)) {
+        return false;
+    }
     // What was read since the contents were put here are these contents.
     m_lastRead.reset();
-    answerHeld();
 
-    Paste paste;
-    paste.client = m_connection.clientOf(target);
     paste.contents = m_clipboard.contents;
     if (selections == PasteSelections::clipboardAndPrimary) {
         paste.usesPrimary = true;
@@ -312,6 +364,35 @@ void X11SelectionService::beginPaste(xcb_window_t target, PasteSelections select
     }
     paste.latestEnd = paste.end = SteadyClock::now() + longestPaste;
     m_paste = std::move(paste);
+    return true;
+}
+
+void X11SelectionService::cancelPaste()
+{
+    if (m_paste) {
+        endPaste();
+    }
+}
+
+void X11SelectionService::markPassing()
+{
+    auto contents = *m_clipboard.contents;
+    contents.isPassing = true;
+    m_clipboard.contents = std::make_shared<const X11SelectionContents>(std::move(contents));
+    holdNoLonger();
+}
+
+// An application that is busy through two chords asks for both pastes when it comes round, and nothing in its
+// requests tells them apart. Taking the first is not the end of it, because applications ask several times
+// for one paste.
+void X11SelectionService::awaitEarlierPaste(std::uint32_t client)
+{
+    if (!m_paste || m_paste->client != client || m_paste->isTaken) {
+        return;
+    }
+    while (m_paste) {
+        wait(m_paste->end, noDescriptor);
+    }
 }
 
 X11SelectionContents::Bytes X11SelectionService::readPrimary()
@@ -323,7 +404,10 @@ X11SelectionContents::Bytes X11SelectionService::readPrimary()
     if (owner == XCB_WINDOW_NONE || m_connection.clientOf(owner) == m_busyClient) {
         return nullptr;
     }
-    auto text = readFromOwner(m_primary.atom, pasteboardType::string, primaryPatience);
+    const Patience patience{primaryStall, SteadyClock::now() + primaryTime};
+    const auto offer = readOffer(m_primary.atom, patience);
+    auto text =
+        offer ? readFromOwner(m_primary.atom, pasteboardType::string, *offer, patience) : std::nullopt;
     return text ? std::make_shared<const std::string>(std::move(*text)) : nullptr;
 }
 
@@ -358,6 +442,7 @@ void X11SelectionService::putPrimaryBack(const Paste& paste)
 
 void X11SelectionService::handOver()
 {
+    const Patience patience{managersStall, SteadyClock::now() + managersTime};
     const xcb_atom_t manager = m_connection.atom("CLIPBOARD_MANAGER");
     if (!stillOwns(m_clipboard) || ownerOf(manager) == XCB_WINDOW_NONE) {
         return;
@@ -379,9 +464,10 @@ void X11SelectionService::handOver()
     if (m_clipboard.contents->byType.empty()) {
         return;
     }
+    holdNoLonger();
     if (const auto time = serverTime()) {
         X11IncomingTransfer request(m_connection, manager, m_connection.atom("SAVE_TARGETS"), *time);
-        waitFor(request, managersPatience);
+        waitFor(request, patience, Progress::ofAnswerOrService);
     }
 }
 
@@ -461,6 +547,7 @@ void X11SelectionService::answerPasteTarget(const xcb_selection_request_event_t&
 {
     const auto given = m_server.answer(request, *m_paste->contents, selection.ownedSince);
     if (given == X11SelectionServer::Given::contents) {
+        m_paste->isTaken = true;
         m_paste->end = std::min(m_paste->latestEnd, SteadyClock::now() + pasteAfterTaking);
     }
 }
@@ -477,6 +564,12 @@ void X11SelectionService::handleLoss(const xcb_selection_clear_event_t& loss)
     if (selection == &m_clipboard) {
         answerHeld();
     }
+}
+
+void X11SelectionService::holdNoLonger()
+{
+    m_holdUntil = Time();
+    answerHeld();
 }
 
 void X11SelectionService::answerHeld()

@@ -28,10 +28,11 @@ public:
 
     enum class PasteSelections { clipboard, clipboardAndPrimary };
 
-    /// How long an owner is waited for.
+    /// How long somebody is waited for.
     struct Patience {
         std::chrono::milliseconds withoutProgress;
-        std::chrono::milliseconds altogether;
+        /// Whatever the progress.
+        Time end;
     };
 
     /// What reading came to.
@@ -57,7 +58,10 @@ public:
     /// The clipboard's text was read past this.
     void didRead(std::string text);
 
-    void beginPaste(xcb_window_t target, PasteSelections selections);
+    /// False when another client owns the clipboard. Waits while the target has yet to take the paste before
+    /// this one.
+    bool beginPaste(xcb_window_t target, PasteSelections selections);
+    void cancelPaste();
 
     /// Hands the text to the session's clipboard manager, if there is one, so that it outlives this program:
     /// the user's own when what the clipboard holds is only passing. A secret is not handed over.
@@ -77,6 +81,7 @@ private:
         SharedSelectionContents contents;
         Time latestEnd;
         Time end;
+        bool isTaken = false;
         bool usesPrimary = false;
         X11SelectionContents::Bytes savedPrimary;
     };
@@ -86,20 +91,43 @@ private:
         bool isSecret = false;
     };
 
+    /// What an owner says it has.
+    struct Offer {
+        xcb_timestamp_t askedAt = XCB_CURRENT_TIME;
+        /// Empty when it did not say.
+        std::vector<xcb_atom_t> targets;
+
+        bool includes(xcb_atom_t target) const;
+        bool mayInclude(xcb_atom_t target) const { return targets.empty() || includes(target); }
+    };
+
+    enum class Progress {
+        /// What the owner sends.
+        ofAnswer,
+        /// That, and what anybody takes from here.
+        ofAnswerOrService,
+    };
+
     bool takeOwnership(Selection& selection);
+    bool claim(Selection& selection, xcb_timestamp_t time);
     void tellOfChange();
     bool stillOwns(Selection& selection);
     xcb_window_t ownerOf(xcb_atom_t selection);
     std::optional<xcb_timestamp_t> serverTime();
     void takeHeldText(const std::string& type, ReadResult& result);
     void takeOwnersText(const std::string& type, ReadResult& result);
+    bool isMarkedSecret(const Offer& offer, Time end);
+    std::optional<Offer> readOffer(xcb_atom_t selection, const Patience& patience);
     std::optional<std::string> readFromOwner(xcb_atom_t selection, const std::string& type,
-                                             Patience patience);
+                                             const Offer& offer, const Patience& patience);
+    void markPassing();
+    void awaitEarlierPaste(std::uint32_t client);
     X11SelectionContents::Bytes readPrimary();
     void setText(Selection& selection, X11SelectionContents::Bytes text);
     std::vector<xcb_atom_t> readTargets(const std::string& type);
-    std::optional<std::string> decoded(X11IncomingTransfer& transfer);
-    void waitFor(X11IncomingTransfer& transfer, Patience patience);
+    std::optional<std::string> decoded(X11IncomingTransfer& transfer, const std::string& type);
+    void waitFor(X11IncomingTransfer& transfer, const Patience& patience,
+                 Progress progress = Progress::ofAnswer);
 
     bool handleEvents();
     void handle(const xcb_generic_event_t& event);
@@ -109,6 +137,7 @@ private:
     bool isPartOfPaste(const xcb_selection_request_event_t& request) const;
     bool isToBeHeld(const Selection& selection) const;
     void answerPasteTarget(const xcb_selection_request_event_t& request, const Selection& selection);
+    void holdNoLonger();
     void answerHeld();
 
     std::optional<Time> nextDeadline() const;
