@@ -9,6 +9,7 @@
 #include "Views/SymbolLibrary.h"
 
 #include <QKeyEvent>
+#include <QMouseEvent>
 #include <QPainter>
 #include <QScopedValueRollback>
 #include <QTextBoundaryFinder>
@@ -157,7 +158,40 @@ void SearchField::keyPressEvent(QKeyEvent* event)
         event->accept();
         return;
     }
+    if (editsWithoutPrimarySelection(*event)) {
+        return;
+    }
+    if (event->key() == Qt::Key_Backspace && event->modifiers() == Qt::AltModifier) {
+        // The toolkit deletes words with Control alone.
+        QKeyEvent deleteWord(event->type(), Qt::Key_Backspace, Qt::ControlModifier);
+        QLineEdit::keyPressEvent(&deleteWord);
+        return;
+    }
     QLineEdit::keyPressEvent(event);
+}
+
+// The toolkit makes what is selected in the field the primary selection, and the application in use would
+// lose its own.
+bool SearchField::editsWithoutPrimarySelection(const QKeyEvent& event)
+{
+    if (event.matches(QKeySequence::SelectAll)) {
+        setSelection(0, static_cast<int>(text().size()));
+    } else if (event.matches(QKeySequence::Copy)) {
+        copy();
+    } else if (event.matches(QKeySequence::Cut)) {
+        cut();
+    } else {
+        return false;
+    }
+    return true;
+}
+
+// For the same reason what the mouse has selected does not become the primary selection.
+void SearchField::mouseReleaseEvent(QMouseEvent* event)
+{
+    if (event->button() != Qt::LeftButton) {
+        QLineEdit::mouseReleaseEvent(event);
+    }
 }
 
 void SearchField::changeEvent(QEvent* event)

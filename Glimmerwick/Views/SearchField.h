@@ -40,10 +40,13 @@ protected:
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
     void changeEvent(QEvent* event) override;
 
 private:
     void edit(const std::function<void()>& change);
+    /// Whether the key was one of those that the field handles itself.
+    bool editsWithoutPrimarySelection(const QKeyEvent& event);
     void sendAction();
     void tellOfChange();
     void applyColors();

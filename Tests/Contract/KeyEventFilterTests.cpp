@@ -1,5 +1,6 @@
 #include "Platform/Qt/KeyEventFilter.h"
 
+#include "Fakes/FakeTime.h"
 #include "Platform/Qt/XkbKeyCodes.h"
 
 #include <QCoreApplication>
@@ -10,6 +11,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -74,7 +76,14 @@ protected:
         };
     }
 
-    KeyEventFilter filter;
+    void showWindow()
+    {
+        window.setFlags(Qt::ToolTip | Qt::BypassWindowManagerHint);
+        window.show();
+    }
+
+    fakes::FakeTime time;
+    KeyEventFilter filter{time};
     RecordingWindow window;
     std::vector<std::string> seenBy;
     std::vector<KeyEvent> seen;
@@ -98,12 +107,55 @@ TEST_F(KeyEventFilterTest, aPressThatATapPassesGoesToEarlierTapsAndThenToTheWind
     const auto earlier = filter.addTap(tap("earlier", TapDecision::pass));
     const auto later = filter.addTap(tap("later", TapDecision::pass));
     const auto local = filter.addLocalMonitor(monitor(MonitorDecision::consume));
+    showWindow();
 
     press(scanCodeA, symbolA, "a");
     release(scanCodeA, symbolA);
+    time.runUntilIdle();
 
     EXPECT_THAT(seenBy, ElementsAre("later", "earlier"));
     EXPECT_THAT(window.types, ElementsAre(QEvent::KeyPress, QEvent::KeyRelease));
+}
+
+TEST_F(KeyEventFilterTest, aPressThatATapPassesWaitsBehindWhatTheTapReported)
+{
+    std::vector<std::size_t> deliveredAtReport;
+    const auto reporting = filter.addTap([&](const KeyEvent& event) -> std::optional<TapDecision> {
+        if (event.keyCode == keyCode::space) {
+            return TapDecision::pass;
+        }
+        time.async([&] { deliveredAtReport.push_back(window.types.size()); });
+        return TapDecision::swallow;
+    });
+    showWindow();
+
+    press(scanCodeA, symbolA, "a");
+    press(scanCodeSpace, ' ', " ");
+    release(scanCodeSpace, ' ');
+    press(scanCodeA, symbolA, "a");
+    EXPECT_THAT(window.types, IsEmpty());
+    time.runUntilIdle();
+
+    EXPECT_THAT(deliveredAtReport, ElementsAre(0, 2));
+    EXPECT_THAT(window.types, ElementsAre(QEvent::KeyPress, QEvent::KeyRelease));
+}
+
+TEST_F(KeyEventFilterTest, aPressThatWaitsIsDroppedWhenItsWindowHidesOrGoes)
+{
+    const auto passing = filter.addTap(tap("tap", TapDecision::pass));
+    showWindow();
+    press(scanCodeA, symbolA, "a");
+    window.hide();
+    time.runUntilIdle();
+    EXPECT_THAT(window.types, IsEmpty());
+
+    auto other = std::make_unique<RecordingWindow>();
+    other->show();
+    QKeyEvent event(QEvent::KeyPress, Qt::Key_A, {}, scanCodeA, symbolA, 0, "a");
+    QCoreApplication::sendEvent(other.get(), &event);
+    EXPECT_EQ(time.pendingCount(), 1U);
+    other.reset();
+    time.runUntilIdle();
 }
 
 TEST_F(KeyEventFilterTest, aPressThatNoTapLooksAtGoesToTheLocalMonitors)

@@ -1,5 +1,6 @@
 // A Qt application to type into. It writes its text to a file on every change, and every key and focus event
-// to a log, one a line.
+// to a log, one a line. Where the caret, the other end of the selection and the scroll bar are stands in a
+// file with ".view" behind the text's name.
 //
 // usage: glimmerwick-qt-target NAME TEXT-FILE LOG-FILE     NAME is the window's class
 
@@ -7,8 +8,10 @@
 #include <QFile>
 #include <QKeyEvent>
 #include <QKeySequence>
+#include <QMouseEvent>
 #include <QPlainTextEdit>
 #include <QSaveFile>
+#include <QScrollBar>
 
 #include <cstdio>
 
@@ -29,6 +32,7 @@ public:
         const bool fromWindowSystem = event->spontaneous();
         if (receiver->isWindowType() && fromWindowSystem) {
             noteKey(event);
+            noteButton(event);
         }
         if (receiver == &m_window) {
             noteFocus(event);
@@ -56,6 +60,23 @@ private:
         write(kind + modifiers + QKeySequence(key.key()).toString().toLower().toUtf8());
     }
 
+    void noteButton(const QEvent* event)
+    {
+        if (event->type() != QEvent::MouseButtonPress) {
+            return;
+        }
+        switch (static_cast<const QMouseEvent&>(*event).button()) {
+        case Qt::LeftButton:
+            write("button 1");
+            break;
+        case Qt::RightButton:
+            write("button 3");
+            break;
+        default:
+            break;
+        }
+    }
+
     void noteFocus(const QEvent* event)
     {
         if (event->type() == QEvent::WindowActivate) {
@@ -78,6 +99,15 @@ bool save(const QString& path, const QString& text)
     return file.open(QIODevice::WriteOnly) && file.write(text.toUtf8()) >= 0 && file.commit();
 }
 
+QString viewOf(const QPlainTextEdit& editor)
+{
+    const QTextCursor cursor = editor.textCursor();
+    return QStringLiteral("%1 %2 %3")
+        .arg(cursor.position())
+        .arg(cursor.anchor())
+        .arg(editor.verticalScrollBar()->value());
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -94,7 +124,8 @@ int main(int argc, char** argv)
 
     QPlainTextEdit editor;
     EventLog log(arguments.at(3), editor);
-    if (!log.isOpen() || !save(textPath, {})) {
+    const QString viewPath = textPath + ".view";
+    if (!log.isOpen() || !save(textPath, {}) || !save(viewPath, viewOf(editor))) {
         std::fputs("glimmerwick-qt-target: cannot write its files\n", stderr);
         return 1;
     }
@@ -104,6 +135,14 @@ int main(int argc, char** argv)
             std::fputs("glimmerwick-qt-target: cannot save its text\n", stderr);
         }
     });
+    const auto saveView = [&] {
+        if (!save(viewPath, viewOf(editor))) {
+            std::fputs("glimmerwick-qt-target: cannot save its view\n", stderr);
+        }
+    };
+    QObject::connect(&editor, &QPlainTextEdit::cursorPositionChanged, saveView);
+    QObject::connect(&editor, &QPlainTextEdit::selectionChanged, saveView);
+    QObject::connect(editor.verticalScrollBar(), &QScrollBar::valueChanged, saveView);
 
     editor.setWindowTitle(name);
     editor.resize(640, 400);

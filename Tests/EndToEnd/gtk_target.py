@@ -4,6 +4,9 @@ to a log, one a line.
 
 usage: gtk_target.py NAME TEXT-FILE LOG-FILE     NAME is the window's class
 
+Where the caret, the other end of the selection and the scroll bar are stands in a file with ".view" behind
+the text's name.
+
 It opens a second window like the first on SIGUSR1; that one's files have ".2" behind their names.
 """
 
@@ -32,19 +35,39 @@ def open_window(name, text_path, log_path):
         print(kind, file=log)
         return False
 
-    def save(buffer):
-        text = buffer.get_text(buffer.get_start_iter(), buffer.get_end_iter(), True)
-        with open(f"{text_path}.new", "w", encoding="utf-8") as file:
+    def replace(path, text):
+        with open(f"{path}.new", "w", encoding="utf-8") as file:
             file.write(text)
-        os.replace(f"{text_path}.new", text_path)
+        os.replace(f"{path}.new", path)
+
+    def save(buffer):
+        replace(text_path, buffer.get_text(buffer.get_start_iter(), buffer.get_end_iter(), True))
+
+    def save_view(*_):
+        buffer = view.get_buffer()
+        caret, anchor = (buffer.get_iter_at_mark(mark).get_offset()
+                         for mark in (buffer.get_insert(), buffer.get_selection_bound()))
+        replace(f"{text_path}.view", f"{caret} {anchor} {int(scrolled.get_vadjustment().get_value())}")
+
+    def note_button(event):
+        if event.type == Gdk.EventType.BUTTON_PRESS:
+            print(f"button {event.button}", file=log)
+        return False
 
     view = Gtk.TextView()
+    scrolled = Gtk.ScrolledWindow()
+    scrolled.add(view)
     save(view.get_buffer())
+    save_view()
     view.get_buffer().connect("changed", save)
+    view.get_buffer().connect("mark-set", save_view)
+    view.get_buffer().connect("changed", save_view)
+    scrolled.get_vadjustment().connect("value-changed", save_view)
+    view.connect("button-press-event", lambda _, event: note_button(event))
 
     window = Gtk.Window(title=name)
     window.set_default_size(640, 400)
-    window.add(view)
+    window.add(scrolled)
     window.connect("key-press-event", lambda _, event: note_key("press", event))
     window.connect("key-release-event", lambda _, event: note_key("release", event))
     window.connect("focus-in-event", lambda *_: note("focus-in"))

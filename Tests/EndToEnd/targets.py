@@ -123,6 +123,15 @@ class Editor(FileTarget):
     def events(self):
         return self._event_file.read_text(encoding="utf-8").splitlines()
 
+    def view(self):
+        """The caret, the other end of the selection, both in characters, and how far it is scrolled."""
+        path = self._text_file.with_name(f"{self._text_file.name}.view")
+        return tuple(int(number) for number in path.read_text(encoding="utf-8").split())
+
+    def buttons_since(self, count):
+        """The mouse buttons pressed after the first `count` events."""
+        return [event for event in self.events()[count:] if event.startswith("button ")]
+
 
 class Terminal(FileTarget):
     """A program in a terminal that takes down every byte it is sent. Keys are among them."""

@@ -44,6 +44,19 @@ std::vector<EventFlags> allModifierCombinations()
     return combinations;
 }
 
+enum class Treatment { passed, swallowed, reported, text };
+
+struct Row {
+    std::vector<std::uint16_t> codes;
+    std::array<Treatment, 8> treatments;
+};
+
+std::size_t column(EventFlags flags)
+{
+    return ((flags & eventFlag::option) != 0 ? 1U : 0U) + ((flags & eventFlag::command) != 0 ? 2U : 0U)
+        + ((flags & eventFlag::control) != 0 ? 4U : 0U);
+}
+
 class KeyEventInterceptorTests : public testing::Test {
 protected:
     KeyEventInterceptorTests() { listen(); }
@@ -64,6 +77,24 @@ protected:
         const TapDecision decision = tap.press(keyCode, flags, std::move(characters));
         time.runUntilIdle();
         return decision;
+    }
+
+    /// What becomes of a press that types an a; one that is reported must be so with its code and flags.
+    Treatment treatment(std::uint16_t code, EventFlags flags)
+    {
+        typed.clear();
+        special.clear();
+        const bool isPassed = press(code, flags, "a") == TapDecision::pass;
+        EXPECT_LE(isPassed + typed.size() + special.size(), 1U);
+        if (!special.empty()) {
+            EXPECT_THAT(special, ElementsAre(Pair(code, flags)));
+            return Treatment::reported;
+        }
+        if (!typed.empty()) {
+            EXPECT_THAT(typed, ElementsAre("a"));
+            return Treatment::text;
+        }
+        return isPassed ? Treatment::passed : Treatment::swallowed;
     }
 
     FakeEventTap tap;
@@ -109,6 +140,31 @@ TEST_F(KeyEventInterceptorTests, SpecialKeysAreReportedWithEveryModifierExceptDe
         }
     }
     EXPECT_THAT(typed, IsEmpty());
+}
+
+TEST_F(KeyEventInterceptorTests, EveryKeyOfTheTableIsTreatedAsItsRowSays)
+{
+    using enum Treatment;
+    ASSERT_TRUE(interceptor->start());
+    // By the modifiers that decide: none, Option, Command, both, then the same with Control.
+    const std::array rows{
+        Row{{keyA, keyCode::v, 18, 27, 65},
+            {text, text, passed, passed, swallowed, swallowed, swallowed, swallowed}},
+        Row{{keyCode::space}, {text, text, passed, passed, swallowed, swallowed, passed, passed}},
+        Row{{keyCode::delete_}, {reported, passed, passed, passed, reported, passed, passed, passed}},
+        Row{{keyCode::return_, keyCode::tab, keyCode::escape, keyCode::keypadEnter, keyCode::leftArrow,
+             keyCode::rightArrow, keyCode::downArrow, keyCode::upArrow},
+            {reported, reported, reported, reported, reported, reported, reported, reported}},
+    };
+
+    for (const Row& row : rows) {
+        for (const std::uint16_t code : row.codes) {
+            for (const EventFlags flags : allModifierCombinations()) {
+                SCOPED_TRACE(testing::Message() << "key " << code << std::hex << " flags 0x" << flags);
+                EXPECT_EQ(treatment(code, flags), row.treatments.at(column(flags)));
+            }
+        }
+    }
 }
 
 TEST_F(KeyEventInterceptorTests, SpaceIsTextPassesWithCommandAndIsSwallowedWithControlAlone)

@@ -1,11 +1,16 @@
 #include "Platform/Qt/KeyEventFilter.h"
 
+#include "Platform/MainQueue.h"
 #include "Platform/Qt/Text.h"
 #include "Platform/Qt/XkbKeyCodes.h"
 
 #include <QGuiApplication>
 #include <QInputMethodEvent>
 #include <QKeyEvent>
+#include <QPointer>
+#include <QWindow>
+
+#include <memory>
 
 namespace glimmerwick {
 
@@ -62,9 +67,15 @@ std::optional<std::string> characters(const QString& text)
     return text.isEmpty() ? std::nullopt : std::optional(toUtf8(text));
 }
 
+/// A key event that has been decided about and waits for its turn.
+class DeferredKeyEvent : public QKeyEvent {
+public:
+    explicit DeferredKeyEvent(const QKeyEvent& event) : QKeyEvent(event) { }
+};
+
 } // namespace
 
-KeyEventFilter::KeyEventFilter()
+KeyEventFilter::KeyEventFilter(MainQueue& mainQueue) : m_mainQueue(mainQueue)
 {
     QCoreApplication::instance()->installEventFilter(this);
 }
@@ -75,10 +86,11 @@ bool KeyEventFilter::eventFilter(QObject* watched, QEvent* event)
 {
     switch (event->type()) {
     case QEvent::KeyPress:
-        // Windows only: from there the same event goes on to the focused widget and up through its parents.
-        return watched->isWindowType() && handlePress(static_cast<QKeyEvent&>(*event)) == Outcome::swallow;
     case QEvent::KeyRelease:
-        return watched->isWindowType() && handleRelease(static_cast<QKeyEvent&>(*event)) == Outcome::swallow;
+        // Windows only: from there the same event goes on to the focused widget and up through its parents.
+        return watched->isWindowType()
+            && handleKey(static_cast<QWindow&>(*watched), static_cast<QKeyEvent&>(*event))
+            != Outcome::deliver;
     case QEvent::InputMethod:
         if (watched == QGuiApplication::focusObject()) {
             handleCommit(static_cast<QInputMethodEvent&>(*event));
@@ -89,6 +101,23 @@ bool KeyEventFilter::eventFilter(QObject* watched, QEvent* event)
     }
 }
 
+KeyEventFilter::Outcome KeyEventFilter::handleKey(QWindow& window, const QKeyEvent& event)
+{
+    if (dynamic_cast<const DeferredKeyEvent*>(&event)) {
+        return Outcome::deliver;
+    }
+    const Outcome outcome = event.type() == QEvent::KeyPress ? handlePress(event) : handleRelease(event);
+    if (outcome == Outcome::defer) {
+        m_mainQueue.async([target = QPointer(&window), copy = std::make_shared<DeferredKeyEvent>(event)] {
+            // What was reported before it may have hidden the window.
+            if (target && target->isVisible()) {
+                QCoreApplication::sendEvent(target, copy.get());
+            }
+        });
+    }
+    return outcome;
+}
+
 KeyEventFilter::Outcome KeyEventFilter::handlePress(const QKeyEvent& event)
 {
     if (isModifierKey(event)) {
@@ -96,24 +125,25 @@ KeyEventFilter::Outcome KeyEventFilter::handlePress(const QKeyEvent& event)
     }
     const auto code = xkb::virtualKeyCode(event.nativeScanCode(), event.nativeVirtualKey());
     const Outcome outcome = offer({EventType::keyDown, code, flags(event), characters(event.text())});
-    if (outcome == Outcome::swallow) {
-        m_swallowedKeys.insert(event.nativeScanCode());
+    if (outcome == Outcome::deliver) {
+        m_heldKeys.erase(event.nativeScanCode());
     } else {
-        m_swallowedKeys.erase(event.nativeScanCode());
+        m_heldKeys[event.nativeScanCode()] = outcome;
     }
     return outcome;
 }
 
 KeyEventFilter::Outcome KeyEventFilter::handleRelease(const QKeyEvent& event)
 {
-    const auto swallowed = m_swallowedKeys.find(event.nativeScanCode());
-    if (swallowed == m_swallowedKeys.end()) {
+    const auto held = m_heldKeys.find(event.nativeScanCode());
+    if (held == m_heldKeys.end()) {
         return Outcome::deliver;
     }
+    const Outcome outcome = held->second;
     if (!event.isAutoRepeat()) {
-        m_swallowedKeys.erase(swallowed);
+        m_heldKeys.erase(held);
     }
-    return Outcome::swallow;
+    return outcome;
 }
 
 void KeyEventFilter::handleCommit(QInputMethodEvent& event)
@@ -139,9 +169,11 @@ KeyEventFilter::Outcome KeyEventFilter::offer(const KeyEvent& event)
     if (isSwallowed) {
         return Outcome::swallow;
     }
-    const bool isConsumed = !wasSeen && m_localMonitors.anyOf([&](const LocalMonitor& monitor) {
-        return monitor(event) == MonitorDecision::consume;
-    });
+    if (wasSeen) {
+        return Outcome::defer;
+    }
+    const bool isConsumed = m_localMonitors.anyOf(
+        [&](const LocalMonitor& monitor) { return monitor(event) == MonitorDecision::consume; });
     return isConsumed ? Outcome::swallow : Outcome::deliver;
 }
 

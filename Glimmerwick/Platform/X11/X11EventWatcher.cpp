@@ -61,7 +61,10 @@ void X11EventWatcher::watchFocus(xcb_window_t window, std::function<void()> onLo
     m_onFocusLost = std::move(onLost);
     const std::uint32_t mask = XCB_EVENT_MASK_FOCUS_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
     xcb_change_window_attributes(m_connection, window, XCB_CW_EVENT_MASK, &mask);
-    xcb_flush(m_connection);
+    m_connection.roundTrip();
+    // What arrived with the answer is in memory already; the socket will not tell of it.
+    QMetaObject::invokeMethod(
+        m_notifier.get(), [this] { readEvents(); }, Qt::QueuedConnection);
 }
 
 void X11EventWatcher::stopWatchingFocus()

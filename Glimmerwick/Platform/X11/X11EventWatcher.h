@@ -23,8 +23,8 @@ public:
     Registration onKeyboardMappingChanged(std::function<void()> handler);
     Registration onActiveWindowChanged(std::function<void()> handler);
 
-    /// Runs when the window loses the input focus, goes off the screen or is destroyed. One window at a time:
-    /// a later call replaces an earlier one.
+    /// Runs when the window loses the input focus, goes off the screen or is destroyed after this has
+    /// returned. One window at a time: a later call replaces an earlier one.
     void watchFocus(xcb_window_t window, std::function<void()> onLost);
     void stopWatchingFocus();
 

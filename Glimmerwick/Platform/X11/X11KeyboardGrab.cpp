@@ -86,6 +86,8 @@ void X11KeyboardGrab::engage()
 bool X11KeyboardGrab::tryToGrab()
 {
     const xcb_window_t window = m_toolkit.focusWindow().value_or(m_toolkit.root());
+    // First of all: a window that goes away right behind the grab ends it without another word.
+    m_watcher.watchFocus(window, [this] { follow(); });
     const auto reply = m_toolkit.answer(
         xcb_grab_keyboard_reply,
         xcb_grab_keyboard(m_toolkit, 0, window, XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_SYNC));
@@ -96,7 +98,6 @@ bool X11KeyboardGrab::tryToGrab()
     m_state = State::grabbed;
     m_grabbedWindow = window;
     thaw();
-    m_watcher.watchFocus(window, [this] { follow(); });
     tellToolkit(m_panel);
     return true;
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Platform/Lifetime.h"
-#include "Platform/Lifetime.h"
 #include "Platform/Registration.h"
 #include "Platform/X11/X11Keyboard.h"
 

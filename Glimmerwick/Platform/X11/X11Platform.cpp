@@ -93,7 +93,7 @@ struct X11Platform::State {
     X11Keyboard keyboard;
     X11Windows windows;
     X11TypingTarget typingTarget{windows};
-    KeyEventFilter keyEventFilter;
+    KeyEventFilter keyEventFilter{mainQueue};
     X11HeldKeys heldKeys;
     X11KeyboardGrab keyboardGrab;
     X11EventTap eventTap;
