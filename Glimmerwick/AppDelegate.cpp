@@ -1,5 +1,6 @@
 #include "AppDelegate.h"
 
+#include "CommandLine.h"
 #include "GlimmerwickWindow.h"
 #include "HotkeyManager.h"
 #include "Managers/ClipboardManager.h"
@@ -16,10 +17,14 @@
 #include "Platform/MenuHost.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/Platform.h"
+#include "Platform/Shell.h"
 #include "Search/SearchManager.h"
 #include "Views/SearchBarView.h"
 #include "Views/SkinTonePopoverController.h"
 #include "Views/ToastView.h"
+
+#include <QEvent>
+#include <QObject>
 
 #include <algorithm>
 #include <chrono>
@@ -52,6 +57,26 @@ std::string defaultDescription(const EmojiDataManager::ManifestError& error)
     }
     return "noData";
 }
+
+/// Reports that a widget has been shown or hidden, by whomever.
+class VisibilityObserver : public QObject {
+public:
+    VisibilityObserver(QObject& widget, std::function<void()> report) : m_report(std::move(report))
+    {
+        widget.installEventFilter(this);
+    }
+
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() == QEvent::Show || event->type() == QEvent::Hide) {
+            m_report();
+        }
+        return QObject::eventFilter(watched, event);
+    }
+
+private:
+    std::function<void()> m_report;
+};
 
 } // namespace
 
@@ -132,6 +157,15 @@ void AppDelegate::setupPickerWindow()
             m_searchManager->flushPendingSearch();
         }
     };
+    // Later, when the window that is being shown also has the keys.
+    m_visibilityObserver = std::make_unique<VisibilityObserver>(
+        *m_pickerWindow, [this, alive = m_lifetime.watch(), &mainQueue = m_platform.mainQueue] {
+            mainQueue.async([this, alive] {
+                if (alive) {
+                    reportState();
+                }
+            });
+        });
 }
 
 void AppDelegate::setupHotkey()
@@ -147,8 +181,21 @@ void AppDelegate::setupHotkey()
     }
     PermissionManager& permission = PermissionManager::shared();
     permission.requestAccessibilityPermission();
-    permission.onPermissionGranted = [&hotkey] { hotkey.start(); };
+    permission.onPermissionGranted = [this, alive = m_lifetime.watch(), &hotkey] {
+        // The permission is there, so what still refuses is another program that has the keys.
+        if (!hotkey.start() && alive) {
+            tellThatTheShortcutIsTaken();
+        }
+    };
     permission.startPollingForPermission();
+}
+
+void AppDelegate::tellThatTheShortcutIsTaken()
+{
+    m_platform.userNotice.post(
+        {"The picker's shortcut is taken",
+         "Ctrl+Super+Space belongs to another program, or this keyboard lacks it. Have your desktop's "
+         "keyboard settings run this command on a key of your choice: glimmerwick --toggle"});
 }
 
 void AppDelegate::setupNotificationObservers()
@@ -195,6 +242,10 @@ void AppDelegate::applyManifest()
         m_categoryTabBar->configure(manifest->categories());
     }
     auto searchManager = std::make_unique<SearchManager>(*manifest, searchDebounceDelayMs, m_platform);
+    searchManager->onIndexingComplete = [this] {
+        m_isIndexed = true;
+        reportState();
+    };
     if (m_searchBarView) {
         m_searchBarView->connect(*searchManager);
     }
@@ -212,13 +263,14 @@ UpdateManager& AppDelegate::updateManager()
 
 void AppDelegate::honourFlags()
 {
-    honourTargetAppFlag();
-    honourShowPickerFlag();
+    const auto& arguments = m_platform.process.arguments;
+    honourTargetAppFlag(arguments);
+    honourShowPickerFlag(arguments);
+    honourToggleFlag({arguments.begin() + 1, arguments.end()});
 }
 
-void AppDelegate::honourTargetAppFlag()
+void AppDelegate::honourTargetAppFlag(const std::vector<std::string>& arguments)
 {
-    const auto& arguments = m_platform.process.arguments;
     const auto flag = std::find(arguments.begin(), arguments.end(), "--target-app");
     if (flag == arguments.end() || std::next(flag) == arguments.end()) {
         return;
@@ -228,9 +280,8 @@ void AppDelegate::honourTargetAppFlag()
     TypeManager::shared().setTargetApp(bundleIdentifier);
 }
 
-void AppDelegate::honourShowPickerFlag()
+void AppDelegate::honourShowPickerFlag(const std::vector<std::string>& arguments)
 {
-    const auto& arguments = m_platform.process.arguments;
     if (std::find(arguments.begin(), arguments.end(), "--show-picker") == arguments.end()) {
         return;
     }
@@ -244,6 +295,83 @@ void AppDelegate::honourShowPickerFlag()
                         }
                     })
         .release();
+}
+
+// Whoever presses the key bound to this wants the picker, whether or not it was running.
+void AppDelegate::honourToggleFlag(const std::vector<std::string>& arguments)
+{
+    const auto commandLine = CommandLine::parse(arguments);
+    if (commandLine && commandLine.value().toggle) {
+        togglePicker();
+    }
+}
+
+std::optional<std::string> AppDelegate::handleArguments(const std::vector<std::string>& arguments)
+{
+    const auto commandLine = CommandLine::parse(arguments);
+    if (!commandLine) {
+        return commandLine.error();
+    }
+    if (commandLine.value().request != CommandLine::Request::run) {
+        return "help and version are not for a running picker";
+    }
+    if (commandLine.value().isPlainStart()) {
+        perform(PickerAction::show);
+        return std::nullopt;
+    }
+    honourTargetAppFlag(arguments);
+    honourShowPickerFlag(arguments);
+    honourToggleFlag(arguments);
+    reportState();
+    return std::nullopt;
+}
+
+void AppDelegate::perform(PickerAction action)
+{
+    switch (action) {
+    case PickerAction::toggle:
+        togglePicker();
+        break;
+    case PickerAction::show:
+        showPickerForFrontmostApp();
+        break;
+    case PickerAction::hide:
+        hidePicker();
+        break;
+    case PickerAction::checkForUpdates:
+        checkForUpdates();
+        break;
+    case PickerAction::quit:
+        m_platform.menuHost.terminate();
+        break;
+    }
+    reportState();
+}
+
+void AppDelegate::showPickerForFrontmostApp()
+{
+    if (m_pickerWindow && !m_pickerWindow->isVisible()) {
+        togglePicker();
+    }
+}
+
+void AppDelegate::hidePicker()
+{
+    if (m_pickerWindow) {
+        m_pickerWindow->dismiss();
+    }
+}
+
+void AppDelegate::reportState()
+{
+    const PickerState state{m_pickerWindow && m_pickerWindow->isVisible(), m_isIndexed};
+    if (state == m_reportedState) {
+        return;
+    }
+    m_reportedState = state;
+    if (onStateChanged) {
+        onStateChanged(state);
+    }
 }
 
 void AppDelegate::showPicker()

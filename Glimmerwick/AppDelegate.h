@@ -4,12 +4,18 @@
 #include "Models/SkinTone.h"
 #include "Platform/Lifetime.h"
 #include "Platform/Registration.h"
+#include "Platform/RemoteRequests.h"
 #include "Platform/Task.h"
 #include "Views/CategoryTabBar.h"
 #include "Views/EmojiGridViewController.h"
 
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
+
+class QObject;
 
 namespace glimmerwick {
 
@@ -22,7 +28,9 @@ struct Platform;
 
 /// Wires the program together at launch, then shows, hides and toggles the picker and turns picks into typing
 /// or copying. Owns the picker window and its views. Lives as long as the process. Main thread.
-class AppDelegate : public CategoryTabBarDelegate, public EmojiGridViewControllerDelegate {
+class AppDelegate : public CategoryTabBarDelegate,
+                    public EmojiGridViewControllerDelegate,
+                    public RemoteRequests {
 public:
     /// The managers are the process-wide ones, made from the same, installed platform.
     explicit AppDelegate(const Platform& platform);
@@ -31,6 +39,15 @@ public:
     /// The launch sequence. Loading the catalogue goes on after it has returned.
     void applicationDidFinishLaunching();
     void applicationWillTerminate();
+
+    /// Told of every change of the state; the first state is neither visible nor ready.
+    std::function<void(PickerState)> onStateChanged;
+
+    /// Showing records the application in front, as the shortcut does; a picker that is shown already stays
+    /// as it is.
+    void perform(PickerAction action) override;
+    /// The flags mean what they mean at launch. Without any the picker is shown.
+    std::optional<std::string> handleArguments(const std::vector<std::string>& arguments) override;
 
     /// What the global shortcut does.
     void togglePicker();
@@ -57,9 +74,15 @@ private:
     Task<bool> fetchAndApplyManifest();
     void applyManifest();
     UpdateManager& updateManager();
+    void tellThatTheShortcutIsTaken();
     void honourFlags();
-    void honourTargetAppFlag();
-    void honourShowPickerFlag();
+    void honourTargetAppFlag(const std::vector<std::string>& arguments);
+    void honourShowPickerFlag(const std::vector<std::string>& arguments);
+    void honourToggleFlag(const std::vector<std::string>& arguments);
+
+    void showPickerForFrontmostApp();
+    void hidePicker();
+    void reportState();
 
     void resetPickerState();
     void handleEmojiSelected(const Notification& notification);
@@ -76,6 +99,10 @@ private:
     SearchBarView* m_searchBarView = nullptr;
     CategoryTabBar* m_categoryTabBar = nullptr;
     std::unique_ptr<SearchManager> m_searchManager;
+    /// Watches the window come and go.
+    std::unique_ptr<QObject> m_visibilityObserver;
+    bool m_isIndexed = false;
+    PickerState m_reportedState;
     Registration m_emojiSelectedObserver;
     Task<bool> m_manifestTask;
     Lifetime m_lifetime;

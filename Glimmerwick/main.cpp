@@ -1,6 +1,14 @@
 #include "AppDelegate.h"
+#include "CommandLine.h"
 #include "Managers/BundledCatalogue.h"
+#include "Managers/ClipboardManager.h"
+#include "Managers/TypeManager.h"
 #include "Platform/Curl/CurlHttpClient.h"
+#include "Platform/DBus/DBusUserNotice.h"
+#include "Platform/DBus/InstanceObject.h"
+#include "Platform/DBus/NotificationMirror.h"
+#include "Platform/DBus/SessionBus.h"
+#include "Platform/DBus/SingleInstance.h"
 #include "Platform/HarfBuzz/HarfBuzzTextLayout.h"
 #include "Platform/Linux/DispatchQueues.h"
 #include "Platform/Linux/Files.h"
@@ -21,6 +29,7 @@
 #include <QApplication>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <exception>
@@ -37,28 +46,19 @@ namespace glimmerwick {
 
 namespace {
 
-constexpr std::string_view usage = R"(Usage: glimmerwick [OPTION]...
-Emoji picker that waits in the background. Press Ctrl+Super+Space to open it.
+// Long enough for a picker that is still starting on a slow machine.
+constexpr std::chrono::seconds answerDeadline(10);
 
-  --show-picker         show the picker half a second after the start
-  --target-app ID       always type into the application with this identifier
-                        (its desktop-file id or WM_CLASS class)
-  --disable-event-tap   take keys by keyboard focus instead of interception
-  --help                print this text and end
-  --version             print the version and end
-)";
-
-bool hasArgument(int argc, char** argv, std::string_view wanted)
-{
-    return std::any_of(argv + 1, argv + argc, [&](const char* argument) { return argument == wanted; });
-}
+constexpr int wrongUsage = 2;
 
 /// The arguments for Qt, with the name that window managers know this program by.
 class ToolkitArguments {
 public:
-    ToolkitArguments(int argc, char** argv, const std::string& name) : m_texts(argv, argv + argc)
+    ToolkitArguments(const std::string& program, const std::string& name,
+                     const std::vector<std::string>& options)
+        : m_texts{program, "-name", name}
     {
-        m_texts.insert(m_texts.begin() + 1, {"-name", name});
+        m_texts.insert(m_texts.end(), options.begin(), options.end());
         for (std::string& text : m_texts) {
             m_pointers.push_back(text.data());
         }
@@ -132,8 +132,9 @@ void reportProblem(std::string_view problem)
 
 /// Everything the program runs on, made in order and destroyed in the opposite one.
 struct Services {
-    explicit Services(const Process& ofProcess)
-        : process(ofProcess), userDefaults(configurationDirectory() / "Glimmerwick.ini"),
+    Services(const Process& ofProcess, const SessionBus& bus)
+        : process(ofProcess), userNotice(bus, ofProcess.bundleIdentifier),
+          userDefaults(configurationDirectory() / "Glimmerwick.ini"),
           httpClient(mainQueue, "Glimmerwick/" GLIMMERWICK_VERSION),
           imageCodec(textLayout.colourEmojiFontFamily()),
           x11(mainQueue, clock,
@@ -143,6 +144,7 @@ struct Services {
     }
 
     const Process& process;
+    DBusUserNotice userNotice;
     StandardOutputLog log;
     SteadyClock clock;
     WallClock fileClock;
@@ -184,20 +186,33 @@ struct Services {
                       alert,
                       fileViewer,
                       volumeInfo,
-                      updater};
+                      updater,
+                      userNotice};
 };
 
-int runApplication(int argc, char** argv)
+/// Repeats on the bus what the managers post for listeners outside.
+NotificationMirror mirrorNotifications(NotificationCenter& notificationCenter, InstanceObject& instance)
 {
-    const Process process = makeProcess(argc, argv,
-                                        {GLIMMERWICK_BUILD_DIRECTORY, GLIMMERWICK_SOURCE_RESOURCES,
-                                         GLIMMERWICK_INSTALLED_RESOURCES, GLIMMERWICK_CONTENT_HOST});
+    return {notificationCenter,
+            instance,
+            {TypeManager::willTypeEmojiNotification, TypeManager::didTypeEmojiNotification,
+             TypeManager::typingFailedNotification, ClipboardManager::emojiCopiedNotification},
+            [](const Notification& notification) {
+                const auto* error = notification.value<TypeManagerError>("error");
+                return error ? std::string(errorDescription(*error)) : std::string();
+            }};
+}
+
+int runApplication(const Process& process, const CommandLine& commandLine, SessionBus& bus,
+                   InstanceObject& instance)
+{
     if (!X11Platform::isDisplayReachable()) {
         reportProblem(
             "cannot reach an X11 display; is DISPLAY set? Other window systems are not supported yet");
         return EXIT_FAILURE;
     }
-    ToolkitArguments toolkitArguments(argc, argv, process.bundleIdentifier);
+    ToolkitArguments toolkitArguments(process.arguments.front(), process.bundleIdentifier,
+                                      commandLine.toolkitArguments);
     const auto application = makeApplication(toolkitArguments, process);
     if (!X11Platform::isAvailable()) {
         reportProblem(
@@ -205,7 +220,11 @@ int runApplication(int argc, char** argv)
         return EXIT_FAILURE;
     }
 
-    Services services(process);
+    if (!bus.isConnected()) {
+        reportProblem("no session bus, so nothing but the shortcut opens the picker: " + bus.problem());
+    }
+
+    Services services(process, bus);
     BundledCatalogue::seed(services.fileSystem, process.resourcesDirectory / "catalogue",
                            process.cachesDirectory / "Glimmerwick", reportProblem);
     if (const auto family = services.textLayout.colourEmojiFontFamily()) {
@@ -213,12 +232,66 @@ int runApplication(int argc, char** argv)
     }
 
     const InstalledPlatform installed(services.platform);
+    const NotificationMirror mirror = mirrorNotifications(services.notificationCenter, instance);
     AppDelegate delegate(services.platform);
-    QObject::connect(application.get(), &QCoreApplication::aboutToQuit,
-                     [&delegate] { delegate.applicationWillTerminate(); });
+    delegate.onStateChanged = [&instance](PickerState state) { instance.setState(state); };
+    QObject::connect(application.get(), &QCoreApplication::aboutToQuit, [&delegate, &instance] {
+        instance.setHandler(nullptr);
+        delegate.applicationWillTerminate();
+    });
     const TerminationSignals terminationSignals([] { QCoreApplication::quit(); });
-    services.mainQueue.async([&delegate] { delegate.applicationDidFinishLaunching(); });
+    services.mainQueue.async([&delegate, &instance] {
+        delegate.applicationDidFinishLaunching();
+        instance.setHandler(&delegate);
+    });
     return QApplication::exec();
+}
+
+// Before anything that takes time: a further start is to be over at once, and needs no display.
+int runInstance(const Process& process, const CommandLine& commandLine)
+{
+    SessionBus bus;
+    InstanceObject instance(bus, GLIMMERWICK_VERSION);
+    if (bus.isConnected()) {
+        const auto claimed =
+            claimInstance(bus, {process.arguments.begin() + 1, process.arguments.end()}, answerDeadline);
+        if (!claimed) {
+            reportProblem(claimed.error());
+            return EXIT_FAILURE;
+        }
+        if (claimed.value() == Instance::further) {
+            return EXIT_SUCCESS;
+        }
+    }
+    return runApplication(process, commandLine, bus, instance);
+}
+
+int runCommandLine(int argc, char** argv)
+{
+    // Whoever starts programs may leave out even their name.
+    const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
+    const auto commandLine = CommandLine::parse(arguments);
+    if (!commandLine) {
+        reportProblem(commandLine.error() + "\nTry 'glimmerwick --help'.");
+        return wrongUsage;
+    }
+    switch (commandLine.value().request) {
+    case CommandLine::Request::help:
+        std::cout << CommandLine::usage() << std::flush;
+        return EXIT_SUCCESS;
+    case CommandLine::Request::version:
+        std::cout << "Glimmerwick " GLIMMERWICK_VERSION << std::endl;
+        return EXIT_SUCCESS;
+    case CommandLine::Request::run:
+        break;
+    }
+    Process process = makeProcess(argc, argv,
+                                  {GLIMMERWICK_BUILD_DIRECTORY, GLIMMERWICK_SOURCE_RESOURCES,
+                                   GLIMMERWICK_INSTALLED_RESOURCES, GLIMMERWICK_CONTENT_HOST});
+    if (process.arguments.empty()) {
+        process.arguments.emplace_back("glimmerwick");
+    }
+    return runInstance(process, commandLine.value());
 }
 
 } // namespace
@@ -227,20 +300,12 @@ int runApplication(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
-    if (glimmerwick::hasArgument(argc, argv, "--help")) {
-        std::cout << glimmerwick::usage;
-        return EXIT_SUCCESS;
-    }
-    if (glimmerwick::hasArgument(argc, argv, "--version")) {
-        std::cout << "Glimmerwick " GLIMMERWICK_VERSION << std::endl;
-        return EXIT_SUCCESS;
-    }
     if (!glimmerwick::holdStandardDescriptors()) {
         return EXIT_FAILURE;
     }
     std::signal(SIGPIPE, SIG_IGN);
     try {
-        return glimmerwick::runApplication(argc, argv);
+        return glimmerwick::runCommandLine(argc, argv);
     } catch (const std::exception& error) {
         glimmerwick::reportProblem(error.what());
         return EXIT_FAILURE;

@@ -28,6 +28,7 @@ class Pasteboard;
 class TextLayout;
 class Updater;
 class UserDefaults;
+class UserNotice;
 class VolumeInfo;
 class Workspace;
 
@@ -57,6 +58,7 @@ struct Platform {
     FileViewer& fileViewer;
     VolumeInfo& volumeInfo;
     Updater& updater;
+    UserNotice& userNotice;
 };
 
 /// Installs the set that `shared()` instances are made from, for as long as this object lives, and owns those

@@ -23,6 +23,21 @@ public:
     virtual void show(AlertContent content, std::function<void(std::size_t)> completion) = 0;
 };
 
+struct NoticeContent {
+    std::string summary;
+    /// Plain text.
+    std::string body;
+};
+
+/// Tells the user something where the desktop shows such notices. Never blocks and cannot fail: where there
+/// is no such place nothing is shown. Main thread.
+class UserNotice {
+public:
+    virtual ~UserNotice() = default;
+
+    virtual void post(const NoticeContent& content) = 0;
+};
+
 /// The desktop's file manager. Main thread.
 class FileViewer {
 public:

@@ -155,14 +155,6 @@ class LaunchTest(EndToEndTest):
 
         self.assert_lines(picker.program.lines(), LAUNCH + LOADED[1:])
 
-    def test_second_start_says_once_that_the_shortcut_is_taken(self):
-        self.start_picker()
-
-        second = self.start_picker()
-
-        complaints = [line for line in second.program.lines() if "has taken the shortcut" in line]
-        self.assertEqual(complaints, ["glimmerwick: another program has taken the shortcut"])
-
     def test_without_a_display_it_says_so_and_ends(self):
         for display in ({}, {"DISPLAY": ":987"}):
             ended = self.run_picker(display)

@@ -37,6 +37,7 @@ public:
     FakeFileViewer fileViewer;
     FakeVolumeInfo volumeInfo;
     FakeUpdater updater;
+    FakeUserNotice userNotice;
 
     Platform platform{process,     log,           time,
                       time,        time,          fileClock,
@@ -45,7 +46,8 @@ public:
                       pasteboard,  workspace,     eventTap,
                       eventPoster, eventMonitors, accessibilityTrust,
                       panelHost,   menuHost,      alert,
-                      fileViewer,  volumeInfo,    updater};
+                      fileViewer,  volumeInfo,    updater,
+                      userNotice};
 
 private:
     static Process makeProcess()

@@ -331,6 +331,13 @@ public:
     std::optional<bool> readOnly = false;
 };
 
+class FakeUserNotice : public UserNotice {
+public:
+    void post(const NoticeContent& content) override { posted.push_back(content); }
+
+    std::vector<NoticeContent> posted;
+};
+
 class FakeUpdater : public Updater {
 public:
     void start() override

@@ -32,7 +32,10 @@ namespace {
 using namespace std::chrono_literals;
 using testing::Contains;
 using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::Not;
+using testing::Optional;
 using testing::StartsWith;
 
 const std::string manifestDocument = R"({
@@ -607,6 +610,199 @@ TEST_F(AppDelegateTest, launchWaitsForTheInstallLocationAlertBeforeTheFlags)
     system.alert.answer(1);
 
     EXPECT_THAT(system.log.lines, Contains("[Glimmerwick] Showing picker due to --show-picker argument"));
+}
+
+TEST_F(AppDelegateTest, shortcutOfAnotherProgramIsToldOnceWithAnotherWayIn)
+{
+    system.eventTap.refuses = true;
+
+    launchAndLoad();
+    system.time.advance(1min);
+
+    ASSERT_EQ(system.userNotice.posted.size(), 1u);
+    EXPECT_THAT(system.userNotice.posted[0].body, HasSubstr("glimmerwick --toggle"));
+    delegate->perform(PickerAction::toggle);
+    EXPECT_TRUE(isShown());
+}
+
+TEST_F(AppDelegateTest, missingPermissionIsNoTakenShortcut)
+{
+    system.eventTap.refuses = true;
+    system.accessibilityTrust.trusted = false;
+
+    launchAndLoad();
+    system.time.advance(1min);
+
+    EXPECT_THAT(system.userNotice.posted, IsEmpty());
+}
+
+TEST_F(AppDelegateTest, shortcutThatWorksIsNotTalkedAbout)
+{
+    launchAndLoad();
+
+    EXPECT_THAT(system.userNotice.posted, IsEmpty());
+}
+
+TEST_F(AppDelegateTest, toggleFlagShowsThePickerForTheApplicationInFront)
+{
+    launchAndLoad({"--toggle"});
+
+    EXPECT_TRUE(isShown());
+    pick(emoji("1f680"), EmojiSelectionAction::type);
+    system.time.advance(1s);
+    EXPECT_THAT(system.log.lines,
+                Contains("TypeManager: Activating previous frontmost app: Editor (PID: 42)"));
+}
+
+TEST_F(AppDelegateTest, toggleAsAnIdentifierTogglesNothing)
+{
+    launchAndLoad({"--target-app", "--toggle"});
+
+    EXPECT_FALSE(isShown());
+}
+
+TEST_F(AppDelegateTest, actionsShowHideAndToggle)
+{
+    launchAndLoad();
+
+    const struct {
+        PickerAction action;
+        bool isShownAfterwards;
+    } steps[] = {
+        {PickerAction::hide, false},   {PickerAction::show, true},   {PickerAction::show, true},
+        {PickerAction::hide, false},   {PickerAction::hide, false},  {PickerAction::toggle, true},
+        {PickerAction::toggle, false}, {PickerAction::toggle, true}, {PickerAction::hide, false},
+    };
+    for (const auto& step : steps) {
+        delegate->perform(step.action);
+        EXPECT_EQ(isShown(), step.isShownAfterwards);
+    }
+}
+
+TEST_F(AppDelegateTest, showingAShownPickerKeepsWhatWasTyped)
+{
+    launchAndLoad();
+    delegate->perform(PickerAction::show);
+    type("rocket");
+
+    delegate->perform(PickerAction::show);
+
+    EXPECT_EQ(delegate->searchBarView()->internalSearchField()->text(), "rocket");
+}
+
+TEST_F(AppDelegateTest, showActionTypesIntoTheApplicationInFront)
+{
+    launchAndLoad();
+    delegate->perform(PickerAction::show);
+
+    pick(emoji("1f680"), EmojiSelectionAction::type);
+    system.time.advance(1s);
+
+    EXPECT_THAT(system.log.lines,
+                Contains("TypeManager: Activating previous frontmost app: Editor (PID: 42)"));
+}
+
+TEST_F(AppDelegateTest, otherActionsReachTheUpdaterAndTheMenu)
+{
+    launchAndLoad();
+
+    delegate->perform(PickerAction::checkForUpdates);
+    EXPECT_EQ(system.updater.checkCount, 1);
+    EXPECT_EQ(system.menuHost.terminateCount, 0);
+
+    delegate->perform(PickerAction::quit);
+    EXPECT_EQ(system.menuHost.terminateCount, 1);
+}
+
+TEST_F(AppDelegateTest, plainFurtherStartShowsThePicker)
+{
+    launchAndLoad();
+
+    EXPECT_EQ(delegate->handleArguments({}), std::nullopt);
+
+    EXPECT_TRUE(isShown());
+}
+
+TEST_F(AppDelegateTest, furtherStartTogglesThePicker)
+{
+    launchAndLoad();
+
+    EXPECT_EQ(delegate->handleArguments({"--toggle"}), std::nullopt);
+    EXPECT_TRUE(isShown());
+    EXPECT_EQ(delegate->handleArguments({"--toggle"}), std::nullopt);
+    EXPECT_FALSE(isShown());
+}
+
+TEST_F(AppDelegateTest, furtherStartShowsThePickerAsTheFlagDoesAtLaunch)
+{
+    launchAndLoad();
+
+    EXPECT_EQ(delegate->handleArguments({"--show-picker"}), std::nullopt);
+
+    EXPECT_THAT(system.log.lines, Contains("[Glimmerwick] Showing picker due to --show-picker argument"));
+    system.time.advance(499ms);
+    EXPECT_FALSE(isShown());
+    system.time.advance(1ms);
+    EXPECT_TRUE(isShown());
+}
+
+TEST_F(AppDelegateTest, furtherStartSetsTheTargetAndShowsNothing)
+{
+    launchAndLoad();
+
+    EXPECT_EQ(delegate->handleArguments({"--target-app", "org.example.Editor"}), std::nullopt);
+
+    EXPECT_THAT(system.log.lines, Contains("[Glimmerwick] Setting target app to: org.example.Editor"));
+    system.time.advance(1s);
+    EXPECT_FALSE(isShown());
+}
+
+TEST_F(AppDelegateTest, wrongArgumentsOfAFurtherStartAreRefusedAndDoNothing)
+{
+    launchAndLoad();
+    const auto lines = system.log.lines.size();
+
+    EXPECT_THAT(delegate->handleArguments({"--toggle", "--bogus"}), Optional(HasSubstr("--bogus")));
+    EXPECT_NE(delegate->handleArguments({"--help"}), std::nullopt);
+
+    system.time.advance(1s);
+    EXPECT_FALSE(isShown());
+    EXPECT_EQ(system.log.lines.size(), lines);
+}
+
+TEST_F(AppDelegateTest, stateIsReportedWheneverItChanges)
+{
+    std::vector<PickerState> states;
+    launch();
+    delegate->onStateChanged = [&](PickerState state) { states.push_back(state); };
+
+    system.time.runUntilIdle();
+    const PickerState ready{false, true};
+    const PickerState shown{true, true};
+    EXPECT_THAT(states, ElementsAre(ready));
+
+    pressShortcut();
+    EXPECT_THAT(states, ElementsAre(ready, shown));
+    press(keyCode::escape);
+    EXPECT_THAT(states, ElementsAre(ready, shown, ready));
+    delegate->perform(PickerAction::show);
+    EXPECT_THAT(states, ElementsAre(ready, shown, ready, shown));
+    delegate->perform(PickerAction::hide);
+    system.time.runUntilIdle();
+    EXPECT_THAT(states, ElementsAre(ready, shown, ready, shown, ready));
+}
+
+TEST_F(AppDelegateTest, withoutACatalogueItIsNeverReady)
+{
+    system.httpClient.respond = [](const HttpRequest&) { return HttpResponse{500, ""}; };
+    std::vector<PickerState> states;
+    launch();
+    delegate->onStateChanged = [&](PickerState state) { states.push_back(state); };
+
+    system.time.runUntilIdle();
+    system.time.advance(1min);
+
+    EXPECT_THAT(states, IsEmpty());
 }
 
 } // namespace

@@ -197,7 +197,8 @@ TEST_F(GlimmerwickWindowTests, thePanelIsKnownBeforeTheTapIsMade)
                            platform.pasteboard,     platform.workspace,     orderTap,
                            platform.eventPoster,    platform.eventMonitors, platform.accessibilityTrust,
                            platform.panelHost,      platform.menuHost,      platform.alert,
-                           platform.fileViewer,     platform.volumeInfo,    platform.updater};
+                           platform.fileViewer,     platform.volumeInfo,    platform.updater,
+                           platform.userNotice};
     GlimmerwickWindow other(withTap, dataManager, popover);
 
     other.showAtMouseLocation();

@@ -54,7 +54,8 @@ Platform withServices(fakes::FakePlatform& fakes, Log& log, MainQueue& mainQueue
             set.alert,
             set.fileViewer,
             set.volumeInfo,
-            set.updater};
+            set.updater,
+            set.userNotice};
 }
 
 class SearchManagerTests : public testing::Test {
