@@ -7,6 +7,7 @@
 #include "Platform/DBus/DBusUserNotice.h"
 #include "Platform/DBus/InstanceObject.h"
 #include "Platform/DBus/NotificationMirror.h"
+#include "Platform/DBus/ScreenLockWatcher.h"
 #include "Platform/DBus/SessionBus.h"
 #include "Platform/DBus/SingleInstance.h"
 #include "Platform/HarfBuzz/HarfBuzzTextLayout.h"
@@ -239,6 +240,7 @@ int runApplication(const Process& process, const CommandLine& commandLine, Sessi
         instance.setHandler(nullptr);
         delegate.applicationWillTerminate();
     });
+    const ScreenLockWatcher screenLockWatcher(bus, [&delegate] { delegate.perform(PickerAction::hide); });
     const TerminationSignals terminationSignals([] { QCoreApplication::quit(); });
     services.mainQueue.async([&delegate, &instance] {
         delegate.applicationDidFinishLaunching();

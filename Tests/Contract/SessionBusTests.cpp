@@ -3,6 +3,7 @@
 #include "Platform/DBus/DBusUserNotice.h"
 #include "Platform/DBus/InstanceObject.h"
 #include "Platform/DBus/NotificationMirror.h"
+#include "Platform/DBus/ScreenLockWatcher.h"
 #include "Platform/DBus/SessionBus.h"
 #include "Platform/DBus/SingleInstance.h"
 #include "Platform/NotificationCenter.h"
@@ -407,6 +408,38 @@ TEST_F(SessionBusTest, noticeWithoutAServiceGoesNowhereAndDisturbsNothing)
     notice.post({"Summary", "Body"});
 
     EXPECT_EQ(client.property("Version"), QVariant("1.2.3"));
+}
+
+TEST_F(SessionBusTest, whateverSaysThatTheScreenLocksIsHeard)
+{
+    int locked = 0;
+    const ScreenLockWatcher watcher(first->bus, [&] { ++locked; });
+    const auto say = [&](const QString& interface, const QString& member, const QVariantList& arguments) {
+        auto signal = QDBusMessage::createSignal("/anywhere", interface, member);
+        signal.setArguments(arguments);
+        EXPECT_TRUE(client.connection().send(signal));
+    };
+
+    int expected = 0;
+    for (const char* screenSaver :
+         {"org.freedesktop.ScreenSaver", "org.gnome.ScreenSaver", "org.cinnamon.ScreenSaver",
+          "org.mate.ScreenSaver", "org.xfce.ScreenSaver"}) {
+        say(screenSaver, "ActiveChanged", {true});
+        ++expected;
+        EXPECT_TRUE(handleEventsUntil([&] { return locked == expected; })) << screenSaver;
+    }
+    say("org.freedesktop.login1.Session", "Lock", {});
+    EXPECT_TRUE(handleEventsUntil([&] { return locked == expected + 1; }));
+    say("org.freedesktop.login1.Manager", "PrepareForSleep", {true});
+    EXPECT_TRUE(handleEventsUntil([&] { return locked == expected + 2; }));
+
+    // Signals of one sender come in order, so the last shows that those before it counted for nothing.
+    say("org.freedesktop.ScreenSaver", "ActiveChanged", {false});
+    say("org.freedesktop.ScreenSaver", "ActiveChanged", {true});
+    EXPECT_TRUE(handleEventsUntil([&] { return locked == expected + 3; }));
+    say("org.freedesktop.login1.Manager", "PrepareForSleep", {false});
+    say("org.freedesktop.login1.Session", "Lock", {});
+    EXPECT_TRUE(handleEventsUntil([&] { return locked == expected + 4; }));
 }
 
 } // namespace

@@ -444,7 +444,9 @@ class Desktop(contextlib.AbstractContextManager):
         with self._reported_line("the session bus's address") as (descriptor, read):
             self.run("dbus-daemon", "dbus-daemon", "--session", "--nofork", "--nopidfile",
                      f"--print-address={descriptor}", descriptors=(descriptor,))
-            self.environment["DBUS_SESSION_BUS_ADDRESS"] = read()
+            address = read()
+        # What happens to the machine itself is none of the programs' business.
+        self.environment.update(DBUS_SESSION_BUS_ADDRESS=address, DBUS_SYSTEM_BUS_ADDRESS=address)
 
     def _start_window_manager(self):
         if self._wants_compositor:

@@ -469,6 +469,19 @@ class RecoveryTest(KeysTestCase):
         self.close()
         self.assert_types_into(target)
 
+    def test_the_screen_locks(self):
+        target = self.focused_target("gtk")
+        self.open()
+        wait_until(lambda: not self.keyboard.is_free(), "the picker has the keyboard")
+
+        self.desktop.call("gdbus", "emit", "--session", "--object-path", "/org/freedesktop/ScreenSaver",
+                          "--signal", "org.freedesktop.ScreenSaver.ActiveChanged", "true")
+
+        self.desktop.wait_for_no_panel()
+        self.assertTrue(self.keyboard.grab(), "the locker gets the keyboard")
+        self.keyboard.release()
+        self.assert_types_into(target)
+
     def test_a_client_that_has_the_keyboard_keeps_it_and_the_next_shortcut_works(self):
         target = self.focused_target("gtk")
         self.assertTrue(self.keyboard.grab())
