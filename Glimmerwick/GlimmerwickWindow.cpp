@@ -419,8 +419,8 @@ bool GlimmerwickWindow::isTypedText(const KeyEvent& event) const
 
 bool GlimmerwickWindow::eventFilter(QObject* watched, QEvent* event)
 {
-    if (watched == windowHandle() && event->type() == QEvent::MouseButtonPress
-        && !m_keyEventInterceptor.isActive() && !isActiveWindow()) {
+    // Nothing happens while the panel has the keyboard by other means than the focus.
+    if (watched == windowHandle() && event->type() == QEvent::MouseButtonPress && !isActiveWindow()) {
         const Qt::MouseButton button = static_cast<QMouseEvent*>(event)->button();
         if (button == Qt::LeftButton || button == Qt::RightButton) {
             m_platform.panelHost.makePanelKey(nativeWindow(*this));

@@ -16,7 +16,7 @@ public:
     /// The panel's window exists and is visible; key taps deliver to it from now on.
     virtual void panelDidShow(NativeWindow panel) = 0;
 
-    /// Gives the panel the keyboard focus outright. For the way without a tap.
+    /// Gives the panel the keyboard focus outright, unless keys reach it already. For the way without a tap.
     virtual void makePanelKey(NativeWindow panel) = 0;
 
     /// The panel is about to be ordered out: keys go back to the application in use, except those still held.

@@ -257,6 +257,18 @@ TEST_F(X11KeysTest, aPasteTakesTheKeyboardFromAShownPanelForItsOwnKeysAlone)
     EXPECT_THAT(received, Not(Contains("key " + std::to_string(devices.key('a')))));
 }
 
+TEST_F(X11KeysTest, aPanelThatHasTheKeyboardNeedsNoFocus)
+{
+    showPanel();
+    const Tap tap = makeTap({}, TapDecision::swallow, seen);
+
+    platform.panelHost().makePanelKey(panel.identifier());
+
+    EXPECT_TRUE(program.hasFocus());
+    devices.type({'a'});
+    EXPECT_TRUE(handleEventsUntil([&] { return seen.size() == 1; }));
+}
+
 TEST_F(X11KeysTest, whatTheTapPassesGoesToTheShortcutAndThenToThePanel)
 {
     std::vector<KeyEvent> seenByShortcut;

@@ -11,6 +11,7 @@ import signal
 import time
 
 from desktop import Picker, wait_until, wait_until_stable
+from keyboard import Keyboard
 from picking import COPIED, TARGETS, PickingTest
 from targets import gtk_target, qt_target
 from testcase import argument, main
@@ -121,6 +122,8 @@ class TargetTest(PickingTest):
 
     def setUp(self):
         self.desktop.copy(COPIED)
+        self.keyboard = Keyboard(self.desktop)
+        self.addCleanup(self.keyboard.close)
 
     def return_with_target_stopped_for(self, seconds, target):
         """So long from Return on, and until the clipboard's text is back at least: the target misses it all."""
@@ -188,6 +191,7 @@ class TargetTest(PickingTest):
         self.desktop.press(Picker.SHORTCUT)
         # While the first one's keys are being pressed, whatever the user presses goes to the application, too.
         self.picker.wait_for_lines("TypeManager: simulatePaste returned", pastes + 1)
+        wait_until(lambda: self.desktop.panel() and not self.keyboard.is_free(), "the picker has the keyboard")
         self.desktop.press_now("Down", "Right", "Return")
 
         target.wait_for_more(first + second)

@@ -86,6 +86,16 @@ class Keyboard:
         focus = self._display.get_input_focus().focus
         return focus if isinstance(focus, int) else focus.id
 
+    def flash(self, identifier):
+        """Takes a window off the screen and puts it back, with the focus, before anybody else has a turn."""
+        window = self._display.create_resource_object("window", identifier)
+        self._display.grab_server()
+        window.unmap()
+        window.map()
+        window.set_input_focus(Xlib.X.RevertToParent, Xlib.X.CurrentTime)
+        self._display.ungrab_server()
+        self._display.sync()
+
     def grab(self):
         """Whether the keyboard could be had; then it is had until `release`."""
         status = self._root.grab_keyboard(False, Xlib.X.GrabModeAsync, Xlib.X.GrabModeAsync,

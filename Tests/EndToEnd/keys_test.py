@@ -189,6 +189,7 @@ class QuittingTest(KeysTestCase):
 
     def test_killed_while_open_it_leaves_nothing_behind(self):
         target = self.focused_target("gtk")
+        self.picker.program.stop()
         picker = self.start_picker()
         self.open()
         self.keyboard.type("abc")
@@ -231,6 +232,28 @@ class FocusTest(KeysTestCase):
         self.desktop.wait_for_no_panel()
         wait_until(lambda: self.desktop.active_window() == self.target.window,
                    "the application is active again")
+
+    def test_focus_that_moves_away_comes_back_by_a_click_and_keys_close_it_meanwhile(self):
+        other = self.focused_target("qt")
+        self.target.focus()
+        for close in (lambda: self.keyboard.press("Escape"), self.click_panel_and_close):
+            self.open()
+            self.desktop.activate(other.window)
+
+            close()
+
+            self.desktop.wait_for_no_panel()
+        self.assert_types_into(other)
+
+    def click_panel_and_close(self):
+        panel = self.desktop.panel()
+        x, y, width, _ = panel.geometry()
+        self.desktop.move_pointer(x + width // 2, y + 4)
+        self.desktop.click()
+        wait_until(lambda: self.keyboard.focus() == panel.identifier, "the panel has the focus again")
+        self.keyboard.type("rocket")
+        self.assert_field_shows("rocket")
+        self.keyboard.press("Escape")
 
     def test_typing_and_editing(self):
         self.open()
@@ -468,6 +491,14 @@ class RecoveryTest(KeysTestCase):
         self.open()
         self.close()
         self.assert_types_into(target)
+
+    def test_the_application_goes_off_the_screen_for_a_moment(self):
+        target = self.focused_target("gtk")
+        self.open()
+        wait_until(lambda: not self.keyboard.is_free(), "the picker has the keyboard")
+        self.keyboard.flash(self.keyboard.focus())
+
+        self.assert_keys_reach_the_picker()
 
     def test_the_screen_locks(self):
         target = self.focused_target("gtk")

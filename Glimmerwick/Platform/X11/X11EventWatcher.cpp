@@ -51,7 +51,7 @@ Registration X11EventWatcher::onActiveWindowChanged(std::function<void()> handle
     return m_activeWindowHandlers.append(std::move(handler));
 }
 
-void X11EventWatcher::watchFocus(xcb_window_t window, std::function<void()> onLost)
+void X11EventWatcher::watchFocus(xcb_window_t window, FocusLossHandler onLost)
 {
     stopWatchingFocus();
     if (window == m_connection.root()) {
@@ -150,15 +150,15 @@ void X11EventWatcher::handle(const xcb_generic_event_t& event)
         // A grab's own focus events say nothing about where the focus is.
         const bool isAboutGrab = focus.mode == XCB_NOTIFY_MODE_GRAB || focus.mode == XCB_NOTIFY_MODE_UNGRAB;
         if (!isAboutGrab && focus.detail != XCB_NOTIFY_DETAIL_POINTER) {
-            loseFocus(focus.event);
+            loseFocus(focus.event, FocusLoss::movedAway);
         }
         break;
     }
     case XCB_UNMAP_NOTIFY:
-        loseFocus(reinterpret_cast<const xcb_unmap_notify_event_t&>(event).window);
+        loseFocus(reinterpret_cast<const xcb_unmap_notify_event_t&>(event).window, FocusLoss::windowIsGone);
         break;
     case XCB_DESTROY_NOTIFY:
-        loseFocus(reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window);
+        loseFocus(reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window, FocusLoss::windowIsGone);
         break;
     case XCB_GE_GENERIC:
         handleRawInput(reinterpret_cast<const xcb_ge_generic_event_t&>(event));
@@ -182,11 +182,11 @@ void X11EventWatcher::handleRawInput(const xcb_ge_generic_event_t& event)
     }
 }
 
-void X11EventWatcher::loseFocus(xcb_window_t window)
+void X11EventWatcher::loseFocus(xcb_window_t window, FocusLoss loss)
 {
     if (window == m_focusWindow && m_onFocusLost) {
         const auto onLost = m_onFocusLost;
-        onLost();
+        onLost(loss);
     }
 }
 

@@ -23,9 +23,16 @@ public:
     Registration onKeyboardMappingChanged(std::function<void()> handler);
     Registration onActiveWindowChanged(std::function<void()> handler);
 
+    enum class FocusLoss {
+        movedAway,
+        /// The window has gone off the screen, if only for a moment, and whatever was grabbed on it is lost.
+        windowIsGone,
+    };
+    using FocusLossHandler = std::function<void(FocusLoss)>;
+
     /// Runs when the window loses the input focus, goes off the screen or is destroyed after this has
     /// returned. One window at a time: a later call replaces an earlier one.
-    void watchFocus(xcb_window_t window, std::function<void()> onLost);
+    void watchFocus(xcb_window_t window, FocusLossHandler onLost);
     void stopWatchingFocus();
 
     /// Presses anywhere on the display, whoever has grabbed the device.
@@ -38,7 +45,7 @@ private:
     void readEvents();
     void handle(const xcb_generic_event_t& event);
     void handleRawInput(const xcb_ge_generic_event_t& event);
-    void loseFocus(xcb_window_t window);
+    void loseFocus(xcb_window_t window, FocusLoss loss);
 
     X11Connection m_connection;
     std::uint8_t m_inputExtensionOpcode = 0;
@@ -47,7 +54,7 @@ private:
     HandlerList<void(std::uint32_t)> m_rawButtonHandlers;
     HandlerList<void(xcb_keycode_t)> m_rawKeyHandlers;
     xcb_window_t m_focusWindow = XCB_WINDOW_NONE;
-    std::function<void()> m_onFocusLost;
+    FocusLossHandler m_onFocusLost;
     std::unique_ptr<QSocketNotifier> m_notifier;
 };
 

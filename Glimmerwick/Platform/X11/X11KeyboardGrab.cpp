@@ -39,8 +39,8 @@ X11KeyboardGrab::X11KeyboardGrab(X11Connection& toolkit, X11Connection& display,
                                  X11EventWatcher& watcher, X11HeldKeys& heldKeys, MainQueue& mainQueue,
                                  Clock& clock)
     : m_toolkit(toolkit), m_display(display), m_keyboard(keyboard), m_watcher(watcher), m_heldKeys(heldKeys),
-      m_mainQueue(mainQueue), m_clock(clock),
-      m_activeWindowObserver(watcher.onActiveWindowChanged([this] { follow(); }))
+      m_mainQueue(mainQueue), m_clock(clock), m_activeWindowObserver(watcher.onActiveWindowChanged(
+                                                  [this] { follow(X11EventWatcher::FocusLoss::movedAway); }))
 {
 }
 
@@ -87,7 +87,7 @@ bool X11KeyboardGrab::tryToGrab()
 {
     const xcb_window_t window = m_toolkit.focusWindow().value_or(m_toolkit.root());
     // First of all: a window that goes away right behind the grab ends it without another word.
-    m_watcher.watchFocus(window, [this] { follow(); });
+    m_watcher.watchFocus(window, [this](X11EventWatcher::FocusLoss loss) { follow(loss); });
     const auto reply = m_toolkit.answer(
         xcb_grab_keyboard_reply,
         xcb_grab_keyboard(m_toolkit, 0, window, XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_SYNC));
@@ -139,12 +139,13 @@ void X11KeyboardGrab::retry()
 
 // A grab on a window that is no longer shown has ended without a word, and one on a window that is no longer
 // in use would deactivate its application at the end.
-void X11KeyboardGrab::follow()
+void X11KeyboardGrab::follow(X11EventWatcher::FocusLoss loss)
 {
     if (m_state != State::grabbed) {
         return;
     }
-    if (m_toolkit.focusWindow().value_or(m_toolkit.root()) == m_grabbedWindow
+    if (loss == X11EventWatcher::FocusLoss::movedAway
+        && m_toolkit.focusWindow().value_or(m_toolkit.root()) == m_grabbedWindow
         && m_grabbedWindow != m_toolkit.root()) {
         return;
     }
@@ -155,7 +156,8 @@ void X11KeyboardGrab::follow()
 void X11KeyboardGrab::makePanelKey(xcb_window_t panel)
 {
     m_panel = panel;
-    if (m_state == State::idle) {
+    const bool hasLostFocus = m_state == State::focused && m_toolkit.focusWindow() != m_panel;
+    if (m_state == State::idle || hasLostFocus) {
         focusPanel();
     }
 }
@@ -163,12 +165,30 @@ void X11KeyboardGrab::makePanelKey(xcb_window_t panel)
 void X11KeyboardGrab::focusPanel()
 {
     m_retry.reset();
-    m_watcher.stopWatchingFocus();
     m_previousFocus = m_toolkit.focusWindow();
     m_state = State::focused;
+    m_grabbedWindow = XCB_WINDOW_NONE;
+    m_watcher.watchFocus(*m_panel, [this](X11EventWatcher::FocusLoss) { panelLostFocus(); });
+    // In this order, so that keys which the server has kept back go to the panel. A grab may be left over on
+    // a window that the focus has gone from.
     xcb_set_input_focus(m_toolkit, XCB_INPUT_FOCUS_POINTER_ROOT, *m_panel, XCB_CURRENT_TIME);
+    xcb_ungrab_keyboard(m_toolkit, XCB_CURRENT_TIME);
     m_toolkit.roundTrip();
     tellToolkit(m_panel);
+}
+
+// Where the user has put it, it stays: the panel gets keys by other means now, or by a click on it.
+void X11KeyboardGrab::panelLostFocus()
+{
+    const auto focus = m_toolkit.focusWindow();
+    if (m_state != State::focused || focus == m_panel) {
+        return;
+    }
+    m_state = State::idle;
+    m_previousFocus.reset();
+    m_watcher.stopWatchingFocus();
+    tellToolkit(focus);
+    engage();
 }
 
 void X11KeyboardGrab::restoreFocus()
@@ -191,6 +211,7 @@ void X11KeyboardGrab::letGo()
     } else if (state == State::grabbed) {
         m_heldKeys.keepBack(m_grabbedWindow);
     }
+    m_grabbedWindow = XCB_WINDOW_NONE;
     xcb_ungrab_keyboard(m_toolkit, XCB_CURRENT_TIME);
     m_toolkit.roundTrip();
     if (state != State::idle) {
@@ -200,7 +221,7 @@ void X11KeyboardGrab::letGo()
 
 X11KeyboardGrab::Route X11KeyboardGrab::route(xcb_key_press_event_t& event)
 {
-    if (m_state != State::grabbed || !m_panel) {
+    if (!isGrabbedFor(event) || !m_panel) {
         return Route::elsewhere;
     }
     thawLater();
@@ -212,6 +233,12 @@ X11KeyboardGrab::Route X11KeyboardGrab::route(xcb_key_press_event_t& event)
     }
     event.event = *m_panel;
     return Route::toPanel;
+}
+
+// While a new grab is tried for, the one before it may still bring keys.
+bool X11KeyboardGrab::isGrabbedFor(const xcb_key_press_event_t& event) const
+{
+    return m_state == State::grabbed || (m_state == State::waiting && event.event == m_grabbedWindow);
 }
 
 bool X11KeyboardGrab::isWindowSwitch(const xcb_key_press_event_t& event) const
@@ -229,6 +256,7 @@ bool X11KeyboardGrab::isWindowSwitch(const xcb_key_press_event_t& event) const
 void X11KeyboardGrab::lendToWindowManager(xcb_keycode_t key)
 {
     m_state = State::lent;
+    m_grabbedWindow = XCB_WINDOW_NONE;
     m_watcher.stopWatchingFocus();
     xcb_ungrab_keyboard(m_toolkit, XCB_CURRENT_TIME);
     m_toolkit.roundTrip();

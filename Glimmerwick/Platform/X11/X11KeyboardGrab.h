@@ -2,6 +2,7 @@
 
 #include "Platform/Lifetime.h"
 #include "Platform/Registration.h"
+#include "Platform/X11/X11EventWatcher.h"
 #include "Platform/X11/X11Keyboard.h"
 
 #include <chrono>
@@ -12,7 +13,6 @@ namespace glimmerwick {
 
 class Clock;
 class MainQueue;
-class X11EventWatcher;
 class X11HeldKeys;
 
 /// Brings the keyboard to the panel while the application in use keeps the input focus.
@@ -81,8 +81,10 @@ private:
     bool tryToGrab();
     void thaw();
     void retry();
-    void follow();
+    void follow(X11EventWatcher::FocusLoss loss);
     void focusPanel();
+    void panelLostFocus();
+    bool isGrabbedFor(const xcb_key_press_event_t& event) const;
     void restoreFocus();
     bool isWindowSwitch(const xcb_key_press_event_t& event) const;
     void lendToWindowManager(xcb_keycode_t key);
