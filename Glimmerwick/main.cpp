@@ -109,6 +109,17 @@ bool holdStandardDescriptors()
     return true;
 }
 
+/// The toolkit alone reads its option; the other connections go by the environment.
+void useDisplayOf(const CommandLine& commandLine)
+{
+    const auto& options = commandLine.toolkitArguments;
+    for (std::size_t index = 0; index + 1 < options.size(); ++index) {
+        if (options[index] == "-display" || options[index] == "--display") {
+            qputenv("DISPLAY", QByteArray::fromStdString(options[index + 1]));
+        }
+    }
+}
+
 void preferX11()
 {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && !qEnvironmentVariableIsEmpty("DISPLAY")) {
@@ -207,6 +218,7 @@ NotificationMirror mirrorNotifications(NotificationCenter& notificationCenter, I
 int runApplication(const Process& process, const CommandLine& commandLine, SessionBus& bus,
                    InstanceObject& instance)
 {
+    useDisplayOf(commandLine);
     if (!X11Platform::isDisplayReachable()) {
         reportProblem(
             "cannot reach an X11 display; is DISPLAY set? Other window systems are not supported yet");

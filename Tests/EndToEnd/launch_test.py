@@ -4,6 +4,7 @@
 usage: launch_test.py --picker BINARY --qt-target BINARY
 """
 
+import pathlib
 import re
 import subprocess
 
@@ -168,6 +169,17 @@ class LaunchTest(EndToEndTest):
 
         self.assertEqual(ended.returncode, 1)
         self.assertIn("names another window system than xcb", ended.stderr)
+
+    def test_display_may_be_named_on_the_command_line(self):
+        target = self.start_target("gtk")
+        display = self.desktop.environment["DISPLAY"]
+        self.desktop.run("glimmerwick", "env", "--unset=DISPLAY", pathlib.Path(self.picker_binary).resolve(),
+                         "-display", display, "--show-picker")
+        self.desktop.wait_for_settled_grid()
+
+        self.desktop.press("Return")
+
+        target.wait_for_text("😀")
 
     def run_picker(self, environment):
         return subprocess.run([self.picker_binary], env=environment, capture_output=True, text=True, timeout=20)
