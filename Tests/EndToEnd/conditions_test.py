@@ -213,6 +213,8 @@ class TargetTest(PickingTest):
             self.begin(pick)
             target.window.close()
             wait_until(lambda: self.desktop.active_window() == other.window, "the other window is active")
+            # The keyboard that was lost with the window is the picker's again a moment later.
+            wait_until(lambda: not self.keyboard.is_free(), "the picker has the keyboard")
             self.press_return()
 
             self.picker.wait_for_lines("TypeManager: Failed to type ", number + 1)
