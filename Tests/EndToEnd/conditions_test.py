@@ -191,7 +191,7 @@ class TargetTest(PickingTest):
         self.desktop.press(Picker.SHORTCUT)
         # While the first one's keys are being pressed, whatever the user presses goes to the application, too.
         self.picker.wait_for_lines("TypeManager: simulatePaste returned", pastes + 1)
-        wait_until(lambda: self.desktop.panel() and not self.keyboard.is_free(), "the picker has the keyboard")
+        wait_until(self.picker.is_open, "the picker is open and has the keyboard")
         self.desktop.press_now("Down", "Right", "Return")
 
         target.wait_for_more(first + second)

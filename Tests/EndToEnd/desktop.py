@@ -527,6 +527,14 @@ class Picker:
         self.wait_for_line("[Glimmerwick] Manifest loaded successfully", deadline)
         self.wait_for_line("[SearchManager] Index built: ", deadline)
 
+    def is_open(self):
+        """Whether it says that it is shown, which it does once it also has the keys. Grabbing the keyboard to find
+        out would tell the application that it has lost the focus."""
+        answer = self.desktop.call(
+            "gdbus", "call", "--session", "--dest", PANEL_CLASS, "--object-path", "/com/glimmerwick/Glimmerwick",
+            "--method", "org.freedesktop.DBus.Properties.Get", "com.glimmerwick.Picker1", "Visible")
+        return "true" in answer
+
     def open(self):
         """Presses the shortcut; returns the panel and the picture of the grid in browsing mode."""
         self.desktop.press(self.SHORTCUT)
