@@ -157,6 +157,7 @@ class Browser:
         self._texts = dict.fromkeys(self.FIELDS, "")
         self._arrived = dict.fromkeys(self.FIELDS, 0.0)
         self._events = []
+        self._latest_state = 0
         self._wanted = None
         self._focused = None
         server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), self._handler())
@@ -196,21 +197,26 @@ class Browser:
 
     def _take(self, path, report):
         with self._lock:
-            if path == "/text":
-                self._texts[report["field"]] = report["text"]
-                self._arrived[report["field"]] = time.time()
+            if path in ("/state", "/wanted"):
+                self._take_state(report)
             elif path == "/focus":
                 self._focused = report["field"]
             else:
                 self._events.append(report["event"])
 
-    def _answer(self, path):
-        if path == "/wanted":
-            with self._lock:
-                return "text/plain", (self._wanted or "").encode()
-        if path == "/":
-            return "text/html", (HERE / "browser_target.html").read_bytes()
-        return None
+    def _take_state(self, report):
+        # Reports come over several connections, and one may overtake another.
+        if report["number"] < self._latest_state:
+            return
+        self._latest_state = report["number"]
+        for field, text in report["texts"].items():
+            if self._texts[field] != text:
+                self._texts[field] = text
+                self._arrived[field] = time.time()
+
+    def _wanted_field(self):
+        with self._lock:
+            return self._wanted or ""
 
     def _handler(self):
         browser = self
@@ -219,16 +225,15 @@ class Browser:
             protocol_version = "HTTP/1.1"
 
             def do_GET(self):
-                answer = browser._answer(self.path)
-                if answer is None:
+                if self.path == "/":
+                    self._send("text/html", (HERE / "browser_target.html").read_bytes())
+                else:
                     self.send_error(404)
-                    return
-                self._send(*answer)
 
             def do_POST(self):
                 body = self.rfile.read(int(self.headers["Content-Length"]))
                 browser._take(self.path, json.loads(body))
-                self._send("text/plain", b"")
+                self._send("text/plain", browser._wanted_field().encode())
 
             def _send(self, kind, body):
                 self.send_response(200)
