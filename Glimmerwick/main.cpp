@@ -36,6 +36,7 @@
 #include <exception>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -252,11 +253,13 @@ int runApplication(const Process& process, const CommandLine& commandLine, Sessi
         instance.setHandler(nullptr);
         delegate.applicationWillTerminate();
     });
-    const ScreenLockWatcher screenLockWatcher(bus, [&delegate] { delegate.perform(PickerAction::hide); });
+    std::optional<ScreenLockWatcher> screenLockWatcher;
     const TerminationSignals terminationSignals([] { QCoreApplication::quit(); });
-    services.mainQueue.async([&delegate, &instance] {
+    services.mainQueue.async([&] {
         delegate.applicationDidFinishLaunching();
         instance.setHandler(&delegate);
+        // Behind the shortcut: it connects to a further bus, which may be slow.
+        screenLockWatcher.emplace(bus, [&delegate] { delegate.perform(PickerAction::hide); });
     });
     return QApplication::exec();
 }
