@@ -1,5 +1,6 @@
 #include "Managers/BundledCatalogue.h"
 
+#include "Managers/CacheFolder.h"
 #include "Models/Manifest.h"
 #include "Platform/FileSystem.h"
 
@@ -22,7 +23,7 @@ class Seeder {
 public:
     Seeder(FileSystem& fileSystem, const std::filesystem::path& bundle,
            const std::filesystem::path& cacheDirectory, const Report& report)
-        : m_fileSystem(fileSystem), m_report(report), m_cacheDirectory(cacheDirectory),
+        : m_fileSystem(fileSystem), m_report(report), m_cacheFolder(fileSystem, cacheDirectory),
           m_bundled(bundle / "manifest.json"), m_cached(cacheDirectory / "manifest.json"),
           m_bundledImages(bundle / imagesFolderName), m_cachedImages(cacheDirectory / imagesFolderName)
     {
@@ -72,7 +73,7 @@ private:
         }
         // A part of an image under the final name would be shown for good.
         const std::filesystem::path unfinished = m_cachedImages / (name + ".seed");
-        if (succeeded(m_fileSystem.write(unfinished, *bytes))) {
+        if (succeeded(m_cacheFolder.write(unfinished, *bytes))) {
             succeeded(m_fileSystem.rename(unfinished, m_cachedImages / name));
         }
     }
@@ -117,13 +118,13 @@ private:
 
     void write(std::string_view bytes)
     {
-        if (!hasFolder(m_cacheDirectory)) {
+        if (!hasFolder(m_cacheFolder.path())) {
             return;
         }
         // Complete and dated before it gets its name: what an interrupted start left there would count as a
         // fetched cache, and never be replaced.
-        const std::filesystem::path unfinished = m_cacheDirectory / "manifest.json.seed";
-        if (succeeded(m_fileSystem.write(unfinished, bytes))
+        const std::filesystem::path unfinished = m_cacheFolder.path() / "manifest.json.seed";
+        if (succeeded(m_cacheFolder.write(unfinished, bytes))
             && succeeded(m_fileSystem.setModificationDate(unfinished, seedDate))) {
             succeeded(m_fileSystem.rename(unfinished, m_cached));
         }
@@ -132,7 +133,7 @@ private:
     /// Makes the folder when it is not there.
     bool hasFolder(const std::filesystem::path& folder)
     {
-        return m_fileSystem.exists(folder) || succeeded(m_fileSystem.createDirectories(folder));
+        return m_cacheFolder.exists(folder) || succeeded(m_cacheFolder.createDirectories(folder));
     }
 
     bool succeeded(const Result<Success, FileError>& result)
@@ -147,7 +148,7 @@ private:
 
     FileSystem& m_fileSystem;
     const Report& m_report;
-    const std::filesystem::path m_cacheDirectory;
+    const CacheFolder m_cacheFolder;
     const std::filesystem::path m_bundled;
     const std::filesystem::path m_cached;
     const std::filesystem::path m_bundledImages;

@@ -32,7 +32,13 @@ constexpr std::size_t mebibyte = 1024 * 1024;
 constexpr std::size_t maximumManifestSize = 32 * mebibyte;
 constexpr std::size_t maximumImageSize = 16 * mebibyte;
 
+/// What browsers open to one server.
+constexpr std::size_t imageRequestsAtOnce = 6;
+
 constexpr double probePointSize = 16;
+constexpr std::string_view missingFont =
+    "No colour emoji font was found, so every emoji needs a picture. One is in the package "
+    "fonts-noto-color-emoji.";
 
 /// Whether a codepoint string can name a file: it comes from a manifest that nobody has checked.
 bool canNameImage(std::string_view codepoint)
@@ -114,9 +120,9 @@ EmojiDataManager::EmojiDataManager(const Process& process, Log& log, FileSystem&
                                    TextLayout& textLayout, ImageCodec& imageCodec)
     : m_process(process), m_log(log), m_fileSystem(fileSystem), m_fileClock(fileClock),
       m_mainQueue(mainQueue), m_httpClient(httpClient), m_textLayout(textLayout), m_imageCodec(imageCodec),
-      m_cacheDirectory(process.cachesDirectory / "Glimmerwick"),
+      m_cacheFolder(fileSystem, process.cachesDirectory / "Glimmerwick"),
       m_productionBaseURL(readBaseURL("PRODUCTION_BASE_URL")),
-      m_currentOSVersion(process.operatingSystemVersion)
+      m_currentOSVersion(process.operatingSystemVersion), m_imageRequests(mainQueue, imageRequestsAtOnce)
 {
     m_log.print("[OS VERSION] Detected macOS " + std::to_string(m_currentOSVersion.major) + "."
                 + std::to_string(m_currentOSVersion.minor) + "." + std::to_string(m_currentOSVersion.patch));
@@ -161,26 +167,26 @@ std::string EmojiDataManager::readBaseURL(std::string_view key) const
 void EmojiDataManager::createCacheDirectories()
 {
     const auto create = [this](const std::filesystem::path& folder, const std::string& complaint) {
-        if (m_fileSystem.exists(folder)) {
+        if (m_cacheFolder.exists(folder)) {
             return;
         }
-        const auto created = m_fileSystem.createDirectories(folder);
+        const auto created = m_cacheFolder.createDirectories(folder);
         if (!created) {
             m_log.print(complaint + created.error().description);
         }
     };
-    create(m_cacheDirectory, "Failed to create cache directory: ");
-    create(m_cacheDirectory / imagesFolderName, "Failed to create emoji images directory: ");
+    create(cacheDirectory(), "Failed to create cache directory: ");
+    create(cacheDirectory() / imagesFolderName, "Failed to create emoji images directory: ");
 }
 
 std::filesystem::path EmojiDataManager::manifestPath() const
 {
-    return m_cacheDirectory / manifestName;
+    return cacheDirectory() / manifestName;
 }
 
 bool EmojiDataManager::isCacheExpired() const
 {
-    if (!m_fileSystem.exists(manifestPath())) {
+    if (!m_cacheFolder.exists(manifestPath())) {
         return true;
     }
     const auto date = m_fileSystem.modificationDate(manifestPath());
@@ -193,11 +199,11 @@ bool EmojiDataManager::isCacheExpired() const
 
 std::optional<Manifest> EmojiDataManager::loadManifestFromCache() const
 {
-    if (!m_fileSystem.exists(manifestPath())) {
+    if (!m_cacheFolder.exists(manifestPath())) {
         return std::nullopt;
     }
     const std::string complaint = "Failed to load cached manifest: ";
-    const auto bytes = m_fileSystem.read(manifestPath());
+    const auto bytes = m_cacheFolder.read(manifestPath());
     if (!bytes) {
         m_log.print(complaint + bytes.error().description);
         return std::nullopt;
@@ -212,7 +218,7 @@ std::optional<Manifest> EmojiDataManager::loadManifestFromCache() const
 
 void EmojiDataManager::storeManifestInCache(const Manifest& manifest) const
 {
-    const auto written = m_fileSystem.write(manifestPath(), manifest.encode());
+    const auto written = m_cacheFolder.write(manifestPath(), manifest.encode());
     if (!written) {
         m_log.print("Warning: Failed to cache manifest: " + written.error().description);
     }
@@ -282,10 +288,14 @@ bool EmojiDataManager::isEmojiNativelySupported(const Emoji& emoji)
     return isSupported;
 }
 
-bool EmojiDataManager::canRenderEmoji(std::string_view text) const
+bool EmojiDataManager::canRenderEmoji(std::string_view text)
 {
     const auto runs = m_textLayout.layOut(text, probePointSize);
-    if (!runs || runs->empty()) {
+    if (!runs) {
+        std::call_once(m_missingFontReport, [this] { m_log.print(missingFont); });
+        return false;
+    }
+    if (runs->empty()) {
         return false;
     }
     std::size_t glyphCount = 0;
@@ -306,37 +316,52 @@ std::string EmojiDataManager::imageURL(std::string_view codepoint) const
 
 std::filesystem::path EmojiDataManager::imagePath(std::string_view codepoint) const
 {
-    return m_cacheDirectory / imagesFolderName / std::string(codepoint).append(imageSuffix);
+    return cacheDirectory() / imagesFolderName / std::string(codepoint).append(imageSuffix);
+}
+
+std::optional<std::filesystem::path>
+EmojiDataManager::cachedImagePathIfExists(std::string_view codepoint) const
+{
+    if (!canNameImage(codepoint)) {
+        return std::nullopt;
+    }
+    auto path = imagePath(codepoint);
+    return m_cacheFolder.exists(path) ? std::optional(std::move(path)) : std::nullopt;
 }
 
 std::optional<std::filesystem::path> EmojiDataManager::cachedImagePathIfExists(const Emoji& emoji) const
 {
-    if (!canNameImage(emoji.codepoint)) {
-        return std::nullopt;
-    }
-    auto path = imagePath(emoji.codepoint);
-    return m_fileSystem.exists(path) ? std::optional(std::move(path)) : std::nullopt;
+    return cachedImagePathIfExists(emoji.codepoint);
 }
 
 Task<Result<std::filesystem::path, EmojiDataManager::ImageDownloadError>>
 EmojiDataManager::downloadImageIfNeeded(std::string codepoint)
 {
-    if (canNameImage(codepoint)) {
-        auto path = imagePath(codepoint);
-        if (m_fileSystem.exists(path)) {
-            co_return path;
-        }
+    if (auto path = cachedImagePathIfExists(codepoint)) {
+        co_return *std::move(path);
     }
-    auto downloaded = co_await downloadImage(std::move(codepoint));
+    auto downloaded = co_await downloadImage(std::move(codepoint), Existing::kept);
     co_return downloaded;
 }
 
 Task<Result<std::filesystem::path, EmojiDataManager::ImageDownloadError>>
 EmojiDataManager::downloadImage(std::string codepoint)
 {
+    auto downloaded = co_await downloadImage(std::move(codepoint), Existing::replaced);
+    co_return downloaded;
+}
+
+Task<Result<std::filesystem::path, EmojiDataManager::ImageDownloadError>>
+EmojiDataManager::downloadImage(std::string codepoint, Existing existing)
+{
     using Kind = ImageDownloadError::Kind;
     if (!canNameImage(codepoint)) {
         co_return failure<ImageDownloadError>(Kind::invalidImage);
+    }
+    const auto permit = co_await m_imageRequests.acquire();
+    // Another request for the same picture may have ended while this one waited.
+    if (auto path = cachedImagePathIfExists(codepoint); path && existing == Existing::kept) {
+        co_return *std::move(path);
     }
     HttpRequest request;
     request.url = imageURL(codepoint);
@@ -351,7 +376,7 @@ EmojiDataManager::downloadImage(std::string codepoint)
         co_return failure<ImageDownloadError>(Kind::invalidImage);
     }
     const auto path = imagePath(codepoint);
-    const auto written = m_fileSystem.write(path, body.value());
+    const auto written = m_cacheFolder.write(path, body.value());
     if (!written) {
         co_return failure<ImageDownloadError>(Kind::saveFailed, written.error().description);
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Managers/AsyncSemaphore.h"
+#include "Managers/CacheFolder.h"
 #include "Models/Emoji.h"
 #include "Models/Manifest.h"
 #include "Models/Result.h"
@@ -94,7 +96,8 @@ public:
     /// The local picture's path, after downloading it if no file exists there.
     Task<Result<std::filesystem::path, ImageDownloadError>> downloadImageIfNeeded(std::string codepoint);
 
-    /// Downloads and stores the picture unconditionally.
+    /// Downloads and stores the picture unconditionally. Six downloads are under way at once, the others wait
+    /// in the order of their calls; destroying the task gives its place up.
     Task<Result<std::filesystem::path, ImageDownloadError>> downloadImage(std::string codepoint);
 
     /// The content server's address, read from the key files once.
@@ -102,7 +105,7 @@ public:
     /// The address of the picture of a codepoint string, whatever the string holds.
     std::string imageURL(std::string_view codepoint) const;
     /// The program's own cache folder.
-    const std::filesystem::path& cacheDirectory() const { return m_cacheDirectory; }
+    const std::filesystem::path& cacheDirectory() const { return m_cacheFolder.path(); }
 
     /// A slot for a periodic refresh. Nothing schedules one: the manager never refreshes on its own.
     Registration refreshTimer;
@@ -116,7 +119,12 @@ private:
     void publish(Manifest manifest);
     void setLoadingState(LoadingState state);
     Task<Result<Manifest, ManifestError>> performManifestFetch();
-    bool canRenderEmoji(std::string_view text) const;
+    bool canRenderEmoji(std::string_view text);
+    /// What becomes of a file that is there when a download's turn comes.
+    enum class Existing { kept, replaced };
+    Task<Result<std::filesystem::path, ImageDownloadError>> downloadImage(std::string codepoint,
+                                                                          Existing existing);
+    std::optional<std::filesystem::path> cachedImagePathIfExists(std::string_view codepoint) const;
     std::filesystem::path manifestPath() const;
     std::filesystem::path imagePath(std::string_view codepoint) const;
 
@@ -129,14 +137,16 @@ private:
     TextLayout& m_textLayout;
     ImageCodec& m_imageCodec;
 
-    const std::filesystem::path m_cacheDirectory;
+    const CacheFolder m_cacheFolder;
     const std::string m_productionBaseURL;
     const OperatingSystemVersion m_currentOSVersion;
+    AsyncSemaphore m_imageRequests;
 
     std::optional<Manifest> m_manifest;
     LoadingState m_loadingState;
     NotificationCenter m_willChange;
 
+    std::once_flag m_missingFontReport;
     mutable std::mutex m_cacheLock;
     std::unordered_map<std::string, bool> m_nativeSupportCache;
 };

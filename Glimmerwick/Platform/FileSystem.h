@@ -22,6 +22,9 @@ public:
     virtual ~FileSystem() = default;
 
     virtual bool exists(const std::filesystem::path& path) = 0;
+    /// Whether a symbolic link stands on the way from the folder to the path, which lies below it; the path's
+    /// own name counts, the folder's does not.
+    virtual bool leadsThroughLink(const std::filesystem::path& folder, const std::filesystem::path& path) = 0;
     virtual Result<std::string, FileError> read(const std::filesystem::path& path) = 0;
     /// Replaces the file's contents in place.
     virtual Result<Success, FileError> write(const std::filesystem::path& path, std::string_view bytes) = 0;

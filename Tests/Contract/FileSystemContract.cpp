@@ -251,6 +251,35 @@ TEST_F(LocalFileSystemTests, linksFifosAndFoldersAreNotListed)
     EXPECT_THAT(files.regularFiles(folder.path()).value(), ElementsAre("file"));
 }
 
+TYPED_TEST(FileSystemContract, plainFilesAndFoldersLeadThroughNoLink)
+{
+    const auto below = this->subject.root / "folder";
+    ASSERT_TRUE(this->files.createDirectories(below));
+    ASSERT_TRUE(this->files.write(below / "file", "contents"));
+
+    EXPECT_FALSE(this->files.leadsThroughLink(this->subject.root, below));
+    EXPECT_FALSE(this->files.leadsThroughLink(this->subject.root, below / "file"));
+    EXPECT_FALSE(this->files.leadsThroughLink(this->subject.root, below / "missing"));
+}
+
+TEST_F(LocalFileSystemTests, aLinkIsNoticedWhereverItStandsAndLeads)
+{
+    const auto outside = folder.path() / "outside";
+    const auto inside = folder.path() / "inside";
+    std::filesystem::create_directory(outside);
+    std::filesystem::create_directory(inside);
+    ASSERT_TRUE(files.write(outside / "file", "contents"));
+    std::filesystem::create_directory_symlink(outside, inside / "folder link");
+    std::filesystem::create_symlink(outside / "file", inside / "file link");
+    std::filesystem::create_symlink(outside / "missing", inside / "dangling link");
+
+    EXPECT_TRUE(files.leadsThroughLink(inside, inside / "folder link"));
+    EXPECT_TRUE(files.leadsThroughLink(inside, inside / "folder link" / "file"));
+    EXPECT_TRUE(files.leadsThroughLink(inside, inside / "file link"));
+    EXPECT_TRUE(files.leadsThroughLink(inside, inside / "dangling link"));
+    EXPECT_FALSE(files.leadsThroughLink(inside / "folder link", inside / "folder link" / "file"));
+}
+
 TEST_F(LocalFileSystemTests, aFileHasNoFilesInIt)
 {
     ASSERT_TRUE(files.write(file, "contents"));

@@ -567,6 +567,29 @@ TEST_F(CurlHttpClientTests, connectionsAreReused)
     EXPECT_EQ(field(exchange(first), 4), field(exchange(second), 4));
 }
 
+TEST_F(CurlHttpClientTests, requestsAtOnceShareASecureConnection)
+{
+    const EnvironmentVariable trusted("SSL_CERT_FILE", authority);
+    makeClient();
+    constexpr int count = 6;
+    std::vector<std::string> paths;
+    std::vector<Registration> handles;
+    int arrived = 0;
+    for (int index = 0; index < count; ++index) {
+        paths.push_back(unique("/text"));
+        HttpRequest request;
+        request.url = https + paths.back();
+        handles.push_back(client->get(request, [&](const HttpResult& result) { arrived += result ? 1 : 0; }));
+    }
+    ASSERT_TRUE(handleEventsUntil([&] { return arrived == count; }));
+
+    const std::string connection = field(exchange(paths.front()), 4);
+    for (const std::string& path : paths) {
+        EXPECT_EQ(field(exchange(path), 3), "HTTP/2.0");
+        EXPECT_EQ(field(exchange(path), 4), connection);
+    }
+}
+
 TEST_F(CurlHttpClientTests, manyRequestsAtOnceAreAllAnswered)
 {
     constexpr int count = 100;

@@ -141,6 +141,18 @@ public:
         ++accessCount;
         return files.count(path) != 0 || directories.count(path) != 0;
     }
+    bool leadsThroughLink(const std::filesystem::path& folder, const std::filesystem::path& path) override
+    {
+        ++accessCount;
+        std::filesystem::path reached = folder;
+        for (const std::filesystem::path& name : path.lexically_relative(folder)) {
+            reached /= name;
+            if (links.count(reached) != 0) {
+                return true;
+            }
+        }
+        return false;
+    }
     Result<std::string, FileError> read(const std::filesystem::path& path) override
     {
         ++accessCount;
@@ -216,6 +228,8 @@ public:
 
     std::map<std::filesystem::path, File> files;
     std::set<std::filesystem::path> directories;
+    /// Those among the files and directories that are reached through a symbolic link of this name.
+    std::set<std::filesystem::path> links;
     std::set<std::filesystem::path> unreadable;
     std::set<std::filesystem::path> unwritable;
     std::set<std::filesystem::path> undatable;

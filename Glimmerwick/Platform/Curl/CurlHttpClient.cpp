@@ -210,6 +210,8 @@ private:
         setOption(easy(), CURLOPT_NOSIGNAL, 1L);
         setOption(easy(), CURLOPT_PROTOCOLS_STR, "http,https");
         setOption(easy(), CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
+        // A connection that is still being made may turn out to carry this transfer too.
+        setOption(easy(), CURLOPT_PIPEWAIT, 1L);
         setOption(easy(), CURLOPT_USERAGENT, userAgent.c_str());
         setOption(easy(), CURLOPT_ERRORBUFFER, m_errorText.data());
         if (!authorities.file.empty()) {

@@ -133,6 +133,19 @@ bool LocalFileSystem::exists(const path& path)
     return std::filesystem::exists(path, error);
 }
 
+bool LocalFileSystem::leadsThroughLink(const path& folder, const path& path)
+{
+    std::filesystem::path reached = folder;
+    for (const std::filesystem::path& name : path.lexically_relative(folder)) {
+        reached /= name;
+        std::error_code error;
+        if (std::filesystem::is_symlink(reached, error)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 Result<std::string, FileError> LocalFileSystem::read(const path& path)
 {
     constexpr const char* action = "read";

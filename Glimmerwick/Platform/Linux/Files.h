@@ -14,6 +14,7 @@ public:
     static constexpr std::size_t maximumReadSize = 64 * 1024 * 1024;
 
     bool exists(const std::filesystem::path& path) override;
+    bool leadsThroughLink(const std::filesystem::path& folder, const std::filesystem::path& path) override;
     Result<std::string, FileError> read(const std::filesystem::path& path) override;
     Result<Success, FileError> write(const std::filesystem::path& path, std::string_view bytes) override;
     Result<Success, FileError> rename(const std::filesystem::path& from,

@@ -392,6 +392,21 @@ TEST_F(BundledImagesTests, OneThatCannotBeWrittenDoesNotKeepTheOthersOut)
               }));
 }
 
+TEST_F(BundledImagesTests, AreNotWrittenThroughSymbolicLinks)
+{
+    bundleImage("1facd.png", "PNG orca");
+    fakes.fileSystem.directories.insert(cachedImages);
+    fakes.fileSystem.links = {cachedImages};
+
+    seed();
+
+    EXPECT_EQ(cachedImage("1facd.png"), std::nullopt);
+    EXPECT_TRUE(hasCacheFile());
+    EXPECT_EQ(problems,
+              Problems{"bundled catalogue: cannot use " + cachedImages.string()
+                       + ": a symbolic link stands in the way"});
+}
+
 TEST_F(BundledImagesTests, AFolderThatCannotBeMadeIsReportedAndTheManifestIsSeeded)
 {
     bundleImage("1facd.png", "PNG orca");

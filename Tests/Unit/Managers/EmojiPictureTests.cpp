@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <filesystem>
 #include <mutex>
@@ -113,6 +114,19 @@ TEST_F(NativeSupportTests, IsNotThereWithoutAnEmojiFontAndThatAnswerIsKept)
 
     EXPECT_FALSE(manager.isEmojiNativelySupported(emojiWith("1f600")));
     EXPECT_EQ(fakes.textLayout.layOutCount, 1);
+}
+
+TEST_F(NativeSupportTests, IsThereForNoEmojiWithoutAFontAndTheLogSaysWhyOnce)
+{
+    const std::string line = "No colour emoji font was found, so every emoji needs a picture. One is in the "
+                             "package fonts-noto-color-emoji.";
+    EXPECT_FALSE(fakes.log.contains(line));
+
+    fakes.textLayout.hasFont = false;
+    EXPECT_FALSE(manager.isEmojiNativelySupported(emojiWith("1f600", "😀")));
+    EXPECT_FALSE(manager.isEmojiNativelySupported(emojiWith("1f601", "😁")));
+
+    EXPECT_EQ(std::count(fakes.log.lines.begin(), fakes.log.lines.end(), line), 1);
 }
 
 TEST_F(NativeSupportTests, IsFoundOncePerCodepoint)
@@ -278,6 +292,62 @@ TEST_F(EmojiPictureTests, MayBeDownloadedSeveralAtATimeAndTheLaterWriteWins)
     EXPECT_EQ(fakes.fileSystem.files.at(imagesDirectory / "1f600.png").bytes, "PNG first");
 }
 
+TEST_F(EmojiPictureTests, AreDownloadedSixAtATimeInTheOrderOfTheCalls)
+{
+    std::vector<Task<Outcome>> tasks;
+    for (int index = 0; index < 9; ++index) {
+        tasks.push_back(manager.downloadImageIfNeeded("1f60" + std::to_string(index)));
+        tasks.back().start();
+    }
+    EXPECT_EQ(requestCount(), 6U);
+
+    fakes.httpClient.answer(3, 200, pictureBytes);
+    fakes.time.runUntilIdle();
+    ASSERT_EQ(requestCount(), 7U);
+    EXPECT_EQ(fakes.httpClient.exchanges[6]->request.url, manager.imageURL("1f606"));
+
+    fakes.httpClient.answer(0, 404, "");
+    tasks[7].cancel();
+    fakes.time.runUntilIdle();
+    ASSERT_EQ(requestCount(), 8U);
+    EXPECT_EQ(fakes.httpClient.exchanges[7]->request.url, manager.imageURL("1f608"));
+}
+
+TEST_F(EmojiPictureTests, MakeRoomForOthersWhenTheirDownloadIsDestroyed)
+{
+    std::vector<Task<Outcome>> tasks;
+    for (int index = 0; index < 8; ++index) {
+        tasks.push_back(manager.downloadImage("1f60" + std::to_string(index)));
+        tasks.back().start();
+    }
+
+    tasks[1].cancel();
+    tasks[2].cancel();
+    fakes.time.runUntilIdle();
+
+    EXPECT_EQ(requestCount(), 8U);
+    EXPECT_TRUE(fakes.httpClient.exchanges[1]->cancelled);
+}
+
+TEST_F(EmojiPictureTests, AreNotDownloadedWhenTheirFileCameWhileTheyWaited)
+{
+    std::vector<Task<Outcome>> tasks;
+    for (int index = 0; index < 6; ++index) {
+        tasks.push_back(manager.downloadImageIfNeeded("1f60" + std::to_string(index)));
+        tasks.back().start();
+    }
+    auto again = manager.downloadImageIfNeeded("1f600");
+    std::optional<Outcome> outcome;
+    again.start([&](Outcome value) { outcome = std::move(value); });
+
+    fakes.httpClient.answer(0, 200, pictureBytes);
+    fakes.time.runUntilIdle();
+
+    ASSERT_TRUE(outcome && *outcome);
+    EXPECT_EQ(outcome->value(), imagesDirectory / "1f600.png");
+    EXPECT_EQ(requestCount(), 6U);
+}
+
 TEST_F(EmojiPictureTests, AreNotStoredByADestroyedDownload)
 {
     auto task = manager.downloadImageIfNeeded("1f600");
@@ -357,6 +427,31 @@ TEST_F(EmojiPictureTests, FailWhenTheyCannotBeStored)
     EXPECT_EQ(outcome->error().errorDescription(), "Failed to save image: cannot write " + path.string());
 }
 
+TEST_F(EmojiPictureTests, AreNotTakenFromBehindASymbolicLink)
+{
+    fakes.fileSystem.files[imagesDirectory / "1f600.png"] = {"elsewhere", std::nullopt};
+    fakes.fileSystem.links = {imagesDirectory / "1f600.png"};
+    answerWith(200, pictureBytes);
+
+    EXPECT_EQ(manager.cachedImagePathIfExists(emojiWith("1f600")), std::nullopt);
+    const auto outcome = run(manager.downloadImageIfNeeded("1f600"));
+
+    ASSERT_TRUE(outcome && !*outcome);
+    EXPECT_EQ(outcome->error().kind, Error::Kind::saveFailed);
+    EXPECT_EQ(fakes.fileSystem.files.at(imagesDirectory / "1f600.png").bytes, "elsewhere");
+}
+
+TEST_F(EmojiPictureTests, AreNeitherTakenFromNorStoredInAFolderBehindASymbolicLink)
+{
+    fakes.fileSystem.files[imagesDirectory / "1f600.png"] = {"elsewhere", std::nullopt};
+    fakes.fileSystem.links = {imagesDirectory};
+    answerWith(200, pictureBytes);
+
+    EXPECT_EQ(manager.cachedImagePathIfExists(emojiWith("1f600")), std::nullopt);
+    EXPECT_EQ(run(manager.downloadImage("1f601"))->error().kind, Error::Kind::saveFailed);
+    EXPECT_EQ(fakes.fileSystem.files.count(imagesDirectory / "1f601.png"), 0U);
+}
+
 class UnusableCodepointTests : public EmojiPictureTests, public testing::WithParamInterface<std::string> { };
 
 TEST_P(UnusableCodepointTests, NeverReachTheNetworkOrTheFileSystem)
@@ -379,7 +474,9 @@ TEST_P(UnusableCodepointTests, NeverReachTheNetworkOrTheFileSystem)
 INSTANTIATE_TEST_SUITE_P(Strings, UnusableCodepointTests,
                          testing::Values("", "..", "../1f600", "/etc/passwd", "1f600/..", "1f600.png",
                                          "1f600 ", "zz", "+1f600", "1f600\n", std::string("1f600\0", 6),
-                                         "1f600?x", "%2e%2e", "😀", std::string(252, 'a')));
+                                         "1f600?x", "%2e%2e", "😀", "../../x", "a/b", ".",
+                                         std::string(1, '\0'), std::string(252, 'a'),
+                                         std::string(4000, 'a')));
 
 TEST_F(EmojiPictureTests, MayHaveTheLongestNameAFileCanHave)
 {
