@@ -9,20 +9,29 @@
 
 namespace glimmerwick::tests {
 
-/// The bytes of a font file with one glyph, number 1, for one character, drawn by an SVG document. It is 1000
-/// units wide; a line reaches from 800 units above the base line to 200 below.
+/// The bytes of font files that hold no more than a test needs. A font is 1000 units wide; a line reaches
+/// from 800 units above the base line to 200 below.
 class TinyFont {
 public:
+    /// The tables by tag, in the order of the tags.
+    using Tables = std::vector<std::pair<std::string, std::string>>;
+
+    /// One glyph, number 1, for one character, drawn by an SVG document.
     static std::string bytes(char32_t character, std::string_view svg)
     {
-        const std::vector<std::pair<std::string, std::string>> tables = {
+        constexpr std::size_t glyphCount = 2;
+        return file({
             {"SVG ", svgTable(svg)},
-            {"cmap", characterMap(character)},
+            {"cmap", characterMap({&character, 1})},
             {"head", head()},
-            {"hhea", u32(0x10000) + u16(800) + u16(negative(200)) + std::string(26, '\0') + u16(glyphCount)},
-            {"hmtx", (u16(1000) + u16(0)) + (u16(1000) + u16(0))},
+            {"hhea", horizontalHeader(glyphCount)},
+            {"hmtx", horizontalMetrics(glyphCount)},
             {"maxp", u32(0x5000) + u16(glyphCount)},
-        };
+        });
+    }
+
+    static std::string file(const Tables& tables)
+    {
         constexpr std::size_t entrySize = 16;
         std::string directory = u32(0x10000) + u16(tables.size()) + std::string(6, '\0');
         std::string contents;
@@ -34,9 +43,6 @@ public:
         return directory + contents;
     }
 
-private:
-    static constexpr std::size_t glyphCount = 2;
-
     static std::string u16(std::size_t value)
     {
         return {static_cast<char>(value >> 8), static_cast<char>(value)};
@@ -44,21 +50,43 @@ private:
     static std::string u32(std::size_t value) { return u16(value >> 16) + u16(value); }
     static std::size_t negative(std::size_t value) { return 0x10000 - value; }
 
+    /// Glyphs have long offsets.
     static std::string head()
     {
         constexpr std::size_t magic = 0x5f0f3cf5;
         constexpr std::size_t unitsPerEm = 1000;
-        return u32(0x10000) + u32(0) + u32(0) + u32(magic) + u16(0) + u16(unitsPerEm) + std::string(34, '\0');
+        return u32(0x10000) + u32(0) + u32(0) + u32(magic) + u16(0) + u16(unitsPerEm) + std::string(30, '\0')
+            + u16(1) + u16(0);
     }
 
-    /// Of format 12: one group, whose first character is glyph 1.
-    static std::string characterMap(char32_t character)
+    static std::string horizontalHeader(std::size_t glyphCount)
     {
-        const std::string group = u32(character) + u32(character) + u32(1);
-        const std::string subtable = u16(12) + u16(0) + u32(16 + group.size()) + u32(0) + u32(1) + group;
+        return u32(0x10000) + u16(800) + u16(negative(200)) + std::string(26, '\0') + u16(glyphCount);
+    }
+
+    static std::string horizontalMetrics(std::size_t glyphCount)
+    {
+        std::string metrics;
+        for (std::size_t glyph = 0; glyph < glyphCount; ++glyph) {
+            metrics += u16(1000) + u16(0);
+        }
+        return metrics;
+    }
+
+    /// Of format 12: the characters, in ascending order, are the glyphs from 1 on.
+    static std::string characterMap(std::u32string_view characters)
+    {
+        std::string groups;
+        std::size_t glyph = 0;
+        for (const char32_t character : characters) {
+            groups += u32(character) + u32(character) + u32(++glyph);
+        }
+        const std::string subtable =
+            u16(12) + u16(0) + u32(16 + groups.size()) + u32(0) + u32(characters.size()) + groups;
         return u16(0) + u16(1) + u16(3) + u16(10) + u32(12) + subtable;
     }
 
+private:
     /// One document, for glyph 1.
     static std::string svgTable(std::string_view svg)
     {

@@ -59,6 +59,14 @@ TYPED_TEST(TextLayoutContract, anEmojiOfTheFontIsOneGlyphInOneRun)
     EXPECT_NE(runs->front().glyphs.front(), 0U);
 }
 
+TYPED_TEST(TextLayoutContract, theEmptyTextHasNoRuns)
+{
+    const auto runs = this->layout.layOut("", pointSize);
+
+    ASSERT_TRUE(runs);
+    EXPECT_TRUE(runs->empty());
+}
+
 class HarfBuzzTextLayoutTests : public ::testing::Test {
 protected:
     HarfBuzzTextLayout layout;
@@ -67,14 +75,6 @@ protected:
 TEST_F(HarfBuzzTextLayoutTests, theFontHasAName)
 {
     EXPECT_EQ(layout.colourEmojiFontFamily(), "Noto Color Emoji");
-}
-
-TEST_F(HarfBuzzTextLayoutTests, theEmptyTextHasNoRuns)
-{
-    const auto runs = layout.layOut("", pointSize);
-
-    ASSERT_TRUE(runs);
-    EXPECT_TRUE(runs->empty());
 }
 
 TEST_F(HarfBuzzTextLayoutTests, aTextOfInvisibleCharactersHasNoRuns)

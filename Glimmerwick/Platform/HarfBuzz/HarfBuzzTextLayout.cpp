@@ -16,6 +16,7 @@ namespace {
 
 constexpr const char* preferredFamily = "Noto Color Emoji";
 constexpr hb_codepoint_t grinningFace = 0x1f600;
+constexpr std::uint32_t missingGlyph = 0;
 /// Two regional indicators that are, and stay, no country's.
 constexpr std::string_view flagOfNoCountry = "\U0001F1FD\U0001F1FD";
 
@@ -48,18 +49,47 @@ bool canBeDrawnInColour(hb_face_t* face)
         || tableLength(face, HB_TAG('s', 'b', 'i', 'x')) > 0 || hasColourLayers(face);
 }
 
-std::vector<std::uint32_t> shape(hb_font_t* font, std::string_view text)
+BufferHandle bufferOf(std::string_view text)
 {
-    const BufferHandle buffer(hb_buffer_create());
-    // Variation selectors and joiners that are left over would count as glyphs of their own.
-    hb_buffer_set_flags(buffer.get(), HB_BUFFER_FLAG_REMOVE_DEFAULT_IGNORABLES);
+    BufferHandle buffer(hb_buffer_create());
     const auto length = static_cast<int>(std::min<std::size_t>(text.size(), std::numeric_limits<int>::max()));
     hb_buffer_add_utf8(buffer.get(), text.data(), length, 0, length);
-    hb_buffer_guess_segment_properties(buffer.get());
-    hb_shape(font, buffer.get(), nullptr, 0);
+    return buffer;
+}
+
+/// Tags tell which region's flag the flag before them is.
+bool isTag(const hb_glyph_info_t& character)
+{
+    return character.codepoint >= 0xe0020 && character.codepoint <= 0xe007f;
+}
+
+/// The same text without its tags, or null when it has none.
+BufferHandle withoutTags(hb_buffer_t* text)
+{
+    unsigned int count = 0;
+    const hb_glyph_info_t* const characters = hb_buffer_get_glyph_infos(text, &count);
+    if (std::none_of(characters, characters + count, isTag)) {
+        return nullptr;
+    }
+    BufferHandle rest(hb_buffer_create());
+    hb_buffer_set_content_type(rest.get(), HB_BUFFER_CONTENT_TYPE_UNICODE);
+    for (unsigned int index = 0; index < count; ++index) {
+        if (!isTag(characters[index])) {
+            hb_buffer_add(rest.get(), characters[index].codepoint, characters[index].cluster);
+        }
+    }
+    return rest;
+}
+
+std::vector<std::uint32_t> shape(hb_font_t* font, BufferHandle text)
+{
+    // Variation selectors and joiners that are left over would count as glyphs of their own.
+    hb_buffer_set_flags(text.get(), HB_BUFFER_FLAG_REMOVE_DEFAULT_IGNORABLES);
+    hb_buffer_guess_segment_properties(text.get());
+    hb_shape(font, text.get(), nullptr, 0);
 
     unsigned int count = 0;
-    const hb_glyph_info_t* const glyphs = hb_buffer_get_glyph_infos(buffer.get(), &count);
+    const hb_glyph_info_t* const glyphs = hb_buffer_get_glyph_infos(text.get(), &count);
     std::vector<std::uint32_t> result;
     result.reserve(count);
     std::transform(glyphs, glyphs + count, std::back_inserter(result),
@@ -136,7 +166,12 @@ private:
         Font result{reinterpret_cast<const char*>(family), FontHandle(hb_font_create(face.get())),
                     std::nullopt};
         hb_font_make_immutable(result.font.get());
-        const auto flag = shape(result.font.get(), flagOfNoCountry);
+        // fontconfig tells what the file held when it last looked; it may have been cut off since.
+        hb_codepoint_t glyph = missingGlyph;
+        if (!hb_font_get_nominal_glyph(result.font.get(), grinningFace, &glyph)) {
+            return std::nullopt;
+        }
+        const auto flag = shape(result.font.get(), bufferOf(flagOfNoCountry));
         if (flag.size() == 1) {
             result.unknownFlag = flag.front();
         }
@@ -166,13 +201,18 @@ std::optional<std::vector<GlyphRun>> HarfBuzzTextLayout::layOut(std::string_view
     if (!emojiFont) {
         return std::nullopt;
     }
-    GlyphRun run{shape(emojiFont->font.get(), text)};
+    BufferHandle buffer = bufferOf(text);
+    BufferHandle rest = withoutTags(buffer.get());
+    GlyphRun run{shape(emojiFont->font.get(), std::move(buffer))};
     if (run.glyphs.empty()) {
         return std::vector<GlyphRun>();
     }
     if (emojiFont->unknownFlag) {
-        constexpr std::uint32_t missing = 0;
-        std::replace(run.glyphs.begin(), run.glyphs.end(), *emojiFont->unknownFlag, missing);
+        std::replace(run.glyphs.begin(), run.glyphs.end(), *emojiFont->unknownFlag, missingGlyph);
+    }
+    // Tags that no rule of the font takes up vanish: a plain black flag would pass for Scotland's.
+    if (rest && run.glyphs == shape(emojiFont->font.get(), std::move(rest))) {
+        run.glyphs.push_back(missingGlyph);
     }
     return std::vector<GlyphRun>{std::move(run)};
 }

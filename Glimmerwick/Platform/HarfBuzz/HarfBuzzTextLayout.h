@@ -17,7 +17,7 @@ public:
     ~HarfBuzzTextLayout() override;
 
     /// One run for the whole line; no runs for a text without glyphs. The picture that the font shows for
-    /// every flag it does not know is reported as a missing glyph.
+    /// every flag it does not know is reported as a missing glyph; tags that change nothing add one.
     std::optional<std::vector<GlyphRun>> layOut(std::string_view text, double pointSize) override;
 
     /// The font's family, to draw with; nothing when there is no such font.
