@@ -5,6 +5,7 @@ import http.client
 import os
 import pathlib
 import shutil
+import signal
 import socket
 import ssl
 import subprocess
@@ -94,6 +95,7 @@ class CatalogueServer(contextlib.AbstractContextManager):
         self._make_certificates()
         # Ports cannot be asked for in advance, so a start that finds its port taken is repeated with another.
         for _ in range(20):
+            self._choose_port()
             self._start()
             if self._is_up():
                 return self
@@ -102,8 +104,36 @@ class CatalogueServer(contextlib.AbstractContextManager):
         raise AssertionError(f"nginx does not start: {self._errors()}")
 
     def __exit__(self, *exception):
-        self._stop()
+        self.stop()
         return False
+
+    def stop(self):
+        """From now on it takes no connections, and those that it has break."""
+        if self._process is not None and self._process.poll() is None:
+            self._process.terminate()
+            # A suspended process takes the first signal with the second.
+            self._process.send_signal(signal.SIGCONT)
+            try:
+                self._process.wait(timeout=10)
+            except subprocess.TimeoutExpired:
+                self._process.kill()
+                self._process.wait()
+
+    def start_again(self):
+        """After `stop`, at the same address."""
+        self._start()
+        if not self._is_up():
+            raise AssertionError(f"nginx does not start again: {self._errors()}")
+
+    @contextlib.contextmanager
+    def suspended(self):
+        """Meanwhile connections and requests are taken in by the system, and none is answered."""
+        self._process.send_signal(signal.SIGSTOP)
+        os.waitid(os.P_PID, self._process.pid, os.WSTOPPED | os.WEXITED | os.WNOWAIT)
+        try:
+            yield
+        finally:
+            self._process.send_signal(signal.SIGCONT)
 
     def ask(self, path, method="GET", **headers):
         """Asks for exactly this path. In the names of headers "_" stands for "-"."""
@@ -135,10 +165,12 @@ class CatalogueServer(contextlib.AbstractContextManager):
         self._openssl("x509", "-req", "-in", "server.csr", "-CA", "authority.pem", "-CAkey", "authority.key",
                       "-CAcreateserial", "-days", "2", "-extfile", "server.extensions", "-out", "server.pem")
 
-    def _start(self):
+    def _choose_port(self):
         with socket.socket() as probe:
             probe.bind(("127.0.0.1", 0))
             self.port = probe.getsockname()[1]
+
+    def _start(self):
         (self.folder / "error.log").write_text("", encoding="utf-8")
         (self.folder / "nginx.conf").write_text(CONFIGURATION.format(
             brotli=BROTLI, user="user root;" if os.geteuid() == 0 else "", folder=self.folder, port=self.port,
@@ -147,7 +179,8 @@ class CatalogueServer(contextlib.AbstractContextManager):
         if program is None:
             raise AssertionError("nginx is missing (Debian package nginx-light)")
         self._process = subprocess.Popen(
-            [program, "-p", self.folder, "-c", self.folder / "nginx.conf", "-e", self.folder / "error.log"],
+            ["setpriv", "--pdeathsig", "KILL", program, "-p", self.folder, "-c", self.folder / "nginx.conf",
+             "-e", self.folder / "error.log"],
             stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
     def _is_up(self):
@@ -159,17 +192,8 @@ class CatalogueServer(contextlib.AbstractContextManager):
                     socket.create_connection(("127.0.0.1", self.port), timeout=DEADLINE).close()
                     return True
             time.sleep(POLL)
-        self._stop()
+        self.stop()
         return False
-
-    def _stop(self):
-        if self._process is not None and self._process.poll() is None:
-            self._process.terminate()
-            try:
-                self._process.wait(timeout=10)
-            except subprocess.TimeoutExpired:
-                self._process.kill()
-                self._process.wait()
 
     def _errors(self):
         return (self.folder / "error.log").read_text(encoding="utf-8")

@@ -41,12 +41,14 @@ else:
 """
 
 
-def png(red, green, blue, side=72):
+def png(red, green, blue, size=(72, 72)):
     """A PNG image of one colour."""
+    width, height = size
+
     def chunk(kind, data):
         return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
-    header = struct.pack(">IIBBBBB", side, side, 8, 2, 0, 0, 0)
-    rows = (b"\x00" + bytes([red, green, blue]) * side) * side
+    header = struct.pack(">IIBBBBB", width, height, 8, 2, 0, 0, 0)
+    rows = (b"\x00" + bytes([red, green, blue]) * width) * height
     return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) + chunk(b"IDAT", zlib.compress(rows))
             + chunk(b"IEND", b""))
 

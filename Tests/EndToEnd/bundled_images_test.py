@@ -5,63 +5,36 @@ case.
 usage: bundled_images_test.py --picker BINARY --qt-target BINARY
 """
 
-import pathlib
-import shutil
-import struct
-import zlib
-
 from desktop import wait_until, wait_until_stable
-from testcase import EndToEndTest, argument, main
-
-RESOURCES = pathlib.Path(__file__).resolve().parents[2] / "Resources"
+from pictures import PictureTest, pixels_by_colour, png
+from testcase import argument, main
 
 # Newer than the colour emoji font, which has nothing for it.
 QUERY, EMOJI, IMAGE_NAME = "orca", "\U0001FACD", "1facd.png"
 
 COPIED = "What was on the clipboard"
 
-# In no emoji and in no part of the panel. The screen keeps blue first and one byte unused.
-COLOUR = bytes((255, 1, 254))
-COLOUR_ON_SCREEN = COLOUR[::-1]
-IMAGE_SIZE = (136, 128)
-
-
-def png(size, colour):
-    """A PNG file of one colour."""
-    def chunk(kind, data):
-        return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
-    width, height = size
-    true_colour = struct.pack(">IIBBBBB", width, height, 8, 2, 0, 0, 0)
-    rows = (b"\0" + colour * width) * height
-    return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", true_colour) + chunk(b"IDAT", zlib.compress(rows))
-            + chunk(b"IEND", b""))
+# In no emoji and in no part of the panel.
+COLOUR = (255, 1, 254)
+IMAGE = png(*COLOUR, (136, 128))
 
 
 def pixels_of_the_image(picture):
-    """How many pixels of a picture of the screen have the image's colour."""
-    return sum(picture[at:at + 3] == COLOUR_ON_SCREEN for at in range(0, len(picture), 4))
+    """How many pixels of a picture of the grid have the image's colour."""
+    return len(pixels_by_colour(picture, {COLOUR})[COLOUR])
 
 
-class BundledImagesTest(EndToEndTest):
+class BundledImagesTest(PictureTest):
     picker_binary = argument("picker")
     qt_target_binary = argument("qt-target")
 
     def setUp(self):
         super().setUp()
-        self.go_offline()
-        resources = self.desktop.folder / "resources"
-        shutil.copytree(RESOURCES, resources, ignore=shutil.ignore_patterns("emojis"))
-        self.bundled_images = resources / "catalogue" / "emojis"
-        self.cached_images = self.desktop.folder / "home" / ".cache" / "Glimmerwick" / "emojis"
-        self.desktop.environment["GLIMMERWICK_RESOURCES"] = str(resources)
+        # Nothing listens on port 1 of this machine, so every load fails at once.
+        self.use_address("https://127.0.0.1:1")
+        self.bundled_images = self.use_resources_without_images() / "catalogue" / "emojis"
         self.target = self.start_target("gtk")
         self.desktop.copy(COPIED)
-
-    def go_offline(self):
-        """Nothing listens on port 1 of this machine, so every load fails at once."""
-        keys = self.desktop.folder / "home" / ".config" / "Glimmerwick" / "secrets.txt"
-        keys.parent.mkdir(parents=True)
-        keys.write_text("PRODUCTION_BASE_URL=https://127.0.0.1:1\n", encoding="utf-8")
 
     def bundle(self, image):
         self.bundled_images.mkdir(exist_ok=True)
@@ -94,19 +67,19 @@ class BundledImagesTest(EndToEndTest):
         self.assertEqual(self.desktop.clipboard(), COPIED)
 
     def test_bundled_image_is_shown_and_the_emoji_typed(self):
-        self.bundle(png(IMAGE_SIZE, COLOUR))
+        self.bundle(IMAGE)
         picker = self.start_picker()
 
         self.search(picker)
         self.wait_for_image()
         self.pick(picker)
 
-        self.assertEqual((self.cached_images / IMAGE_NAME).read_bytes(), png(IMAGE_SIZE, COLOUR))
+        self.assertEqual((self.cached_images / IMAGE_NAME).read_bytes(), IMAGE)
 
     def test_image_in_the_cache_is_kept(self):
         self.bundle(b"no picture")
         self.cached_images.mkdir(parents=True)
-        (self.cached_images / IMAGE_NAME).write_bytes(png(IMAGE_SIZE, COLOUR))
+        (self.cached_images / IMAGE_NAME).write_bytes(IMAGE)
         picker = self.start_picker()
 
         self.search(picker)

@@ -277,6 +277,10 @@ class Desktop(contextlib.AbstractContextManager):
     def click(self):
         self.call("xdotool", "click", "1")
 
+    def turn_wheel(self, notches):
+        """Turns the mouse wheel where the pointer is, down when the number is positive."""
+        self.call("xdotool", "click", "--repeat", abs(notches), "--delay", "20", "5" if notches > 0 else "4")
+
     def move_pointer(self, x, y):
         self.call("xdotool", "mousemove", x, y)
 

@@ -5,16 +5,14 @@ usage: published_catalogue_test.py --picker BINARY --qt-target BINARY
 """
 
 import json
-import pathlib
-import sys
 
-sys.dont_write_bytecode = True
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "Data"))
+from desktop import wait_until
+from pictures import pixels_by_colour, png
+from testcase import EndToEndTest, argument, main
 
-from catalogue_server import CatalogueServer  # noqa: E402  (the path comes first)
-from desktop import wait_until  # noqa: E402
-from publishing import BUNDLED, PublishingProject, png  # noqa: E402
-from testcase import EndToEndTest, argument, main  # noqa: E402
+# In the folder that `pictures` adds to the path.
+from catalogue_server import CatalogueServer
+from publishing import BUNDLED, PublishingProject
 
 # Nothing like this word is in the bundled catalogue.
 NEW_WORD = "whirligig"
@@ -23,9 +21,9 @@ RENAMED = ("1f680", "🚀")
 MISSING_IN_FONT = "1faff"
 UNASSIGNED = {"char": "\U0001faff", "name": "thingummy", "keywords": [], "category": "smileys",
               "skinTones": False}
-# A colour that nothing else in the panel has; four bytes a pixel, the last one without meaning.
-PICTURE = png(255, 0, 255)
-PICTURE_PIXEL = b"\xff\x00\xff"
+# A colour that nothing else in the panel has.
+COLOUR = (255, 0, 255)
+PICTURE = png(*COLOUR)
 
 
 class PublishedCatalogueTest(EndToEndTest):
@@ -58,11 +56,6 @@ class PublishedCatalogueTest(EndToEndTest):
         folder.mkdir()
         return CatalogueServer(folder, published)
 
-    def use_address(self, address):
-        keys = self.desktop.folder / "home" / ".config" / "Glimmerwick" / "secrets.txt"
-        keys.parent.mkdir(parents=True)
-        keys.write_text(f"PRODUCTION_BASE_URL={address}\n", encoding="utf-8")
-
     def cached_name(self):
         manifest = json.loads((self.cache / "manifest.json").read_text(encoding="utf-8"))
         return manifest["emojis"][RENAMED[0]]["name"]
@@ -72,8 +65,7 @@ class PublishedCatalogueTest(EndToEndTest):
 
     def grid_shows_downloaded_picture(self):
         picture = self.desktop.picture_of_grid() or b""
-        pixels = [picture[start:start + 3] for start in range(0, len(picture), 4)]
-        return pixels.count(PICTURE_PIXEL) >= 100
+        return len(pixels_by_colour(picture, {COLOUR})[COLOUR]) >= 100
 
     def test_name_that_only_the_server_knows_is_found_and_typed(self):
         self.use_address(self.server.address)

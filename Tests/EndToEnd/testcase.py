@@ -38,6 +38,12 @@ class EndToEndTest(unittest.TestCase):
     def setUp(self):
         self.desktop = desktop_in(self.enterContext, compositor=self.compositor)
 
+    def use_address(self, address):
+        """Has the picker that is started next load its catalogue from there."""
+        keys = self.desktop.folder / "home" / ".config" / "Glimmerwick" / "secrets.txt"
+        keys.parent.mkdir(parents=True)
+        keys.write_text(f"PRODUCTION_BASE_URL={address}\n", encoding="utf-8")
+
     def start_picker(self, *flags):
         picker = Picker(self.desktop, self.picker_binary, *flags)
         picker.wait_until_ready()
