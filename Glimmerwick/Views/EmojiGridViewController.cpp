@@ -1,6 +1,7 @@
 #include "Views/EmojiGridViewController.h"
 
 #include "Managers/EmojiDataManager.h"
+#include "Managers/EmojiRenderer.h"
 #include "Managers/RecentEmojisManager.h"
 #include "Managers/SkinTonePreferences.h"
 #include "Platform/Log.h"
@@ -16,7 +17,9 @@
 
 #include <QCoreApplication>
 #include <QGridLayout>
+#include <QGuiApplication>
 #include <QPainter>
+#include <QScreen>
 #include <QThread>
 
 #include <algorithm>
@@ -38,6 +41,8 @@ constexpr std::chrono::milliseconds scrollToCategoryDuration(300);
 constexpr std::size_t warmedPerTurn = 8;
 /// A screen of emoji.
 constexpr std::size_t warmedCount = 56;
+/// Of the picture that a cell draws before it has one from the server.
+constexpr double renderingFontSize = 28;
 
 class NoResultsLabel : public QLabel {
 public:
@@ -200,37 +205,62 @@ void EmojiGridViewController::reloadCollectionView()
 
 void EmojiGridViewController::warmFirstScreen()
 {
-    std::vector<Emoji> emojis;
-    for (std::size_t section = 0; section < m_sections.numberOfSections(); ++section) {
-        for (std::size_t item = 0; item < m_sections.numberOfItems(section); ++item) {
-            if (emojis.size() == warmedCount) {
-                break;
+    // Not at once: one pick may change both the tone and the recent emoji.
+    m_platform.mainQueue.async([this, generation = ++m_warmGeneration, alive = m_lifetime.watch()] {
+        if (alive && generation == m_warmGeneration) {
+            warm(firstScreen(), generation);
+        }
+    });
+}
+
+// Not what is shown now, which may be search results.
+std::vector<Emoji> EmojiGridViewController::firstScreen() const
+{
+    std::vector<Emoji> emojis = m_sections.recentEmojis();
+    const auto& manifest = m_emojiDataManager.manifest();
+    if (!manifest) {
+        return emojis;
+    }
+    for (const EmojiCategory& category : m_sections.categories()) {
+        for (const std::string& codepoint : category.emojis) {
+            if (emojis.size() >= warmedCount) {
+                return emojis;
             }
-            emojis.push_back(*m_sections.emoji({section, item}));
+            if (auto emoji = manifest->emoji(codepoint)) {
+                emojis.push_back(*std::move(emoji));
+            }
         }
     }
-    warm(std::move(emojis), ++m_warmGeneration);
+    return emojis;
 }
 
 void EmojiGridViewController::warm(std::vector<Emoji> emojis, int generation)
 {
-    m_platform.mainQueue.async([this, emojis = std::move(emojis), generation,
-                                alive = m_lifetime.watch()]() mutable {
-        if (!alive || !m_view || generation != m_warmGeneration) {
-            return;
-        }
-        const auto end = emojis.begin() + static_cast<std::ptrdiff_t>(std::min(warmedPerTurn, emojis.size()));
-        for (auto emoji = emojis.begin(); emoji != end; ++emoji) {
-            if (m_emojiDataManager.isEmojiNativelySupported(*emoji)) {
-                EmojiCell::drawAhead(m_skinTonePreferences.applyPreferredSkinTone(*emoji),
-                                     m_view->devicePixelRatioF());
+    const auto end = emojis.begin() + static_cast<std::ptrdiff_t>(std::min(warmedPerTurn, emojis.size()));
+    std::for_each(emojis.begin(), end, [this](const Emoji& emoji) { warm(emoji); });
+    emojis.erase(emojis.begin(), end);
+    if (emojis.empty()) {
+        return;
+    }
+    m_platform.mainQueue.async(
+        [this, emojis = std::move(emojis), generation, alive = m_lifetime.watch()]() mutable {
+            if (alive && generation == m_warmGeneration) {
+                warm(std::move(emojis), generation);
             }
-        }
-        emojis.erase(emojis.begin(), end);
-        if (!emojis.empty()) {
-            warm(std::move(emojis), generation);
-        }
-    });
+        });
+}
+
+void EmojiGridViewController::warm(const Emoji& emoji)
+{
+    if (!m_emojiDataManager.isEmojiNativelySupported(emoji)) {
+        m_emojiRenderer.renderEmoji(emoji.char_, renderingFontSize);
+        return;
+    }
+    const std::string text = m_skinTonePreferences.applyPreferredSkinTone(emoji);
+    // Which screen it is shown on is known only then.
+    for (const QScreen* screen : QGuiApplication::screens()) {
+        EmojiCell::drawAhead(text, screen->devicePixelRatio());
+    }
 }
 
 void EmojiGridViewController::handleSearchResultsChanged(const Notification& notification)
@@ -323,12 +353,14 @@ void EmojiGridViewController::handleRecentsChanged()
     }
     m_platform.log.print("EmojiGridViewController: Recent emojis updated, count: "
                          + std::to_string(newCount));
+    warmFirstScreen();
 }
 
 void EmojiGridViewController::handleSkinTonePreferenceChanged()
 {
     if (!redispatch([this] { handleSkinTonePreferenceChanged(); })) {
         reloadCollectionView();
+        warmFirstScreen();
     }
 }
 

@@ -117,9 +117,12 @@ private:
     void updateVisibleCategory();
     void reloadCollectionView();
     void startPrefetch(const std::string& codepoint);
-    /// Draws the emoji that the picker opens with, a few per turn of the main queue.
+    /// Draws the emoji that the picker opens with, a few per turn of the main queue, for every screen that it
+    /// may open on.
     void warmFirstScreen();
+    std::vector<Emoji> firstScreen() const;
     void warm(std::vector<Emoji> emojis, int generation);
+    void warm(const Emoji& emoji);
     /// Off the main thread submits the work to the main queue and answers true.
     bool redispatch(std::function<void()> work);
 

@@ -14,14 +14,16 @@ namespace glimmerwick {
 
 namespace {
 
-// Room for some six hundred grid emoji at a device pixel ratio of 2; a screen shows seventy.
 constexpr std::size_t sharedBytes = 16 * 1024 * 1024;
 
 QByteArray makeKey(const std::string& text, int fontSize, int side, double devicePixelRatio)
 {
     QByteArray key(text.data(), static_cast<qsizetype>(text.size()));
+    // A widget cuts its ratio off at 1/65536, so that 1.1 comes from it as 1.09999 and from its screen
+    // as 1.1.
+    constexpr int ratioDigits = 3;
     key += '\0' + QByteArray::number(fontSize) + '/' + QByteArray::number(side) + '@'
-        + QByteArray::number(devicePixelRatio);
+        + QByteArray::number(devicePixelRatio, 'f', ratioDigits);
     return key;
 }
 
@@ -49,7 +51,7 @@ EmojiPixmapCache& EmojiPixmapCache::shared()
     static EmojiPixmapCache instance(sharedBytes);
     // Pictures must not outlive the application object.
     static const bool isClearedAtTheEnd = [] {
-        qAddPostRoutine([] { shared().m_entries->cache.clear(); });
+        qAddPostRoutine([] { shared().clear(); });
         return true;
     }();
     static_cast<void>(isClearedAtTheEnd);
@@ -79,6 +81,11 @@ QPixmap EmojiPixmapCache::pixmap(const std::string& text, int fontSize, int side
 std::size_t EmojiPixmapCache::bytes() const
 {
     return static_cast<std::size_t>(m_entries->cache.totalCost());
+}
+
+void EmojiPixmapCache::clear()
+{
+    m_entries->cache.clear();
 }
 
 } // namespace glimmerwick

@@ -1,5 +1,7 @@
 #include "Views/PictureReader.h"
 
+#include "Platform/PictureLimits.h"
+
 #include <QBuffer>
 #include <QByteArray>
 #include <QImageReader>
@@ -7,12 +9,6 @@
 #include <cstddef>
 
 namespace glimmerwick::picture {
-
-namespace {
-
-constexpr int maximumSide = 4096;
-
-} // namespace
 
 QImage fromImage(const Image& image)
 {
@@ -28,16 +24,20 @@ QImage fromImage(const Image& image)
 
 QImage decode(std::string_view bytes, QSize wanted)
 {
+    if (!pictureLimits::allowsTexts(bytes)) {
+        return {};
+    }
     QByteArray data = QByteArray::fromRawData(bytes.data(), static_cast<qsizetype>(bytes.size()));
     QBuffer buffer(&data);
     buffer.open(QIODevice::ReadOnly);
     QImageReader reader(&buffer);
-    const QSize size = reader.size();
-    if (size.isEmpty() || size.width() > maximumSide || size.height() > maximumSide) {
+    if (const QSize size = reader.size(); !pictureLimits::allowsFormat(reader.format().toStdString())
+        || !pictureLimits::allowsSize(size.width(), size.height())) {
         return {};
     }
     const QImage image = reader.read();
-    if (image.isNull() || (size.width() <= wanted.width() && size.height() <= wanted.height())) {
+    // An icon's picture may be larger than its directory says.
+    if (image.isNull() || (image.width() <= wanted.width() && image.height() <= wanted.height())) {
         return image;
     }
     return image.scaled(wanted, Qt::KeepAspectRatio, Qt::SmoothTransformation);

@@ -12,8 +12,8 @@ namespace glimmerwick::picture {
 /// The picture, copied.
 QImage fromImage(const Image& image);
 
-/// Decodes a picture file's bytes, no larger than needed to fill the size in pixels. Null for anything else
-/// than a picture, and for one of absurd dimensions.
+/// Decodes a picture file's bytes, no larger than the size in pixels. Null for what an ImageCodec does not
+/// take for a decodable image: anything else than a picture, and one of absurd dimensions.
 QImage decode(std::string_view bytes, QSize wanted);
 
 } // namespace glimmerwick::picture

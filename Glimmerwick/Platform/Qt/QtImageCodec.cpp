@@ -1,5 +1,6 @@
 #include "Platform/Qt/QtImageCodec.h"
 
+#include "Platform/PictureLimits.h"
 #include "Platform/Qt/Text.h"
 
 #include <QBuffer>
@@ -13,6 +14,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <utility>
@@ -23,6 +25,7 @@ namespace {
 
 /// Larger letters are measured at this size and scaled; nobody draws them.
 constexpr double largestFontSize = 2048;
+constexpr std::int64_t mostDrawnPixels = 16 * 1024 * 1024;
 
 bool isDrawable(double pointSize)
 {
@@ -82,16 +85,9 @@ QFont fontFor(const QString& text, double pointSize, const std::optional<std::st
     return systemFont;
 }
 
-bool isSensibleSize(const QSize& size)
+bool canBeDrawn(int width, int height)
 {
-    return size.width() > 0 && size.height() > 0
-        && std::int64_t{size.width()} * size.height() <= QtImageCodec::maximumPixelCount;
-}
-
-/// Vector formats can ask for any amount of work, whatever their extent.
-bool isRasterFormat(const QByteArray& format)
-{
-    return !format.isEmpty() && !format.startsWith("svg") && format != "pdf";
+    return width > 0 && height > 0 && std::int64_t{width} * height <= mostDrawnPixels;
 }
 
 } // namespace
@@ -103,14 +99,19 @@ QtImageCodec::QtImageCodec(std::optional<std::string> colourEmojiFontFamily)
 
 bool QtImageCodec::isDecodableImage(std::string_view bytes)
 {
-    if (bytes.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
+    if (bytes.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())
+        || !pictureLimits::allowsTexts(bytes)) {
         return false;
     }
     QByteArray data = QByteArray::fromRawData(bytes.data(), static_cast<qsizetype>(bytes.size()));
     QBuffer buffer(&data);
     buffer.open(QIODevice::ReadOnly);
     QImageReader reader(&buffer);
-    return isRasterFormat(reader.format()) && isSensibleSize(reader.size()) && !reader.read().isNull();
+    if (const QSize size = reader.size(); !pictureLimits::allowsFormat(reader.format().toStdString())
+        || !pictureLimits::allowsSize(size.width(), size.height())) {
+        return false;
+    }
+    return !reader.read().isNull();
 }
 
 TextExtent QtImageCodec::measureText(std::string_view text, double pointSize)
@@ -131,7 +132,7 @@ TextExtent QtImageCodec::measureText(std::string_view text, double pointSize)
 
 Image QtImageCodec::drawText(std::string_view text, double pointSize, int width, int height)
 {
-    if (!isSensibleSize({width, height})) {
+    if (!canBeDrawn(width, height)) {
         return {};
     }
     QImage canvas(width, height, QImage::Format_ARGB32_Premultiplied);

@@ -10,9 +10,6 @@ namespace glimmerwick {
 /// Pictures by Qt. The application object must exist.
 class QtImageCodec : public ImageCodec {
 public:
-    /// A picture that declares more pixels than this is refused before memory is taken for it.
-    static constexpr std::int64_t maximumPixelCount = 16 * 1024 * 1024;
-
     /// Emoji are drawn in the family given, or in whatever the system font falls back to.
     explicit QtImageCodec(std::optional<std::string> colourEmojiFontFamily);
 

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstddef>
+#include <initializer_list>
+#include <string_view>
+
+/// Which picture files are worth decoding. Whoever keeps files and whoever shows them must agree, or a file
+/// that is kept is never shown.
+namespace glimmerwick::pictureLimits {
+
+/// A picture that declares more pixels on a side is refused before memory is taken for it.
+constexpr int maximumSide = 4096;
+
+/// Each of them may unpack to eight megabytes. Tools write one or two.
+constexpr std::size_t maximumPackedTextCount = 8;
+
+constexpr bool allowsSize(int width, int height)
+{
+    return width > 0 && height > 0 && width <= maximumSide && height <= maximumSide;
+}
+
+/// By the name of the format in lower case, empty for an unknown one. Vector formats can ask for any amount
+/// of work, whatever their extent.
+constexpr bool allowsFormat(std::string_view format)
+{
+    return !format.empty() && !format.starts_with("svg") && format != "pdf";
+}
+
+/// The reader of PNG unpacks every text that stands in a file, though nobody asks for them: 500 in a file of
+/// four megabytes took it 23 seconds. They are looked for everywhere, as an icon holds whole PNG files.
+constexpr bool allowsTexts(std::string_view bytes)
+{
+    std::size_t count = 0;
+    for (const std::string_view name : {std::string_view("zTXt"), std::string_view("iTXt")}) {
+        for (std::size_t found = bytes.find(name); found != std::string_view::npos;
+             found = bytes.find(name, found + name.size())) {
+            ++count;
+        }
+    }
+    return count <= maximumPackedTextCount;
+}
+
+} // namespace glimmerwick::pictureLimits
