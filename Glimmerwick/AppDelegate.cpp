@@ -17,12 +17,14 @@
 #include "Platform/MenuHost.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/Platform.h"
+#include "Platform/Qt/Text.h"
 #include "Platform/Shell.h"
 #include "Search/SearchManager.h"
 #include "Views/SearchBarView.h"
 #include "Views/SkinTonePopoverController.h"
 #include "Views/ToastView.h"
 
+#include <QCoreApplication>
 #include <QEvent>
 #include <QObject>
 
@@ -41,6 +43,12 @@ constexpr int searchBarInset = 8;
 constexpr int searchBarHeight = 36;
 constexpr int searchBarBand = 52;
 constexpr int tabBarHeight = 36;
+
+/// A text that people see, in their language.
+std::string translated(const char* source)
+{
+    return toUtf8(QCoreApplication::translate("AppDelegate", source));
+}
 
 std::string defaultDescription(const EmojiDataManager::ManifestError& error)
 {
@@ -110,10 +118,13 @@ void AppDelegate::setupMainMenu()
     MenuHost& host = m_platform.menuHost;
     const MenuItem separator{MenuItem::Kind::separator, {}, {}, nullptr};
     host.setMainMenu({
-        {MenuItem::Kind::action, "About Glimmerwick", {}, [&host] { host.showAboutPanel(); }},
+        {MenuItem::Kind::action,
+         translated(QT_TRANSLATE_NOOP("AppDelegate", "About Glimmerwick")),
+         {},
+         [&host] { host.showAboutPanel(); }},
         separator,
         {MenuItem::Kind::action,
-         "Check for Updates...",
+         translated(QT_TRANSLATE_NOOP("AppDelegate", "Check for Updates...")),
          {},
          [this, alive = m_lifetime.watch()] {
              if (alive) {
@@ -121,7 +132,8 @@ void AppDelegate::setupMainMenu()
              }
          }},
         separator,
-        {MenuItem::Kind::action, "Quit Glimmerwick", "q", [&host] { host.terminate(); }},
+        {MenuItem::Kind::action, translated(QT_TRANSLATE_NOOP("AppDelegate", "Quit Glimmerwick")), "q",
+         [&host] { host.terminate(); }},
     });
 }
 
@@ -151,6 +163,7 @@ void AppDelegate::setupPickerWindow()
     m_categoryTabBar->setGeometry(0, height - tabBarHeight, width, tabBarHeight);
 
     m_pickerWindow->setSearchField(m_searchBarView->internalSearchField());
+    m_pickerWindow->addKeyOverlay(m_searchBarView->menuOverlay());
     m_pickerWindow->setEmojiCollectionView(m_emojiGridViewController->internalCollectionView());
     m_pickerWindow->willPickFromKeyboard = [this] {
         if (m_searchManager) {
@@ -193,9 +206,11 @@ void AppDelegate::setupHotkey()
 void AppDelegate::tellThatTheShortcutIsTaken()
 {
     m_platform.userNotice.post(
-        {"The picker's shortcut is taken",
-         "Ctrl+Super+Space belongs to another program, or this keyboard lacks it. Have your desktop's "
-         "keyboard settings run this command on a key of your choice: glimmerwick --toggle"});
+        {translated(QT_TRANSLATE_NOOP("AppDelegate", "The picker's shortcut is taken")),
+         translated(QT_TRANSLATE_NOOP(
+             "AppDelegate",
+             "Ctrl+Super+Space belongs to another program, or this keyboard lacks it. Have your desktop's "
+             "keyboard settings run this command on a key of your choice: glimmerwick --toggle"))});
 }
 
 void AppDelegate::setupNotificationObservers()

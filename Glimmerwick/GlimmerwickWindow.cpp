@@ -8,6 +8,7 @@
 #include "Platform/PanelHost.h"
 #include "Platform/Platform.h"
 #include "Platform/Qt/Text.h"
+#include "Views/Accessibility.h"
 #include "Views/EmojiGridViewController.h"
 #include "Views/Logic/PanelPlacement.h"
 #include "Views/PanelBackgroundView.h"
@@ -17,8 +18,6 @@
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <QMouseEvent>
-#include <QPainterPath>
-#include <QRegion>
 #include <QScreen>
 #include <QWindow>
 
@@ -43,9 +42,32 @@ Rect toRect(const QRect& rect)
             static_cast<double>(rect.height())};
 }
 
-ScreenArea areaOf(const QScreen& screen)
+/// Screens lie at the same coordinates in points and in pixels; only what is within them is scaled.
+ScreenArea areaOf(const QScreen& screen, PanelHost& panelHost)
 {
-    return {toRect(screen.geometry()), toRect(screen.availableGeometry())};
+    const QRect points = screen.geometry();
+    const double ratio = screen.devicePixelRatio();
+    const ScreenRect visible = panelHost.visibleFrame(
+        {points.x(), points.y(), qRound(points.width() * ratio), qRound(points.height() * ratio)});
+    return {toRect(points),
+            {points.x() + (visible.x - points.x()) / ratio, points.y() + (visible.y - points.y()) / ratio,
+             visible.width / ratio, visible.height / ratio}};
+}
+
+/// The first screen with the point; null where none has it.
+const QScreen* screenContaining(QPoint point)
+{
+    const QList<QScreen*> screens = QGuiApplication::screens();
+    // The pointer's place is rounded to points, so that the last pixels of a screen become the first point
+    // beyond it.
+    for (const int rounding : {0, 1}) {
+        for (const QScreen* screen : screens) {
+            if (screen->geometry().adjusted(0, 0, rounding, rounding).contains(point)) {
+                return screen;
+            }
+        }
+    }
+    return nullptr;
 }
 
 NativeWindow nativeWindow(const QWidget& window)
@@ -68,6 +90,18 @@ ArrowKeyNavigation navigation(const CollectionView& collectionView)
     return {std::move(itemCounts), static_cast<double>(collectionView.width())};
 }
 
+/// The first item of a row stands at the right where text runs from there.
+ArrowKey inReadingOrder(ArrowKey key, Qt::LayoutDirection direction)
+{
+    if (direction == Qt::RightToLeft && key == ArrowKey::left) {
+        return ArrowKey::right;
+    }
+    if (direction == Qt::RightToLeft && key == ArrowKey::right) {
+        return ArrowKey::left;
+    }
+    return key;
+}
+
 void tellDelegateOfPick(CollectionView& collectionView, IndexPath path)
 {
     if (CollectionViewDelegate* delegate = collectionView.delegate()) {
@@ -81,16 +115,24 @@ GlimmerwickWindow::GlimmerwickWindow(const Platform& platform, EmojiDataManager&
                                      SkinTonePopoverController& skinTonePopoverController)
     : QWidget(nullptr, Qt::ToolTip | Qt::BypassWindowManagerHint | Qt::FramelessWindowHint),
       m_platform(platform), m_emojiDataManager(emojiDataManager),
-      m_skinTonePopoverController(skinTonePopoverController),
+      m_skinTonePopoverController(skinTonePopoverController), m_keyOverlays{&skinTonePopoverController},
       m_keyEventInterceptor(platform.eventTap, platform.mainQueue)
 {
+    accessibility::setRole(*this, QAccessible::Dialog);
     setObjectName(QStringLiteral("pickerWindow"));
     setWindowTitle(QStringLiteral("Glimmerwick"));
+    setAccessibleName(windowTitle());
     setAttribute(Qt::WA_TranslucentBackground);
     setAttribute(Qt::WA_ShowWithoutActivating);
     setAttribute(Qt::WA_QuitOnClose, false);
     setFixedSize(panelWidth, panelHeight);
     m_background = new PanelBackgroundView(backgroundMaterial(platform.process), this);
+    accessibility::setRole(*m_background, QAccessible::Grouping);
+    m_backdropObserver = platform.panelHost.onBackdropChanged([this] {
+        if (isVisible()) {
+            applyShape();
+        }
+    });
 }
 
 GlimmerwickWindow::~GlimmerwickWindow()
@@ -109,28 +151,33 @@ void GlimmerwickWindow::showAtMouseLocation()
     makeKeyAndOrderFront();
     startKeyEventInterception();
     if (m_emojiCollectionView) {
-        m_emojiCollectionView->setFocus(Qt::OtherFocusReason);
+        focus(*m_emojiCollectionView, Qt::OtherFocusReason);
     }
 }
 
 QPoint GlimmerwickWindow::calculateWindowPosition() const
 {
-    std::vector<ScreenArea> screens;
-    for (const QScreen* screen : QGuiApplication::screens()) {
-        screens.push_back(areaOf(*screen));
-    }
-    const QScreen* main = QGuiApplication::primaryScreen();
     const QPoint pointer = QCursor::pos();
-    const Point origin = panelOrigin({static_cast<double>(pointer.x()), static_cast<double>(pointer.y())},
-                                     {static_cast<double>(width()), static_cast<double>(height())}, screens,
-                                     main ? std::optional(areaOf(*main)) : std::nullopt);
+    // Only there can the panel go, and only its visible frame is worth the questions.
+    std::vector<ScreenArea> screens;
+    std::optional<ScreenArea> mainScreen;
+    if (const QScreen* screen = screenContaining(pointer)) {
+        screens.push_back(areaOf(*screen, m_platform.panelHost));
+        mainScreen = screens.front();
+    } else if (const QScreen* main = QGuiApplication::primaryScreen()) {
+        mainScreen = areaOf(*main, m_platform.panelHost);
+    }
+    const Point origin =
+        panelOrigin({static_cast<double>(pointer.x()), static_cast<double>(pointer.y())},
+                    {static_cast<double>(width()), static_cast<double>(height())}, screens, mainScreen);
     return {qRound(origin.x), qRound(origin.y)};
 }
 
 void GlimmerwickWindow::makeKeyAndOrderFront()
 {
-    applyShape();
     show();
+    // The toolkit makes the native window anew in its first show. Nothing is painted before the next event.
+    applyShape();
     raise();
     windowHandle()->installEventFilter(this);
     m_platform.panelHost.panelDidShow(nativeWindow(*this));
@@ -139,22 +186,17 @@ void GlimmerwickWindow::makeKeyAndOrderFront()
 
 void GlimmerwickWindow::applyShape()
 {
-    if (m_platform.panelHost.isCompositing()) {
-        clearMask();
-        m_background->setBlending(PanelBackgroundView::Blending::translucent);
-        return;
-    }
-    QPainterPath outline;
-    outline.addRoundedRect(rect(), PanelBackgroundView::cornerRadius, PanelBackgroundView::cornerRadius);
-    setMask(QRegion(outline.toFillPolygon().toPolygon()));
-    m_background->setBlending(PanelBackgroundView::Blending::opaque);
+    const double ratio = devicePixelRatioF();
+    const PanelOutline outline{qRound(width() * ratio), qRound(height() * ratio),
+                               PanelBackgroundView::cornerRadius * ratio};
+    m_background->setBackdrop(m_platform.panelHost.shapePanel(nativeWindow(*this), outline));
 }
 
 void GlimmerwickWindow::dismiss()
 {
     m_keyEventInterceptor.stop();
     removeEventMonitors();
-    m_skinTonePopoverController.dismiss();
+    dismissOverlays();
     orderOut();
 }
 
@@ -223,7 +265,7 @@ void GlimmerwickWindow::startKeyEventInterception()
 
 MonitorDecision GlimmerwickWindow::handleLocalKeyDown(const KeyEvent& event)
 {
-    if (handlePopoverKey(event.keyCode)) {
+    if (handleOverlayKey(event.keyCode)) {
         return MonitorDecision::consume;
     }
     if (event.keyCode != keyCode::escape && !isSearchFieldEdited() && isTypedText(event)) {
@@ -236,7 +278,7 @@ MonitorDecision GlimmerwickWindow::handleLocalKeyDown(const KeyEvent& event)
 void GlimmerwickWindow::handleGlobalKeyDown(const KeyEvent& event)
 {
     m_platform.mainQueue.async([this, event, alive = m_lifetime.watch()] {
-        if (!alive || !isVisible() || handlePopoverKey(event.keyCode)
+        if (!alive || !isVisible() || handleOverlayKey(event.keyCode)
             || handleNavigationKey(event.keyCode, event.flags)) {
             return;
         }
@@ -255,7 +297,7 @@ void GlimmerwickWindow::handleGlobalMouseDown()
 
 void GlimmerwickWindow::handleCharacterInput(const std::string& characters)
 {
-    m_skinTonePopoverController.dismiss();
+    dismissOverlays();
     if (m_searchField) {
         ensureEditing();
         m_searchField->typeText(characters);
@@ -264,7 +306,7 @@ void GlimmerwickWindow::handleCharacterInput(const std::string& characters)
 
 void GlimmerwickWindow::handleSpecialKey(std::uint16_t code, EventFlags flags)
 {
-    if (handlePopoverKey(code) || handleNavigationKey(code, flags)) {
+    if (handleOverlayKey(code) || handleNavigationKey(code, flags)) {
         return;
     }
     if (code == keyCode::delete_ && m_searchField && !m_searchField->text().isEmpty()) {
@@ -273,17 +315,23 @@ void GlimmerwickWindow::handleSpecialKey(std::uint16_t code, EventFlags flags)
     }
 }
 
-bool GlimmerwickWindow::handlePopoverKey(std::int64_t code)
+bool GlimmerwickWindow::handleOverlayKey(std::int64_t code)
 {
-    if (!m_skinTonePopoverController.isShown()) {
-        return false;
-    }
-    if (m_skinTonePopoverController.handleKey(code)) {
-        return true;
+    for (KeyOverlay* overlay : m_keyOverlays) {
+        if (overlay->isShown() && overlay->handleKey(code)) {
+            return true;
+        }
     }
     // The user went on to something else.
-    m_skinTonePopoverController.dismiss();
+    dismissOverlays();
     return false;
+}
+
+void GlimmerwickWindow::dismissOverlays()
+{
+    for (KeyOverlay* overlay : m_keyOverlays) {
+        overlay->dismiss();
+    }
 }
 
 bool GlimmerwickWindow::handleNavigationKey(std::int64_t code, EventFlags flags)
@@ -314,14 +362,14 @@ void GlimmerwickWindow::handleTabKey()
 {
     if (!isSearchFieldEdited()) {
         if (m_searchField) {
-            m_searchField->setFocus(Qt::TabFocusReason);
+            focus(*m_searchField, Qt::TabFocusReason);
         }
         return;
     }
     if (!m_emojiCollectionView) {
         return;
     }
-    m_emojiCollectionView->setFocus(Qt::OtherFocusReason);
+    focus(*m_emojiCollectionView, Qt::OtherFocusReason);
     if (!m_emojiCollectionView->selectedItem()) {
         m_emojiCollectionView->selectItem({0, 0}, ScrollPosition::top);
     }
@@ -343,7 +391,8 @@ void GlimmerwickWindow::handleArrowKey(ArrowKey key)
         grid.selectItem(*first, ScrollPosition::top);
         return;
     }
-    if (const auto target = navigator.target(*grid.selectedItem(), key)) {
+    if (const auto target =
+            navigator.target(*grid.selectedItem(), inReadingOrder(key, grid.layoutDirection()))) {
         grid.selectItem(*target, ScrollPosition::centeredVertically);
     }
 }
@@ -392,16 +441,22 @@ void GlimmerwickWindow::showSkinTonePickerForSelectedEmoji(IndexPath path)
 
 void GlimmerwickWindow::appendToSearchField(const std::string& characters)
 {
-    m_searchField->setFocus(Qt::OtherFocusReason);
+    focus(*m_searchField, Qt::OtherFocusReason);
     m_searchField->appendText(characters);
 }
 
 void GlimmerwickWindow::ensureEditing()
 {
     if (!isSearchFieldEdited()) {
-        m_searchField->setFocus(Qt::OtherFocusReason);
+        focus(*m_searchField, Qt::OtherFocusReason);
         m_searchField->placeCaretByCharacterCount();
     }
+}
+
+void GlimmerwickWindow::focus(QWidget& view, Qt::FocusReason reason)
+{
+    view.setFocus(reason);
+    accessibility::announceKeys(*this);
 }
 
 bool GlimmerwickWindow::isSearchFieldEdited() const

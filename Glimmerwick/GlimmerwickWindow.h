@@ -18,10 +18,12 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace glimmerwick {
 
 class EmojiDataManager;
+class KeyOverlay;
 class PanelBackgroundView;
 class SkinTonePopoverController;
 struct Platform;
@@ -43,6 +45,9 @@ public:
     SearchField* searchField() const { return m_searchField; }
     void setEmojiCollectionView(CollectionView* collectionView) { m_emojiCollectionView = collectionView; }
     CollectionView* emojiCollectionView() const { return m_emojiCollectionView; }
+
+    /// Has a menu get the keys before the picker while it is open. Not owned; it lives as long as the window.
+    void addKeyOverlay(KeyOverlay& overlay) { m_keyOverlays.push_back(&overlay); }
 
     /// Called when Return was pressed, before what it picks is looked at.
     std::function<void()> willPickFromKeyboard;
@@ -77,9 +82,10 @@ private:
     void handleGlobalMouseDown();
     void handleCharacterInput(const std::string& characters);
     void handleSpecialKey(std::uint16_t keyCode, EventFlags flags);
-    /// An open tone chooser gets navigation keys first; any other key closes it. True when the key is used
-    /// up.
-    bool handlePopoverKey(std::int64_t keyCode);
+    /// An open tone chooser or menu gets navigation keys first; any other key closes it. True when the key is
+    /// used up.
+    bool handleOverlayKey(std::int64_t keyCode);
+    void dismissOverlays();
     /// Escape, Return, arrows and Tab; false for any other key, or when there is nothing that it works on.
     bool handleNavigationKey(std::int64_t keyCode, EventFlags flags);
     /// With or without Shift: there are but two places to go to.
@@ -89,6 +95,8 @@ private:
     void showSkinTonePickerForSelectedEmoji(IndexPath path);
     void appendToSearchField(const std::string& characters);
     void ensureEditing();
+    /// Gives a view the keys and tells so.
+    void focus(QWidget& view, Qt::FocusReason reason);
     bool isSearchFieldEdited() const;
     bool isTypedText(const KeyEvent& event) const;
     void applyShape();
@@ -96,10 +104,12 @@ private:
     const Platform& m_platform;
     EmojiDataManager& m_emojiDataManager;
     SkinTonePopoverController& m_skinTonePopoverController;
+    std::vector<KeyOverlay*> m_keyOverlays;
     KeyEventInterceptor m_keyEventInterceptor;
     PanelBackgroundView* m_background = nullptr;
     QPointer<SearchField> m_searchField;
     QPointer<CollectionView> m_emojiCollectionView;
+    Registration m_backdropObserver;
     Registration m_localEventMonitor;
     Registration m_globalEventMonitor;
     Registration m_globalKeyEventMonitor;

@@ -7,6 +7,7 @@
 #include "Platform/DBus/DBusUserNotice.h"
 #include "Platform/DBus/InstanceObject.h"
 #include "Platform/DBus/NotificationMirror.h"
+#include "Platform/DBus/PortalSettings.h"
 #include "Platform/DBus/ScreenLockWatcher.h"
 #include "Platform/DBus/SessionBus.h"
 #include "Platform/DBus/SingleInstance.h"
@@ -26,6 +27,7 @@
 #include "Platform/Qt/Text.h"
 #include "Platform/X11/X11Platform.h"
 #include "Views/Style.h"
+#include "Views/Translation.h"
 
 #include <QApplication>
 
@@ -244,6 +246,9 @@ int runApplication(const Process& process, const CommandLine& commandLine, Sessi
     if (const auto family = services.textLayout.colourEmojiFontFamily()) {
         style::setEmojiFontFamily(toQString(*family));
     }
+
+    installTranslations(process.resourcesDirectory / "translations");
+    const PortalSettings portalSettings(bus, style::setDesktopAppearance);
 
     const InstalledPlatform installed(services.platform);
     const NotificationMirror mirror = mirrorNotifications(services.notificationCenter, instance);

@@ -1,11 +1,40 @@
 #pragma once
 
+#include "Platform/Registration.h"
+
 #include <cstdint>
+#include <functional>
 
 namespace glimmerwick {
 
 /// The window system's own identifier of a window.
 enum class NativeWindow : std::uint64_t {};
+
+/// In pixels, from the top left corner of all screens together.
+struct ScreenRect {
+    int x = 0;
+    int y = 0;
+    int width = 0;
+    int height = 0;
+
+    friend bool operator==(const ScreenRect&, const ScreenRect&) = default;
+};
+
+/// A rectangle with rounded corners, in pixels of the screen.
+struct PanelOutline {
+    int width = 0;
+    int height = 0;
+    double cornerRadius = 0;
+};
+
+/// What shows through the translucent parts of a panel.
+enum class Backdrop {
+    /// Nothing does: they must be painted over.
+    opaque,
+    translucent,
+    /// What stands behind, out of focus.
+    blurred,
+};
 
 /// What the window system does for a panel that floats over the application in use without activating it.
 /// Main thread.
@@ -22,8 +51,15 @@ public:
     /// The panel is about to be ordered out: keys go back to the application in use, except those still held.
     virtual void panelWillHide(NativeWindow panel) = 0;
 
-    /// Whether a compositor blends translucent windows; without one the panel needs an opaque shape.
-    virtual bool isCompositing() = 0;
+    /// Gives the panel's window, whose native window exists, this outline by whatever means there are at the
+    /// moment, and answers what shows through. To be called again when the backdrop changes.
+    virtual Backdrop shapePanel(NativeWindow panel, PanelOutline outline) = 0;
+
+    /// The part of a screen that no dock or bar covers.
+    virtual ScreenRect visibleFrame(ScreenRect screen) = 0;
+
+    /// Runs the handler after the backdrop may have changed, as when a compositor starts or ends.
+    virtual Registration onBackdropChanged(std::function<void()> handler) = 0;
 };
 
 } // namespace glimmerwick

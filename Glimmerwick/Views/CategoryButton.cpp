@@ -1,12 +1,15 @@
 #include "Views/CategoryButton.h"
 
 #include "Platform/Qt/Text.h"
+#include "Views/AccessibleControls.h"
+#include "Views/DevicePixels.h"
 #include "Views/EmojiPixmapCache.h"
 #include "Views/Style.h"
-#include "Views/SymbolLibrary.h"
 
 #include <QEvent>
 #include <QPainter>
+
+#include <utility>
 
 namespace glimmerwick {
 
@@ -23,6 +26,7 @@ constexpr int selectionDuration = 150;
 
 CategoryButton::CategoryButton(QWidget* parent) : QAbstractButton(parent)
 {
+    accessibility::installControls();
     setFocusPolicy(Qt::NoFocus);
     setFixedSize(CategoryButton::sizeHint());
     m_backgroundAnimation.setDuration(selectionDuration);
@@ -37,14 +41,14 @@ bool CategoryButton::configureWithSymbol(const SymbolLibrary& symbols, const std
                                          const std::optional<std::string>& fallback,
                                          const std::string& categoryId, const std::string& categoryName)
 {
-    QString path = symbols.path(symbol);
-    if (path.isEmpty() && fallback) {
-        path = symbols.path(*fallback);
+    Symbol found = symbols.symbol(symbol);
+    if (found.isEmpty() && fallback) {
+        found = symbols.symbol(*fallback);
     }
-    if (path.isEmpty()) {
+    if (found.isEmpty()) {
         return false;
     }
-    m_symbolPath = path;
+    m_symbol = found;
     setText({});
     setCategory(categoryId, categoryName);
     return true;
@@ -53,7 +57,7 @@ bool CategoryButton::configureWithSymbol(const SymbolLibrary& symbols, const std
 void CategoryButton::configureWithEmoji(const std::string& emoji, const std::string& categoryId,
                                         const std::string& categoryName)
 {
-    m_symbolPath.clear();
+    m_symbol = {};
     setText(toQString(emoji));
     setCategory(categoryId, categoryName);
 }
@@ -68,8 +72,11 @@ void CategoryButton::setCategory(const std::string& categoryId, const std::strin
 
 void CategoryButton::setSelected(bool selected, Animation animation)
 {
-    m_isSelected = selected;
+    const bool isNews = std::exchange(m_isSelected, selected) != selected;
     updateAppearance(animation);
+    if (isNews) {
+        accessibility::announceChecked(*this);
+    }
 }
 
 QColor CategoryButton::iconTint() const
@@ -134,13 +141,14 @@ void CategoryButton::paintEvent(QPaintEvent*)
     painter.setBrush(m_backgroundColor);
     painter.drawRoundedRect(rect(), cornerRadius, cornerRadius);
 
-    const double ratio = devicePixelRatioF();
-    if (m_symbolPath.isEmpty()) {
-        const QPixmap emoji = EmojiPixmapCache::shared().pixmap(toUtf8(text()), emojiSize, width(), ratio);
-        painter.drawPixmap(0, 0, emoji);
+    if (m_symbol.isEmpty()) {
+        const double ratio = painter.deviceTransform().m11();
+        devicePixels::drawCentred(
+            painter, rect(), EmojiPixmapCache::shared().pixmap(toUtf8(text()), emojiSize, width(), ratio));
     } else {
-        const int inset = (width() - symbolSize) / 2;
-        painter.drawPixmap(inset, inset, SymbolLibrary::pixmap(m_symbolPath, symbolSize, iconTint(), ratio));
+        QRectF symbolRect(0, 0, symbolSize, symbolSize);
+        symbolRect.moveCenter(QRectF(rect()).center());
+        SymbolLibrary::draw(painter, symbolRect, m_symbol, iconTint());
     }
 }
 

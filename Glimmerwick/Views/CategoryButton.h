@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Views/Animation.h"
+#include "Views/SymbolLibrary.h"
 
 #include <QAbstractButton>
 #include <QColor>
@@ -10,8 +11,6 @@
 #include <string>
 
 namespace glimmerwick {
-
-class SymbolLibrary;
 
 /// One tab: a symbol, or an emoji where there is none, on a rounded highlight. Main thread.
 class CategoryButton : public QAbstractButton {
@@ -26,8 +25,8 @@ public:
                             const std::string& categoryName);
 
     const std::optional<std::string>& categoryId() const { return m_categoryId; }
-    /// The file of the symbol shown; empty when the emoji is.
-    const QString& symbolPath() const { return m_symbolPath; }
+    /// The symbol shown; empty when the emoji is.
+    const Symbol& symbol() const { return m_symbol; }
 
     void setSelected(bool selected, Animation animation);
     bool isSelected() const { return m_isSelected; }
@@ -49,11 +48,11 @@ private:
     QColor wantedBackgroundColor() const;
 
     std::optional<std::string> m_categoryId;
-    QString m_symbolPath;
+    Symbol m_symbol;
     bool m_isSelected = false;
     bool m_isMouseInside = false;
     QColor m_backgroundColor = Qt::transparent;
-    QVariantAnimation m_backgroundAnimation;
+    QVariantAnimation m_backgroundAnimation{this};
 };
 
 } // namespace glimmerwick

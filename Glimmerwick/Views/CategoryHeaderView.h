@@ -2,6 +2,8 @@
 
 #include "Views/CollectionViewItem.h"
 
+#include <QString>
+
 #include <string>
 
 namespace glimmerwick {
@@ -11,9 +13,10 @@ class CategoryHeaderView : public CollectionReusableView {
 public:
     explicit CategoryHeaderView(QWidget* parent = nullptr);
 
-    /// UTF-8.
+    /// UTF-8. The program's own titles are shown in the user's language, a catalogue's as they are.
     void setTitle(const std::string& title);
     const std::string& title() const { return m_title; }
+    const QString& shownTitle() const { return m_shownTitle; }
 
     void prepareForReuse() override;
 
@@ -22,6 +25,7 @@ protected:
 
 private:
     std::string m_title;
+    QString m_shownTitle;
 };
 
 } // namespace glimmerwick

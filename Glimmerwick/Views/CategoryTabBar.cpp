@@ -3,11 +3,19 @@
 #include "Models/SkinTone.h"
 #include "Platform/Platform.h"
 #include "Platform/Process.h"
+#include "Platform/Qt/Text.h"
 #include "Views/Accessibility.h"
+#include "Views/AccessibleControls.h"
+#include "Views/PanelBackgroundView.h"
 #include "Views/Style.h"
 #include "Views/SymbolLibrary.h"
 
+#include <QCoreApplication>
+#include <QEvent>
 #include <QPainter>
+#include <QPainterPath>
+#include <QRegion>
+#include <QStyle>
 #include <QWheelEvent>
 
 #include <algorithm>
@@ -25,7 +33,8 @@ constexpr const char* recentId = "recent";
 
 EmojiCategory recentCategory()
 {
-    return {recentId, "Recent", "1f551", "clock", std::nullopt, {}};
+    const QString name = QCoreApplication::translate("CategoryTabBar", "Recent");
+    return {recentId, toUtf8(name), "1f551", "clock", std::nullopt, {}};
 }
 
 /// The text of a codepoint string, piece by piece: an invalid piece is left out.
@@ -46,9 +55,11 @@ std::string emojiCharacter(const std::string& icon)
 CategoryTabBar::CategoryTabBar(const Platform& platform, QWidget* parent)
     : QWidget(parent), m_platform(platform), m_container(new QWidget(this))
 {
+    accessibility::installControls();
     accessibility::identify(*this, QStringLiteral("categoryTabBar"));
+    setAccessibleName(QCoreApplication::translate("CategoryTabBar", "Categories"));
     m_scrollAnimation.setDuration(scrollDuration);
-    m_scrollAnimation.setEasingCurve(QEasingCurve::InOutQuad);
+    m_scrollAnimation.setEasingCurve(style::easeInEaseOut());
     QObject::connect(&m_scrollAnimation, &QVariantAnimation::valueChanged, this,
                      [this](const QVariant& value) { setScrollOffset(value.toDouble()); });
 }
@@ -142,8 +153,10 @@ void CategoryTabBar::selectCategory(const std::string& id, Animation animation)
 
 void CategoryTabBar::scrollButtonIntoView(const CategoryButton& button)
 {
-    const double left = button.x();
-    const double right = left + button.width();
+    // As if the tabs ran from the left.
+    const QRect place = QStyle::visualRect(layoutDirection(), m_container->rect(), button.geometry());
+    const double left = place.x();
+    const double right = left + place.width();
     double offset = m_scrollOffset;
     if (left < m_scrollOffset) {
         offset = left;
@@ -170,28 +183,39 @@ void CategoryTabBar::layOutButtons()
                  [](const CategoryButton* button) { return !button->isHidden(); });
     const auto count = static_cast<int>(shown.size());
     const int needed = 2 * sideInset + count * buttonSize + std::max(0, count - 1) * spacing;
-    const int contentWidth = std::max(width(), needed);
-    m_container->resize(contentWidth, height());
+    m_container->resize(std::max(width(), needed), height());
 
-    // Equal parts of the strip, each with its button in the middle.
-    const double part =
-        count == 0 ? 0 : (contentWidth - 2 * sideInset + spacing) / static_cast<double>(count);
-    for (int index = 0; index < count; ++index) {
-        const double x = sideInset + index * part + (part - spacing - buttonSize) / 2;
-        shown[static_cast<std::size_t>(index)]->move(qRound(x), (height() - buttonSize) / 2);
+    QRect place(sideInset, (height() - buttonSize) / 2, buttonSize, buttonSize);
+    for (CategoryButton* button : shown) {
+        button->setGeometry(QStyle::visualRect(layoutDirection(), m_container->rect(), place));
+        place.translate(buttonSize + spacing, 0);
     }
     setScrollOffset(m_scrollOffset);
 }
 
 void CategoryTabBar::setScrollOffset(double offset)
 {
-    m_scrollOffset =
-        std::clamp(offset, 0.0, std::max(0.0, static_cast<double>(m_container->width() - width())));
-    m_container->move(-qRound(m_scrollOffset), 0);
+    const int hidden = m_container->width() - width();
+    m_scrollOffset = std::clamp(offset, 0.0, std::max(0.0, static_cast<double>(hidden)));
+    const int scrolled = qRound(m_scrollOffset);
+    m_container->move(layoutDirection() == Qt::RightToLeft ? scrolled - hidden : -scrolled, 0);
+}
+
+void CategoryTabBar::changeEvent(QEvent* event)
+{
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::LayoutDirectionChange) {
+        layOutButtons();
+    }
 }
 
 void CategoryTabBar::resizeEvent(QResizeEvent*)
 {
+    // A tab that is scrolled half out of sight must not show beyond the panel's round corners.
+    constexpr int radius = PanelBackgroundView::cornerRadius;
+    QPainterPath outline;
+    outline.addRoundedRect(rect().adjusted(0, -2 * radius, 0, 0), radius, radius);
+    setMask(QRegion(outline.toFillPolygon().toPolygon()));
     layOutButtons();
 }
 
@@ -205,7 +229,8 @@ void CategoryTabBar::wheelEvent(QWheelEvent* event)
     event->accept();
     m_scrollAnimation.stop();
     const QPoint delta = event->pixelDelta().isNull() ? event->angleDelta() / 2 : event->pixelDelta();
-    setScrollOffset(m_scrollOffset - (delta.x() != 0 ? delta.x() : delta.y()));
+    const int sideways = layoutDirection() == Qt::RightToLeft ? -delta.x() : delta.x();
+    setScrollOffset(m_scrollOffset - (sideways != 0 ? sideways : delta.y()));
 }
 
 } // namespace glimmerwick

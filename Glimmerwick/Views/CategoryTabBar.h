@@ -51,10 +51,11 @@ public:
     const std::vector<EmojiCategory>& categories() const { return m_categories; }
     /// The tab of a category, or null.
     CategoryButton* button(const std::string& categoryId) const;
-    /// How far the strip is scrolled sideways.
+    /// How far the strip is scrolled sideways, away from its first tab.
     double scrollOffset() const { return m_scrollOffset; }
 
 protected:
+    void changeEvent(QEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
@@ -74,7 +75,7 @@ private:
     std::unordered_map<std::string, CategoryButton*> m_categoryButtons;
     std::optional<std::string> m_selectedCategoryId;
     double m_scrollOffset = 0;
-    QVariantAnimation m_scrollAnimation;
+    QVariantAnimation m_scrollAnimation{this};
 };
 
 } // namespace glimmerwick

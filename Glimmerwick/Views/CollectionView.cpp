@@ -4,8 +4,14 @@
 #include "Views/OverlayScrollBar.h"
 #include "Views/Style.h"
 
+#include <QCursor>
+#include <QGuiApplication>
+#include <QMouseEvent>
 #include <QPainter>
+#include <QSignalBlocker>
+#include <QStyle>
 #include <QWheelEvent>
+#include <QWindow>
 
 #include <algorithm>
 #include <cassert>
@@ -21,11 +27,6 @@ constexpr double aliveMargin = 44;
 constexpr double wheelNotch = 88;
 constexpr double wheelNotchAngle = 120;
 constexpr std::chrono::milliseconds wheelDuration(140);
-
-QRect toQRect(const Rect& rect)
-{
-    return {qRound(rect.x), qRound(rect.y), qRound(rect.width), qRound(rect.height)};
-}
 
 /// Shows that content goes on above.
 class TopEdge : public QWidget {
@@ -196,6 +197,14 @@ void CollectionView::refreshVisibleViews()
     refreshPrefetching(m_visibleTop - height(), m_visibleTop + 2 * height());
     m_pool->items.hideWaiting();
     m_pool->headers.hideWaiting();
+    announceChangedFocus();
+    updateHoverSoon();
+}
+
+QRect CollectionView::frameOf(const Rect& rect) const
+{
+    const QRect fromTheLeft(qRound(rect.x), qRound(rect.y), qRound(rect.width), qRound(rect.height));
+    return QStyle::visualRect(layoutDirection(), m_content->rect(), fromTheLeft);
 }
 
 void CollectionView::refreshItems(double top, double bottom)
@@ -208,7 +217,7 @@ void CollectionView::refreshItems(double top, double bottom)
             item = m_dataSource->itemForIndexPath(*this, path);
             item->setSelected(m_selectedItem == path);
         }
-        item->setGeometry(toQRect(*m_layout.itemFrame(path)));
+        item->setGeometry(frameOf(*m_layout.itemFrame(path)));
         item->show();
     }
 }
@@ -227,7 +236,7 @@ void CollectionView::refreshHeaders(double top, double bottom)
             }
             known = m_headers.emplace(section, header).first;
         }
-        known->second->setGeometry(toQRect(*m_layout.headerFrame(section)));
+        known->second->setGeometry(frameOf(*m_layout.headerFrame(section)));
         known->second->show();
     }
 }
@@ -291,13 +300,18 @@ void CollectionView::selectItem(IndexPath path, ScrollPosition position)
     if (!m_layout.itemFrame(path)) {
         return;
     }
-    deselectAll();
+    // Not by way of no selection: the keys would be told to go to the view in between.
+    if (CollectionViewItem* deselected = m_selectedItem ? item(*m_selectedItem) : nullptr) {
+        deselected->setSelected(m_selectedItem == path);
+    }
     m_selectedItem = path;
+    m_isSelecting = true;
     scrollToItem(path, position);
+    m_isSelecting = false;
     if (CollectionViewItem* selected = item(path)) {
         selected->setSelected(true);
-        accessibility::announceSelection(*selected);
     }
+    announceFocus();
 }
 
 void CollectionView::deselectItem(IndexPath path)
@@ -309,6 +323,7 @@ void CollectionView::deselectItem(IndexPath path)
     if (CollectionViewItem* deselected = item(path)) {
         deselected->setSelected(false);
     }
+    announceChangedFocus();
 }
 
 void CollectionView::deselectAll()
@@ -339,6 +354,52 @@ std::vector<CollectionViewItem*> CollectionView::visibleItems() const
     return items;
 }
 
+bool CollectionView::isInSight(const QWidget& view) const
+{
+    return rect().intersects(view.geometry().translated(m_content->pos()));
+}
+
+CollectionViewItem* CollectionView::selectedView() const
+{
+    CollectionViewItem* selected = m_selectedItem ? item(*m_selectedItem) : nullptr;
+    return selected && isInSight(*selected) ? selected : nullptr;
+}
+
+std::vector<QWidget*> CollectionView::viewsInSight() const
+{
+    std::vector<QWidget*> views;
+    const auto add = [&](QWidget* view) {
+        if (isInSight(*view)) {
+            views.push_back(view);
+        }
+    };
+    auto nextHeader = m_headers.begin();
+    for (const auto& [path, item] : m_items) {
+        for (; nextHeader != m_headers.end() && nextHeader->first <= path.section; ++nextHeader) {
+            add(nextHeader->second);
+        }
+        add(item);
+    }
+    std::for_each(nextHeader, m_headers.end(), [&](const auto& entry) { add(entry.second); });
+    return views;
+}
+
+void CollectionView::announceFocus()
+{
+    CollectionViewItem* selected = selectedView();
+    m_announcedItem = selected ? m_selectedItem : std::nullopt;
+    if (accessibility::hasKeys(*this)) {
+        accessibility::announceFocus(selected ? static_cast<QWidget&>(*selected) : *this);
+    }
+}
+
+void CollectionView::announceChangedFocus()
+{
+    if (!m_isSelecting && m_announcedItem != (selectedView() ? m_selectedItem : std::nullopt)) {
+        announceFocus();
+    }
+}
+
 double CollectionView::maximumVisibleTop() const
 {
     return std::max(0.0, m_layout.contentHeight() - height());
@@ -365,7 +426,7 @@ void CollectionView::scrollTo(double top)
     setVisibleTop(top);
 }
 
-void CollectionView::scrollTo(double top, std::chrono::milliseconds duration, QEasingCurve::Type curve,
+void CollectionView::scrollTo(double top, std::chrono::milliseconds duration, const QEasingCurve& curve,
                               std::function<void()> completion)
 {
     endScrollAnimation();
@@ -379,12 +440,16 @@ void CollectionView::scrollTo(double top, std::chrono::milliseconds duration, QE
 }
 
 void CollectionView::startScrollAnimation(double top, std::chrono::milliseconds duration,
-                                          QEasingCurve::Type curve)
+                                          const QEasingCurve& curve)
 {
-    m_scrollAnimation.setStartValue(m_visibleTop);
-    m_scrollAnimation.setEndValue(std::clamp(top, 0.0, maximumVisibleTop()));
-    m_scrollAnimation.setDuration(static_cast<int>(duration.count()));
-    m_scrollAnimation.setEasingCurve(curve);
+    {
+        // A finished animation tells its value at the end of every new way before it starts on it.
+        const QSignalBlocker quiet(m_scrollAnimation);
+        m_scrollAnimation.setStartValue(m_visibleTop);
+        m_scrollAnimation.setEndValue(std::clamp(top, 0.0, maximumVisibleTop()));
+        m_scrollAnimation.setDuration(static_cast<int>(duration.count()));
+        m_scrollAnimation.setEasingCurve(curve);
+    }
     m_scrollAnimation.start();
 }
 
@@ -421,14 +486,57 @@ void CollectionView::itemClicked(CollectionViewItem& clicked, SelectionModifier 
 
 void CollectionView::resizeEvent(QResizeEvent*)
 {
-    m_scrollBar->setGeometry(width() - OverlayScrollBar::thickness, 0, OverlayScrollBar::thickness, height());
-    m_topEdge->setGeometry(0, 0, width(), 1);
+    placeEdges();
     rebuildLayout();
+}
+
+void CollectionView::placeEdges()
+{
+    const QRect atTheEnd(width() - OverlayScrollBar::thickness, 0, OverlayScrollBar::thickness, height());
+    m_scrollBar->setGeometry(QStyle::visualRect(layoutDirection(), rect(), atTheEnd));
+    m_topEdge->setGeometry(0, 0, width(), 1);
+}
+
+void CollectionView::changeEvent(QEvent* event)
+{
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::LayoutDirectionChange) {
+        placeEdges();
+        refreshVisibleViews();
+    }
 }
 
 void CollectionView::showEvent(QShowEvent*)
 {
     refreshVisibleViews();
+}
+
+void CollectionView::updateHoverSoon()
+{
+    if (!underMouse() || std::exchange(m_isHoverUpdatePending, true)) {
+        return;
+    }
+    // When the present event is done with: it may be the click of a cell that has just been moved.
+    QMetaObject::invokeMethod(
+        this, [this] { updateHover(); }, Qt::QueuedConnection);
+}
+
+void CollectionView::updateHover()
+{
+    m_isHoverUpdatePending = false;
+    QWindow* native = window()->windowHandle();
+    if (!native || !isVisible() || QGuiApplication::mouseButtons() != Qt::NoButton) {
+        return;
+    }
+    // The toolkit looks for what is under the pointer when the pointer moves, and knows which view to leave.
+    const QPointF pointer = QCursor::pos();
+    QMouseEvent move(QEvent::MouseMove, native->mapFromGlobal(pointer), pointer, Qt::NoButton, Qt::NoButton,
+                     QGuiApplication::keyboardModifiers());
+    QCoreApplication::sendEvent(native, &move);
+    // It tells nothing to a view that has stayed, and has forgotten the pointer when it was used again.
+    for (CollectionViewItem* item : visibleItems()) {
+        item->setMouseInside(item->underMouse());
+    }
 }
 
 void CollectionView::wheelEvent(QWheelEvent* event)

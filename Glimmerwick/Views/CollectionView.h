@@ -100,6 +100,14 @@ public:
     CollectionViewItem* item(IndexPath path) const;
     CollectionReusableView* header(std::size_t section) const;
     std::vector<CollectionViewItem*> visibleItems() const;
+    /// The selected item's view while a part of it is in sight, else null.
+    CollectionViewItem* selectedView() const;
+    /// The headers and items of which a part is in sight, in the order that they are read in.
+    std::vector<QWidget*> viewsInSight() const;
+
+    /// Tells assistive technology again where the keys go: to the selected item, if it is in sight, or to the
+    /// view. A change of that is told without asking.
+    void announceFocus();
 
     /// The height in the content at which the visible part begins.
     double visibleTop() const { return m_visibleTop; }
@@ -108,7 +116,7 @@ public:
     void scrollTo(double top);
     /// The completion runs once, when the position is reached or when something else moves the content
     /// before.
-    void scrollTo(double top, std::chrono::milliseconds duration, QEasingCurve::Type curve,
+    void scrollTo(double top, std::chrono::milliseconds duration, const QEasingCurve& curve,
                   std::function<void()> completion = nullptr);
     void scrollToItem(IndexPath path, ScrollPosition position);
 
@@ -116,9 +124,18 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
     void showEvent(QShowEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
+    void changeEvent(QEvent* event) override;
 
 private:
     struct Pool;
+
+    /// In the content; mirrored where text runs from the right.
+    QRect frameOf(const Rect& rect) const;
+    bool isInSight(const QWidget& view) const;
+    void placeEdges();
+    void announceChangedFocus();
+    void updateHoverSoon();
+    void updateHover();
 
     void rebuildLayout();
     void refreshVisibleViews();
@@ -128,7 +145,7 @@ private:
     void recycleItems(const std::function<bool(IndexPath)>& isRecycled);
     void recycleHeaders(const std::function<bool(std::size_t)>& isRecycled);
     void setVisibleTop(double top);
-    void startScrollAnimation(double top, std::chrono::milliseconds duration, QEasingCurve::Type curve);
+    void startScrollAnimation(double top, std::chrono::milliseconds duration, const QEasingCurve& curve);
     void endScrollAnimation();
     void itemClicked(CollectionViewItem& item, SelectionModifier modifier);
 
@@ -145,8 +162,13 @@ private:
     std::map<std::size_t, CollectionReusableView*> m_headers;
     std::set<IndexPath> m_prefetched;
     std::unique_ptr<Pool> m_pool;
-    QVariantAnimation m_scrollAnimation;
+    QVariantAnimation m_scrollAnimation{this};
     std::function<void()> m_scrollCompletion;
+    /// The item that was last told to get the keys; none while it was the view itself.
+    std::optional<IndexPath> m_announcedItem;
+    /// Meanwhile the scroll to an item moves others out of sight, which is not told.
+    bool m_isSelecting = false;
+    bool m_isHoverUpdatePending = false;
 };
 
 } // namespace glimmerwick

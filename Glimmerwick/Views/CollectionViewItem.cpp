@@ -1,10 +1,19 @@
 #include "Views/CollectionViewItem.h"
 
+#include "Views/Accessibility.h"
+
 #include <QMouseEvent>
 
 #include <utility>
 
 namespace glimmerwick {
+
+void CollectionViewItem::setSelected(bool selected)
+{
+    if (std::exchange(m_isSelected, selected) != selected) {
+        accessibility::announceSelection(*this);
+    }
+}
 
 void CollectionViewItem::performClick()
 {

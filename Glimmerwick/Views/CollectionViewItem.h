@@ -24,8 +24,18 @@ class CollectionViewItem : public CollectionReusableView {
 public:
     explicit CollectionViewItem(QWidget* parent = nullptr) : CollectionReusableView(parent) { }
 
+    void prepareForReuse() override { setSelected(false); }
+
     bool isSelected() const { return m_isSelected; }
-    virtual void setSelected(bool selected) { m_isSelected = selected; }
+    virtual void setSelected(bool selected);
+
+    /// Whether the pointer is over the item. The toolkit tells so by entering and leaving, but not what comes
+    /// under a pointer that stays where it is.
+    virtual void setMouseInside(bool) { }
+
+    /// Whether the item has something to choose from besides picking it.
+    virtual bool hasMenu() const { return false; }
+    virtual void showMenu() { }
 
     /// For the collection view.
     std::function<void(CollectionViewItem&, SelectionModifier)> onClick;

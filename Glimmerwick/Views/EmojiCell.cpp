@@ -54,7 +54,7 @@ EmojiCell::EmojiCell(const Services& services, QWidget* parent)
     setFocusPolicy(Qt::NoFocus);
     resize(EmojiCell::sizeHint());
     m_feedbackAnimation.setDuration(static_cast<int>(feedbackDuration.count()));
-    m_feedbackAnimation.setEasingCurve(QEasingCurve::OutQuad);
+    m_feedbackAnimation.setEasingCurve(style::easeOut());
     QObject::connect(&m_feedbackAnimation, &QVariantAnimation::valueChanged, this,
                      [this](const QVariant& value) { setFeedbackColor(value.value<QColor>()); });
 }
@@ -66,6 +66,7 @@ void EmojiCell::configure(const Emoji& emoji)
     m_emoji = emoji;
     const std::string text = m_services.skinTonePreferences.applyPreferredSkinTone(emoji);
     setAccessibleName(toQString(text));
+    setAccessibleDescription(toQString(emoji.name));
     accessibility::identify(*this, toQString(emoji.char_));
     if (m_services.emojiDataManager.isEmojiNativelySupported(emoji)) {
         m_text = text;
@@ -88,8 +89,9 @@ void EmojiCell::prepareForReuse()
     showPicture(Picture::none, {});
     m_isMouseInside = false;
     m_isPressed = false;
-    setSelected(false);
+    updateBackgroundColor();
     setAccessibleName({});
+    setAccessibleDescription({});
     accessibility::identify(*this, {});
 }
 
@@ -97,6 +99,14 @@ void EmojiCell::setSelected(bool selected)
 {
     CollectionViewItem::setSelected(selected);
     updateBackgroundColor();
+}
+
+void EmojiCell::setMouseInside(bool isInside)
+{
+    m_isPressed = m_isPressed && isInside;
+    if (std::exchange(m_isMouseInside, isInside) != isInside) {
+        updateBackgroundColor();
+    }
 }
 
 void EmojiCell::loadFallbackImage(const Emoji& emoji)
@@ -219,7 +229,7 @@ void EmojiCell::drawAhead(const std::string& text, double devicePixelRatio)
 
 bool EmojiCell::showSkinTones()
 {
-    if (!m_emoji || !m_emoji->skinTones) {
+    if (!hasMenu()) {
         return false;
     }
     const Emoji emoji = *m_emoji;
@@ -230,16 +240,13 @@ bool EmojiCell::showSkinTones()
 void EmojiCell::enterEvent(QEnterEvent* event)
 {
     CollectionViewItem::enterEvent(event);
-    m_isMouseInside = true;
-    updateBackgroundColor();
+    setMouseInside(true);
 }
 
 void EmojiCell::leaveEvent(QEvent* event)
 {
     CollectionViewItem::leaveEvent(event);
-    m_isMouseInside = false;
-    m_isPressed = false;
-    updateBackgroundColor();
+    setMouseInside(false);
 }
 
 void EmojiCell::mousePressEvent(QMouseEvent* event)
@@ -272,12 +279,7 @@ void EmojiCell::mouseMoveEvent(QMouseEvent* event)
         m_longPress.reset();
     }
     // While a button is held the window system sends no enter and leave.
-    const bool isInside = rect().contains(event->position().toPoint());
-    if (m_isMouseInside != isInside) {
-        m_isMouseInside = isInside;
-        m_isPressed = m_isPressed && isInside;
-        updateBackgroundColor();
-    }
+    setMouseInside(rect().contains(event->position().toPoint()));
 }
 
 void EmojiCell::mouseReleaseEvent(QMouseEvent* event)
@@ -294,9 +296,9 @@ void EmojiCell::mouseReleaseEvent(QMouseEvent* event)
 void EmojiCell::handleLongPress()
 {
     m_longPress.reset();
-    if (showSkinTones()) {
-        cancelClick();
-    }
+    // Without tones, too: whoever holds the button waits for them, and not for a pick.
+    cancelClick();
+    showSkinTones();
 }
 
 void EmojiCell::hideEvent(QHideEvent* event)

@@ -43,6 +43,9 @@ public:
     void configure(const Emoji& emoji);
     void prepareForReuse() override;
     void setSelected(bool selected) override;
+    void setMouseInside(bool isInside) override;
+    bool hasMenu() const override { return m_emoji && m_emoji->skinTones; }
+    void showMenu() override { showSkinTones(); }
 
     const std::optional<Emoji>& emoji() const { return m_emoji; }
     /// The emoji's text as it is drawn, UTF-8; empty while a picture is shown.

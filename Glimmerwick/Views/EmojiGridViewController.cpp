@@ -11,6 +11,7 @@
 #include "Views/Accessibility.h"
 #include "Views/CategoryHeaderView.h"
 #include "Views/EmojiCell.h"
+#include "Views/NoResultsLabel.h"
 #include "Views/SearchBarView.h"
 #include "Views/SkinTonePopoverController.h"
 #include "Views/Style.h"
@@ -18,7 +19,6 @@
 #include <QCoreApplication>
 #include <QGridLayout>
 #include <QGuiApplication>
-#include <QPainter>
 #include <QScreen>
 #include <QThread>
 
@@ -34,7 +34,6 @@ namespace {
 
 constexpr const char* itemIdentifier = "EmojiCell";
 constexpr const char* headerIdentifier = "CategoryHeader";
-constexpr int noResultsFontSize = 14;
 constexpr std::chrono::milliseconds scrollToTopDuration(200);
 constexpr std::chrono::milliseconds scrollToCategoryDuration(300);
 /// How many emoji are drawn ahead of need before other work gets its turn.
@@ -43,25 +42,6 @@ constexpr std::size_t warmedPerTurn = 8;
 constexpr std::size_t warmedCount = 56;
 /// Of the picture that a cell draws before it has one from the server.
 constexpr double renderingFontSize = 28;
-
-class NoResultsLabel : public QLabel {
-public:
-    NoResultsLabel() : QLabel(QStringLiteral("No results found"))
-    {
-        setAlignment(Qt::AlignCenter);
-        setFont(style::systemFont(noResultsFontSize, QFont::Medium));
-        setAttribute(Qt::WA_TransparentForMouseEvents);
-        hide();
-    }
-
-protected:
-    void paintEvent(QPaintEvent*) override
-    {
-        QPainter painter(this);
-        painter.setPen(style::secondaryLabel());
-        painter.drawText(rect(), Qt::AlignCenter, text());
-    }
-};
 
 } // namespace
 
@@ -119,6 +99,7 @@ void EmojiGridViewController::setupCollectionView()
 {
     m_collectionView = new CollectionView(m_view);
     accessibility::identify(*m_collectionView, QStringLiteral("emojiGrid"));
+    m_collectionView->setAccessibleName(QCoreApplication::translate("EmojiGridViewController", "Emoji"));
     const EmojiCell::Services services{m_platform, m_emojiDataManager, m_skinTonePreferences, m_emojiRenderer,
                                        m_skinTonePopoverController};
     m_collectionView->registerItem(itemIdentifier, [services] { return new EmojiCell(services); });
@@ -133,7 +114,7 @@ void EmojiGridViewController::setupCollectionView()
 void EmojiGridViewController::setupNoResultsLabel()
 {
     m_noResultsLabel = new NoResultsLabel;
-    static_cast<QGridLayout*>(m_view->layout())->addWidget(m_noResultsLabel, 0, 0, Qt::AlignCenter);
+    static_cast<QGridLayout*>(m_view->layout())->addWidget(m_noResultsLabel, 0, 0);
 }
 
 void EmojiGridViewController::setupNotificationObservers()
@@ -372,7 +353,7 @@ void EmojiGridViewController::scrollToTop(Animation animation)
     if (animation == Animation::none) {
         m_collectionView->scrollTo(0);
     } else {
-        m_collectionView->scrollTo(0, scrollToTopDuration, QEasingCurve::OutQuad);
+        m_collectionView->scrollTo(0, scrollToTopDuration, style::easeOut());
     }
 }
 
@@ -390,11 +371,16 @@ void EmojiGridViewController::scrollToCategory(const EmojiCategory& category, An
     m_visibleCategory.setCurrent(category.id);
     // On its way the scroll passes other categories, and the last one may be too short to reach the top:
     // neither may take the highlight off the tab that the user clicked.
+    const int scroll = ++m_scrollToCategory;
     m_isScrollingToCategory = true;
     const auto duration =
         animation == Animation::none ? std::chrono::milliseconds(0) : scrollToCategoryDuration;
-    m_collectionView->scrollTo(header->y, duration, QEasingCurve::InOutQuad,
-                               [this] { m_isScrollingToCategory = false; });
+    m_collectionView->scrollTo(header->y, duration, style::easeInEaseOut(), [this, scroll] {
+        // A scroll ends when the next one takes its place, too.
+        if (scroll == m_scrollToCategory) {
+            m_isScrollingToCategory = false;
+        }
+    });
 }
 
 std::size_t EmojiGridViewController::numberOfSections() const

@@ -141,6 +141,8 @@ private:
     QPointer<QLabel> m_noResultsLabel;
     bool m_isViewLoaded = false;
     bool m_isScrollingToCategory = false;
+    /// The number of the latest such scroll.
+    int m_scrollToCategory = 0;
     int m_warmGeneration = 0;
     std::unordered_map<std::string, PrefetchTask> m_activePrefetchTasks;
     std::vector<Registration> m_observers;

@@ -1,7 +1,7 @@
 #include "Views/IconButton.h"
 
+#include "Views/AccessibleControls.h"
 #include "Views/Style.h"
-#include "Views/SymbolLibrary.h"
 
 #include <QPainter>
 
@@ -15,9 +15,10 @@ constexpr double cornerRadius = 6;
 
 IconButton::IconButton(const SymbolLibrary& symbols, const std::string& symbol, int symbolSize,
                        HoverFill hoverFill, QWidget* parent)
-    : QAbstractButton(parent), m_symbolPath(symbols.path(symbol)), m_symbolSize(symbolSize),
+    : QAbstractButton(parent), m_symbol(symbols.symbol(symbol)), m_symbolSize(symbolSize),
       m_hoverFill(hoverFill)
 {
+    accessibility::installControls();
     setFocusPolicy(Qt::NoFocus);
     setCursor(Qt::ArrowCursor);
 }
@@ -49,11 +50,10 @@ void IconButton::paintEvent(QPaintEvent*)
         painter.setBrush(isDown() ? style::separator() : style::fieldBackground());
         painter.drawRoundedRect(rect(), cornerRadius, cornerRadius);
     }
-    if (!m_symbolPath.isEmpty()) {
-        const QColor color = m_isMouseInside ? style::label() : style::secondaryLabel();
-        painter.drawPixmap((width() - m_symbolSize) / 2, (height() - m_symbolSize) / 2,
-                           SymbolLibrary::pixmap(m_symbolPath, m_symbolSize, color, devicePixelRatioF()));
-    }
+    QRectF symbolRect(0, 0, m_symbolSize, m_symbolSize);
+    symbolRect.moveCenter(QRectF(rect()).center());
+    SymbolLibrary::draw(painter, symbolRect, m_symbol,
+                        m_isMouseInside ? style::label() : style::secondaryLabel());
 }
 
 } // namespace glimmerwick

@@ -1,13 +1,12 @@
 #pragma once
 
+#include "Views/SymbolLibrary.h"
+
 #include <QAbstractButton>
-#include <QString>
 
 #include <string>
 
 namespace glimmerwick {
-
-class SymbolLibrary;
 
 /// A borderless button that shows a symbol. Never takes the keyboard focus. Main thread.
 class IconButton : public QAbstractButton {
@@ -26,7 +25,7 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
-    QString m_symbolPath;
+    Symbol m_symbol;
     int m_symbolSize;
     HoverFill m_hoverFill;
     bool m_isMouseInside = false;

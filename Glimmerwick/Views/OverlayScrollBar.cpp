@@ -28,7 +28,10 @@ OverlayScrollBar::OverlayScrollBar(QWidget* parent) : QWidget(parent)
     m_fade.setEndValue(1.0);
     m_fade.setDuration(fadeDuration);
     QObject::connect(&m_fade, &QVariantAnimation::valueChanged, this, [this](const QVariant& value) {
-        m_opacity = std::clamp((1 - value.toDouble()) / (1 - standing), 0.0, 1.0);
+        const double left = 1 - value.toDouble();
+        // Without animations it stands as long, and is gone.
+        m_opacity =
+            style::animationsEnabled() ? std::clamp(left / (1 - standing), 0.0, 1.0) : (left > 0 ? 1.0 : 0.0);
         update();
     });
     hide();
@@ -60,7 +63,8 @@ QRectF OverlayScrollBar::thumb() const
     const double range = std::max(1.0, m_contentHeight - m_visibleHeight);
     const double top = edge + (track - thumbHeight) * std::clamp(m_top / range, 0.0, 1.0);
     const double thumbWidth = m_isMouseInside || m_grip ? wideWidth : thinWidth;
-    return {width() - edge - thumbWidth, top, thumbWidth, thumbHeight};
+    const double left = layoutDirection() == Qt::RightToLeft ? edge : width() - edge - thumbWidth;
+    return {left, top, thumbWidth, thumbHeight};
 }
 
 double OverlayScrollBar::contentPerPoint() const

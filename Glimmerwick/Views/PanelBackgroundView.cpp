@@ -1,5 +1,6 @@
 #include "Views/PanelBackgroundView.h"
 
+#include "Views/DevicePixels.h"
 #include "Views/Style.h"
 
 #include <QPainter>
@@ -12,9 +13,9 @@ PanelBackgroundView::PanelBackgroundView(Material material, QWidget* window)
     setGeometry(window->rect());
 }
 
-void PanelBackgroundView::setBlending(Blending blending)
+void PanelBackgroundView::setBackdrop(Backdrop backdrop)
 {
-    m_blending = blending;
+    m_backdrop = backdrop;
     update();
 }
 
@@ -34,15 +35,12 @@ void PanelBackgroundView::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    QColor fill = style::panelBackground();
-    if (m_blending == Blending::opaque) {
-        fill.setAlpha(255);
-        // The mask's corners are not smooth; a fill of the whole rectangle keeps what it lets through even.
+    const QColor fill = style::panelBackground(m_backdrop);
+    if (m_backdrop == Backdrop::opaque) {
+        // The shape's corners are not smooth; a fill of the whole rectangle keeps what it lets through even.
         painter.fillRect(rect(), fill);
     }
-    painter.setPen(QPen(style::panelBorder(), 1));
-    painter.setBrush(fill);
-    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius, cornerRadius);
+    devicePixels::drawFramed(painter, rect(), cornerRadius, fill, style::panelBorder());
 }
 
 } // namespace glimmerwick

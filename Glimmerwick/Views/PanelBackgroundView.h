@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/PanelHost.h"
+
 #include <QWidget>
 
 namespace glimmerwick {
@@ -9,14 +11,12 @@ class PanelBackgroundView : public QWidget {
 public:
     /// Glass has a content view of its own above it.
     enum class Material { hudWindow, glass };
-    enum class Blending { translucent, opaque };
 
     static constexpr int cornerRadius = 16;
 
     PanelBackgroundView(Material material, QWidget* window);
 
-    /// Opaque where nothing blends translucent windows.
-    void setBlending(Blending blending);
+    void setBackdrop(Backdrop backdrop);
 
     /// The view that the panel's content goes into.
     QWidget* contentView() const;
@@ -27,7 +27,7 @@ protected:
 
 private:
     QWidget* m_glassContentView = nullptr;
-    Blending m_blending = Blending::translucent;
+    Backdrop m_backdrop = Backdrop::translucent;
 };
 
 } // namespace glimmerwick

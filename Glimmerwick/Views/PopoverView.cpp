@@ -3,6 +3,7 @@
 #include "Views/Style.h"
 
 #include <QApplication>
+#include <QGraphicsOpacityEffect>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
@@ -19,6 +20,7 @@ constexpr double arrowHalfWidth = 8;
 constexpr int shadowMargin = 12;
 constexpr int shadowRings = 10;
 constexpr double shadowOffset = 2;
+constexpr int fadeDuration = 150;
 
 Rect toRect(const QRect& rect)
 {
@@ -59,8 +61,48 @@ PopoverView::PopoverView(QWidget* content, QWidget& anchor, PopoverEdge preferre
     m_content->setParent(this);
     place(preferredEdge);
     QApplication::instance()->installEventFilter(this);
+    m_fade.setDuration(fadeDuration);
+    QObject::connect(&m_fade, &QVariantAnimation::valueChanged, this,
+                     [this](const QVariant& value) { setOpacity(value.toDouble()); });
+    QObject::connect(&m_fade, &QVariantAnimation::finished, this, [this] {
+        if (m_isClosed) {
+            hide();
+        }
+    });
+    if (style::animationsEnabled()) {
+        fade(0, 1);
+    }
     show();
     raise();
+}
+
+void PopoverView::fade(double from, double to)
+{
+    m_fade.stop();
+    m_fade.setStartValue(from);
+    m_fade.setEndValue(to);
+    setOpacity(from);
+    m_fade.start();
+}
+
+void PopoverView::setOpacity(double opacity)
+{
+    if (opacity >= 1) {
+        setGraphicsEffect(nullptr);
+        return;
+    }
+    auto* effect = qobject_cast<QGraphicsOpacityEffect*>(graphicsEffect());
+    if (!effect) {
+        effect = new QGraphicsOpacityEffect(this);
+        setGraphicsEffect(effect);
+    }
+    effect->setOpacity(opacity);
+}
+
+double PopoverView::opacity() const
+{
+    const auto* effect = qobject_cast<QGraphicsOpacityEffect*>(graphicsEffect());
+    return effect ? effect->opacity() : 1;
 }
 
 void PopoverView::place(PopoverEdge preferredEdge)
@@ -80,8 +122,13 @@ void PopoverView::close()
         return;
     }
     QApplication::instance()->removeEventFilter(this);
-    hide();
-    deleteLater();
+    if (style::animationsEnabled() && isVisible()) {
+        setAttribute(Qt::WA_TransparentForMouseEvents);
+        fade(opacity(), 0);
+    } else {
+        hide();
+        deleteLater();
+    }
     if (const auto told = std::exchange(onClose, nullptr)) {
         told();
     }
@@ -89,14 +136,19 @@ void PopoverView::close()
 
 bool PopoverView::eventFilter(QObject* watched, QEvent* event)
 {
-    const bool isPointing = event->type() == QEvent::MouseButtonPress || event->type() == QEvent::Wheel;
+    const bool isPressing =
+        event->type() == QEvent::MouseButtonPress || event->type() == QEvent::MouseButtonDblClick;
+    const bool isPointing = isPressing || event->type() == QEvent::Wheel;
     const bool isPointingOutside =
         isPointing && isOutside(qobject_cast<QWidget*>(watched), *static_cast<QSinglePointEvent*>(event));
     const bool losesAnchor = event->type() == QEvent::Hide && watched == m_anchor;
-    if (isPointingOutside || losesAnchor) {
-        close();
+    if (!isPointingOutside && !losesAnchor) {
+        return false;
     }
-    return false;
+    const bool isSwallowed =
+        isPressing && isPointingOutside && static_cast<QWidget*>(watched)->window() == window();
+    close();
+    return isSwallowed;
 }
 
 bool PopoverView::isOutside(const QWidget* view, const QSinglePointEvent& event) const
@@ -110,6 +162,8 @@ bool PopoverView::isOutside(const QWidget* view, const QSinglePointEvent& event)
 
 void PopoverView::hideEvent(QHideEvent*)
 {
+    m_fade.stop();
+    deleteLater();
     close();
 }
 

@@ -10,6 +10,10 @@
 #include "Views/IconButton.h"
 #include "Views/SymbolLibrary.h"
 
+#include <QCoreApplication>
+#include <QEvent>
+#include <QStyle>
+
 #include <any>
 #include <map>
 #include <utility>
@@ -48,8 +52,9 @@ void SearchBarView::setupViews()
 {
     accessibility::identify(*this, QStringLiteral("searchBarView"));
     accessibility::identify(*m_menuButton, QStringLiteral("menuButton"));
-    m_menuButton->setAccessibleName(QStringLiteral("Menu"));
-    m_menuButton->setToolTip(QStringLiteral("Menu"));
+    const QString menuTitle = QCoreApplication::translate("SearchBarView", "Menu");
+    m_menuButton->setAccessibleName(menuTitle);
+    m_menuButton->setToolTip(menuTitle);
     QObject::connect(m_menuButton, &QAbstractButton::clicked, this, [this] { menuButtonClicked(); });
 
     m_searchField->onTextDidChange = [this] { performSearch(); };
@@ -133,20 +138,51 @@ void SearchBarView::searchFieldAction()
 
 void SearchBarView::menuButtonClicked()
 {
-    if (m_menu) {
-        m_menu->close();
+    if (PanelMenu* open = menu()) {
+        open->close();
         return;
     }
     MenuHost& menuHost = m_platform.menuHost;
-    m_menu = PanelMenu::popUp({{"Quit", "q", [&menuHost] { menuHost.terminate(); }}}, *this, {0, height()});
+    m_menu = PanelMenu::popUp({{toUtf8(QCoreApplication::translate("SearchBarView", "Quit")), "q",
+                                [&menuHost] { menuHost.terminate(); }}},
+                              *this, {0, height()});
+    m_menu->setAccessibleName(m_menuButton->accessibleName());
+}
+
+bool SearchBarView::MenuOverlay::handleKey(std::int64_t keyCode)
+{
+    PanelMenu* menu = m_searchBar.menu();
+    return menu && menu->handleKey(keyCode);
+}
+
+void SearchBarView::MenuOverlay::dismiss()
+{
+    if (PanelMenu* menu = m_searchBar.menu()) {
+        menu->close();
+    }
+}
+
+void SearchBarView::changeEvent(QEvent* event)
+{
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::LayoutDirectionChange) {
+        layOut();
+    }
 }
 
 void SearchBarView::resizeEvent(QResizeEvent*)
 {
+    layOut();
+}
+
+void SearchBarView::layOut()
+{
     const int fieldHeight = height() - 2 * verticalInset;
     const int menuX = width() - sideInset - menuButtonSize;
-    m_searchField->setGeometry(sideInset, verticalInset, menuX - gap - sideInset, fieldHeight);
-    m_menuButton->setGeometry(menuX, (height() - menuButtonSize) / 2, menuButtonSize, menuButtonSize);
+    const QRect field(sideInset, verticalInset, menuX - gap - sideInset, fieldHeight);
+    const QRect button(menuX, (height() - menuButtonSize) / 2, menuButtonSize, menuButtonSize);
+    m_searchField->setGeometry(QStyle::visualRect(layoutDirection(), rect(), field));
+    m_menuButton->setGeometry(QStyle::visualRect(layoutDirection(), rect(), button));
 }
 
 } // namespace glimmerwick

@@ -1,12 +1,14 @@
 #pragma once
 
 #include "Platform/Lifetime.h"
+#include "Views/KeyOverlay.h"
 #include "Views/PanelMenu.h"
 #include "Views/SearchField.h"
 
 #include <QPointer>
 #include <QWidget>
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -56,18 +58,34 @@ public:
     /// Gives up the field's keyboard focus.
     void deactivate();
 
+    /// The menu's claim to keys while it is open.
+    KeyOverlay& menuOverlay() { return m_menuOverlay; }
     /// The open menu, or null.
-    PanelMenu* menu() const { return m_menu; }
+    PanelMenu* menu() const { return m_menu && m_menu->isShown() ? m_menu.data() : nullptr; }
 
 protected:
+    void changeEvent(QEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
 
 private:
+    class MenuOverlay : public KeyOverlay {
+    public:
+        explicit MenuOverlay(const SearchBarView& searchBar) : m_searchBar(searchBar) { }
+
+        bool isShown() const override { return m_searchBar.menu() != nullptr; }
+        bool handleKey(std::int64_t keyCode) override;
+        void dismiss() override;
+
+    private:
+        const SearchBarView& m_searchBar;
+    };
+
     void setupViews();
     SearchManager* searchManager() const;
     void performSearch();
     void searchFieldAction();
     void menuButtonClicked();
+    void layOut();
 
     const Platform& m_platform;
     SearchBarViewDelegate* m_delegate = nullptr;
@@ -77,6 +95,7 @@ private:
     SearchField* m_searchField = nullptr;
     IconButton* m_menuButton = nullptr;
     QPointer<PanelMenu> m_menu;
+    MenuOverlay m_menuOverlay{*this};
     Lifetime m_lifetime;
 };
 

@@ -4,14 +4,16 @@
 #include "Platform/Process.h"
 #include "Platform/Qt/Text.h"
 #include "Views/Accessibility.h"
+#include "Views/DevicePixels.h"
 #include "Views/IconButton.h"
 #include "Views/Style.h"
-#include "Views/SymbolLibrary.h"
 
+#include <QCoreApplication>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QScopedValueRollback>
+#include <QStyle>
 #include <QTextBoundaryFinder>
 
 #include <algorithm>
@@ -26,29 +28,28 @@ constexpr int magnifierSize = 14;
 constexpr int magnifierInset = 8;
 constexpr int clearSymbolSize = 14;
 constexpr int clearButtonSize = 22;
-constexpr int textInsetLeft = magnifierInset + magnifierSize + 4;
+constexpr int textInset = magnifierInset + magnifierSize + 4;
 
 } // namespace
 
 SearchField::SearchField(const Platform& platform, QWidget* parent) : QLineEdit(parent)
 {
     const SymbolLibrary symbols(platform.process.resourcesDirectory);
-    m_magnifierPath = symbols.path("magnifyingglass");
+    m_magnifier = symbols.symbol("magnifyingglass");
     m_clearButton =
         new IconButton(symbols, "xmark.circle.fill", clearSymbolSize, IconButton::HoverFill::none, this);
-    m_clearButton->setAccessibleName(QStringLiteral("Clear"));
+    m_clearButton->setAccessibleName(QCoreApplication::translate("SearchField", "Clear"));
     m_clearButton->hide();
 
     accessibility::identify(*this, QStringLiteral("emojiSearchField"));
-    setPlaceholderText(QStringLiteral("Search emoji..."));
+    setPlaceholderText(QCoreApplication::translate("SearchField", "Search emoji..."));
     setAccessibleName(placeholderText());
     setFrame(false);
-    setFont(style::systemFont(fontSize));
-    setTextMargins(textInsetLeft, 0, clearButtonSize, 0);
     setMinimumHeight(28);
     // The toolkit's menu is a window of its own, which would take the keyboard away from the panel.
     setContextMenuPolicy(Qt::NoContextMenu);
-    applyColors();
+    applyStyle();
+    layOut();
 
     QObject::connect(this, &QLineEdit::textChanged, m_clearButton,
                      [this](const QString& text) { m_clearButton->setVisible(!text.isEmpty()); });
@@ -119,13 +120,27 @@ void SearchField::placeCaretByCharacterCount()
     setCursorPosition(static_cast<int>(caret));
 }
 
-void SearchField::applyColors()
+void SearchField::applyStyle()
 {
     QPalette colors = palette();
     colors.setColor(QPalette::Base, Qt::transparent);
     colors.setColor(QPalette::Text, style::label());
     colors.setColor(QPalette::PlaceholderText, style::secondaryLabel());
-    setPalette(colors);
+    if (colors != palette()) {
+        setPalette(colors);
+    }
+    if (const QFont wanted = style::systemFont(fontSize); wanted != font()) {
+        setFont(wanted);
+    }
+}
+
+void SearchField::layOut()
+{
+    const bool isMirrored = layoutDirection() == Qt::RightToLeft;
+    setTextMargins(isMirrored ? clearButtonSize : textInset, 0, isMirrored ? textInset : clearButtonSize, 0);
+    const QRect clear(width() - clearButtonSize - 2, (height() - clearButtonSize) / 2, clearButtonSize,
+                      clearButtonSize);
+    m_clearButton->setGeometry(QStyle::visualRect(layoutDirection(), rect(), clear));
 }
 
 void SearchField::paintEvent(QPaintEvent* event)
@@ -133,14 +148,10 @@ void SearchField::paintEvent(QPaintEvent* event)
     {
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
-        painter.setPen(QPen(style::separator(), 1));
-        painter.setBrush(style::fieldBackground());
-        painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius, cornerRadius);
-        if (!m_magnifierPath.isEmpty()) {
-            painter.drawPixmap(magnifierInset, (height() - magnifierSize) / 2,
-                               SymbolLibrary::pixmap(m_magnifierPath, magnifierSize, style::secondaryLabel(),
-                                                     devicePixelRatioF()));
-        }
+        devicePixels::drawFramed(painter, rect(), cornerRadius, style::fieldBackground(), style::separator());
+        const QRect magnifier(magnifierInset, (height() - magnifierSize) / 2, magnifierSize, magnifierSize);
+        SymbolLibrary::draw(painter, QStyle::visualRect(layoutDirection(), rect(), magnifier), m_magnifier,
+                            style::secondaryLabel());
     }
     QLineEdit::paintEvent(event);
 }
@@ -148,8 +159,7 @@ void SearchField::paintEvent(QPaintEvent* event)
 void SearchField::resizeEvent(QResizeEvent* event)
 {
     QLineEdit::resizeEvent(event);
-    m_clearButton->setGeometry(width() - clearButtonSize - 2, (height() - clearButtonSize) / 2,
-                               clearButtonSize, clearButtonSize);
+    layOut();
 }
 
 void SearchField::keyPressEvent(QKeyEvent* event)
@@ -194,11 +204,31 @@ void SearchField::mouseReleaseEvent(QMouseEvent* event)
     }
 }
 
+bool SearchField::event(QEvent* event)
+{
+    const bool isRecognized = QLineEdit::event(event);
+    // These reach no change handler.
+    if (event->type() == QEvent::ApplicationFontChange || event->type() == QEvent::ApplicationPaletteChange) {
+        applyStyle();
+    }
+    return isRecognized;
+}
+
 void SearchField::changeEvent(QEvent* event)
 {
     QLineEdit::changeEvent(event);
-    if (event->type() == QEvent::ApplicationPaletteChange || event->type() == QEvent::ThemeChange) {
-        applyColors();
+    switch (event->type()) {
+    // Also sent when colours outside the palette have changed, like those of text with high contrast.
+    case QEvent::PaletteChange:
+    case QEvent::FontChange:
+    case QEvent::ThemeChange:
+        applyStyle();
+        break;
+    case QEvent::LayoutDirectionChange:
+        layOut();
+        break;
+    default:
+        break;
     }
 }
 

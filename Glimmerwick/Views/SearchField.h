@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Views/SymbolLibrary.h"
+
 #include <QLineEdit>
 
 #include <functional>
@@ -37,6 +39,7 @@ public:
     void placeCaretByCharacterCount();
 
 protected:
+    bool event(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
@@ -49,9 +52,11 @@ private:
     bool editsWithoutPrimarySelection(const QKeyEvent& event);
     void sendAction();
     void tellOfChange();
-    void applyColors();
+    /// Takes over colours and font where they have changed.
+    void applyStyle();
+    void layOut();
 
-    QString m_magnifierPath;
+    Symbol m_magnifier;
     IconButton* m_clearButton = nullptr;
     bool m_isEditingForUser = false;
 };

@@ -6,10 +6,12 @@
 #include "Views/SkinToneSelectorView.h"
 #include "Views/Style.h"
 
+#include <QCoreApplication>
 #include <QMouseEvent>
 #include <QPainter>
 
 #include <string_view>
+#include <utility>
 
 namespace glimmerwick {
 
@@ -20,6 +22,7 @@ constexpr int emojiSize = 24;
 constexpr double cornerRadius = 6;
 constexpr double pressedAlpha = 0.3;
 constexpr double selectedAlpha = 0.2;
+constexpr double markWidth = 1.5;
 constexpr std::string_view wavingHand = "1f44b";
 
 QString identifier(SkinTone tone)
@@ -28,12 +31,35 @@ QString identifier(SkinTone tone)
     return QStringLiteral("skinToneButton_") + toQString(modifier.empty() ? "default" : modifier);
 }
 
+QString description(SkinTone tone)
+{
+    const auto text = [](const char* source) {
+        return QCoreApplication::translate("SkinToneButton", source);
+    };
+    switch (tone) {
+    case SkinTone::default_:
+        return text(QT_TRANSLATE_NOOP("SkinToneButton", "default skin tone"));
+    case SkinTone::light:
+        return text(QT_TRANSLATE_NOOP("SkinToneButton", "light skin tone"));
+    case SkinTone::mediumLight:
+        return text(QT_TRANSLATE_NOOP("SkinToneButton", "medium-light skin tone"));
+    case SkinTone::medium:
+        return text(QT_TRANSLATE_NOOP("SkinToneButton", "medium skin tone"));
+    case SkinTone::mediumDark:
+        return text(QT_TRANSLATE_NOOP("SkinToneButton", "medium-dark skin tone"));
+    case SkinTone::dark:
+        return text(QT_TRANSLATE_NOOP("SkinToneButton", "dark skin tone"));
+    }
+    return {};
+}
+
 } // namespace
 
 SkinToneButton::SkinToneButton(SkinTone tone, QWidget* parent) : QWidget(parent), m_skinTone(tone)
 {
     accessibility::install();
     accessibility::identify(*this, identifier(tone));
+    setAccessibleDescription(description(tone));
     setFocusPolicy(Qt::NoFocus);
     setFixedSize(side, side);
     setEmojiText(SkinTone::codepointToChar(tone.apply(wavingHand)).value_or(""));
@@ -54,12 +80,18 @@ void SkinToneButton::setSelected(bool selected)
 
 void SkinToneButton::setMarked(bool marked)
 {
-    m_isMarked = marked;
+    if (std::exchange(m_isMarked, marked) == marked) {
+        return;
+    }
     update();
+    if (marked) {
+        accessibility::announceFocus(*this);
+    }
 }
 
 void SkinToneButton::updateAppearance(Pressed pressed)
 {
+    m_pressed = pressed;
     if (pressed == Pressed::yes) {
         m_backgroundColor = style::accent(pressedAlpha);
     } else if (m_isSelected) {
@@ -107,7 +139,7 @@ void SkinToneButton::mousePressEvent(QMouseEvent* event)
 void SkinToneButton::mouseReleaseEvent(QMouseEvent* event)
 {
     event->accept();
-    if (event->button() != Qt::LeftButton) {
+    if (event->button() != Qt::LeftButton || m_pressed == Pressed::no) {
         return;
     }
     updateAppearance(Pressed::no);
@@ -116,13 +148,28 @@ void SkinToneButton::mouseReleaseEvent(QMouseEvent* event)
     }
 }
 
+void SkinToneButton::changeEvent(QEvent* event)
+{
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange) {
+        updateAppearance(m_pressed);
+    }
+}
+
 void SkinToneButton::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(m_isMarked ? QPen(style::accent(), 1.5) : QPen(Qt::NoPen));
+    painter.setPen(Qt::NoPen);
     painter.setBrush(m_backgroundColor);
-    painter.drawRoundedRect(QRectF(rect()).adjusted(0.75, 0.75, -0.75, -0.75), cornerRadius, cornerRadius);
+    painter.drawRoundedRect(rect(), cornerRadius, cornerRadius);
+    if (m_isMarked) {
+        constexpr double inset = markWidth / 2;
+        painter.setPen(QPen(style::accent(), markWidth));
+        painter.setBrush(Qt::NoBrush);
+        painter.drawRoundedRect(QRectF(rect()).adjusted(inset, inset, -inset, -inset), cornerRadius - inset,
+                                cornerRadius - inset);
+    }
     painter.drawPixmap(0, 0,
                        EmojiPixmapCache::shared().pixmap(m_emojiText, emojiSize, side, devicePixelRatioF()));
 }

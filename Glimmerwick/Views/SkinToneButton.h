@@ -30,7 +30,7 @@ public:
     void setSelected(bool selected);
     bool isSelected() const { return m_isSelected; }
 
-    /// Whether the keyboard points here.
+    /// Whether the keyboard points here, which the button shows and tells assistive technology.
     void setMarked(bool marked);
     bool isMarked() const { return m_isMarked; }
 
@@ -47,6 +47,7 @@ protected:
     void leaveEvent(QEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
+    void changeEvent(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
 private:
@@ -55,6 +56,7 @@ private:
     bool m_isSelected = false;
     bool m_isMarked = false;
     bool m_isMouseInside = false;
+    Pressed m_pressed = Pressed::no;
     QColor m_backgroundColor = Qt::transparent;
 };
 

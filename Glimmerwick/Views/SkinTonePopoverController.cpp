@@ -2,6 +2,7 @@
 
 #include "Platform/KeyEvent.h"
 #include "Platform/Platform.h"
+#include "Views/Accessibility.h"
 #include "Views/PopoverView.h"
 
 #include <memory>
@@ -38,6 +39,8 @@ void SkinTonePopoverController::show(const Emoji& emoji, QWidget& relativeTo, Re
     m_popover = new PopoverView(m_selectorView, relativeTo,
                                 preferredEdge == RectEdge::minY ? PopoverEdge::below : PopoverEdge::above);
     m_popover->onClose = [this] { popoverDidClose(); };
+    m_lentKeys = accessibility::lendKeys(*relativeTo.window());
+    accessibility::announceFocus(*m_selectorView->currentButton());
 }
 
 void SkinTonePopoverController::dismiss()
@@ -45,14 +48,14 @@ void SkinTonePopoverController::dismiss()
     if (m_popover) {
         m_popover->close();
     }
-    m_popover = nullptr;
-    m_selectorView = nullptr;
+    popoverDidClose();
 }
 
 void SkinTonePopoverController::popoverDidClose()
 {
     m_popover = nullptr;
     m_selectorView = nullptr;
+    m_lentKeys.reset();
 }
 
 bool SkinTonePopoverController::isShown() const

@@ -2,6 +2,8 @@
 
 #include "Models/Emoji.h"
 #include "Models/SkinTone.h"
+#include "Platform/Registration.h"
+#include "Views/KeyOverlay.h"
 #include "Views/SkinToneSelectorView.h"
 
 #include <QPointer>
@@ -19,7 +21,7 @@ enum class RectEdge { minX, minY, maxX, maxY };
 
 /// Owns the one tone chooser that may be open. It opens inside the window of its anchor and never takes the
 /// keyboard focus. Main thread.
-class SkinTonePopoverController : private SkinToneSelectorDelegate {
+class SkinTonePopoverController : public KeyOverlay, private SkinToneSelectorDelegate {
 public:
     static SkinTonePopoverController& shared();
 
@@ -32,15 +34,15 @@ public:
     /// Opens the chooser next to the anchor, closing one that is open. Nothing happens for an emoji without
     /// tones.
     void show(const Emoji& emoji, QWidget& relativeTo, RectEdge preferredEdge);
-    void dismiss();
+    void dismiss() override;
 
-    bool isShown() const;
+    bool isShown() const override;
     /// The chooser, or null.
     SkinToneSelectorView* selectorView() const;
 
     /// Offers a navigation key to an open chooser: the left and right arrows move its mark, Return chooses,
     /// Escape closes. True when the key was its business; every arrow is.
-    bool handleKey(std::int64_t keyCode);
+    bool handleKey(std::int64_t keyCode) override;
 
 private:
     void didSelect(SkinToneSelectorView& selector, SkinTone tone, const Emoji& emoji) override;
@@ -49,6 +51,7 @@ private:
     SkinTonePreferences& m_preferences;
     QPointer<PopoverView> m_popover;
     QPointer<SkinToneSelectorView> m_selectorView;
+    Registration m_lentKeys;
 };
 
 } // namespace glimmerwick

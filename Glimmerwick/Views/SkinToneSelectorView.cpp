@@ -3,7 +3,9 @@
 #include "Views/Accessibility.h"
 #include "Views/Style.h"
 
+#include <QCoreApplication>
 #include <QPainter>
+#include <QStyle>
 
 #include <algorithm>
 
@@ -23,15 +25,24 @@ SkinToneSelectorView::SkinToneSelectorView(SkinTonePreferences& preferences, QWi
     : QWidget(parent), m_preferences(preferences)
 {
     accessibility::identify(*this, QStringLiteral("skinToneSelector"));
+    accessibility::setRole(*this, QAccessible::Grouping);
+    setAccessibleName(QCoreApplication::translate("SkinToneSelectorView", "Skin tones"));
     setFocusPolicy(Qt::NoFocus);
     resize(SkinToneSelectorView::sizeHint());
-    int x = inset;
     for (const SkinTone tone : SkinTone::allCases()) {
         auto* button = new SkinToneButton(tone, this);
-        button->move(x, inset);
         button->action = [this](SkinToneButton& clicked) { skinToneButtonClicked(clicked); };
         m_skinToneButtons.push_back(button);
-        x += buttonSide + spacing;
+    }
+    placeButtons();
+}
+
+void SkinToneSelectorView::placeButtons()
+{
+    QRect place(inset, inset, buttonSide, buttonSide);
+    for (SkinToneButton* button : m_skinToneButtons) {
+        button->setGeometry(QStyle::visualRect(layoutDirection(), QRect(QPoint(), sizeHint()), place));
+        place.translate(buttonSide + spacing, 0);
     }
 }
 
@@ -71,7 +82,7 @@ void SkinToneSelectorView::skinToneButtonClicked(SkinToneButton& button)
     }
 }
 
-std::size_t SkinToneSelectorView::markedIndex() const
+std::size_t SkinToneSelectorView::currentIndex() const
 {
     const auto isMarked = [](const SkinToneButton* button) { return button->isMarked(); };
     auto found = std::find_if(m_skinToneButtons.begin(), m_skinToneButtons.end(), isMarked);
@@ -85,7 +96,8 @@ std::size_t SkinToneSelectorView::markedIndex() const
 void SkinToneSelectorView::moveMark(int buttons)
 {
     const int last = static_cast<int>(m_skinToneButtons.size()) - 1;
-    const int target = std::clamp(static_cast<int>(markedIndex()) + buttons, 0, last);
+    const int step = layoutDirection() == Qt::RightToLeft ? -buttons : buttons;
+    const int target = std::clamp(static_cast<int>(currentIndex()) + step, 0, last);
     for (int index = 0; index <= last; ++index) {
         m_skinToneButtons[static_cast<std::size_t>(index)]->setMarked(index == target);
     }
@@ -93,13 +105,21 @@ void SkinToneSelectorView::moveMark(int buttons)
 
 void SkinToneSelectorView::chooseMarked()
 {
-    m_skinToneButtons[markedIndex()]->performClick();
+    currentButton()->performClick();
 }
 
 QSize SkinToneSelectorView::sizeHint() const
 {
     const int count = static_cast<int>(SkinTone::allCases().size());
     return {count * buttonSide + (count - 1) * spacing + 2 * inset, buttonSide + 2 * inset};
+}
+
+void SkinToneSelectorView::changeEvent(QEvent* event)
+{
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::LayoutDirectionChange) {
+        placeButtons();
+    }
 }
 
 void SkinToneSelectorView::paintEvent(QPaintEvent*)

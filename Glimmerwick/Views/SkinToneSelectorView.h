@@ -38,21 +38,26 @@ public:
 
     const std::vector<SkinToneButton*>& skinToneButtons() const { return m_skinToneButtons; }
 
-    /// Moves the keyboard's mark by so many buttons, from the preferred tone's at first, and not past the
-    /// ends.
+    /// What Return chooses: the marked button, or the preferred tone's when no key has moved the mark.
+    SkinToneButton* currentButton() const { return m_skinToneButtons[currentIndex()]; }
+    /// Moves the keyboard's mark by so many buttons to the right on the screen, from the current one, and not
+    /// past the ends.
     void moveMark(int buttons);
-    /// Chooses the marked tone, or the preferred one when no key has moved the mark.
+    /// Chooses the current button's tone.
     void chooseMarked();
 
     QSize sizeHint() const override;
 
 protected:
+    void changeEvent(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
 private:
     void skinToneButtonClicked(SkinToneButton& button);
     void markPreferred(SkinTone preferred);
-    std::size_t markedIndex() const;
+    std::size_t currentIndex() const;
+    /// The first tone stands where text begins.
+    void placeButtons();
 
     SkinTonePreferences& m_preferences;
     SkinToneSelectorDelegate* m_delegate = nullptr;

@@ -2,23 +2,39 @@
 
 #include <QColor>
 #include <QPixmap>
+#include <QRectF>
 #include <QString>
 
 #include <filesystem>
 #include <string>
 
+class QPainter;
+
 namespace glimmerwick {
 
-/// The program's own symbols: outlines in files named by the symbol, drawn in any colour. Main thread.
+/// A shape that is drawn in any colour. Found by a `SymbolLibrary`.
+struct Symbol {
+    /// The program's own file; empty for an icon of the desktop's theme.
+    QString path;
+    /// Empty for a file.
+    QString themeName;
+
+    bool isEmpty() const { return path.isEmpty() && themeName.isEmpty(); }
+};
+
+/// Symbols by name: the program's own outlines, and for what they lack the one-coloured icons of the
+/// desktop's theme. Main thread.
 class SymbolLibrary {
 public:
     explicit SymbolLibrary(const std::filesystem::path& resourcesDirectory);
 
-    /// The symbol's file; empty when there is none, and for a name that is no plain file name.
-    QString path(const std::string& symbol) const;
+    /// Empty when there is none, and for a name that is no plain file name.
+    Symbol symbol(const std::string& name) const;
 
-    /// The symbol of a file in one colour. Pictures are remembered.
-    static QPixmap pixmap(const QString& path, int size, const QColor& color, double devicePixelRatio);
+    /// The symbol in one colour, in a square of so many device pixels. Pictures are remembered.
+    static QPixmap pixmap(const Symbol& symbol, int pixels, const QColor& color);
+    /// Draws it in the largest square amid the rectangle, on whole device pixels; nothing for an empty one.
+    static void draw(QPainter& painter, const QRectF& rect, const Symbol& symbol, const QColor& color);
 
 private:
     std::filesystem::path m_folder;

@@ -2,12 +2,16 @@
 
 #include "Platform/MainQueue.h"
 #include "Platform/Qt/Text.h"
+#include "Views/AccessibleControls.h"
 #include "Views/Style.h"
 
-#include <QFontMetrics>
+#include <QCoreApplication>
+#include <QFontMetricsF>
 #include <QPainter>
 
+#include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <utility>
 
 namespace glimmerwick {
@@ -18,6 +22,8 @@ constexpr int fontSize = 13;
 constexpr int sideInset = 12;
 constexpr int verticalInset = 6;
 constexpr double cornerRadius = 8;
+/// Kept free at the host's edges.
+constexpr int hostMargin = 8;
 constexpr int fadeDuration = 150;
 constexpr std::chrono::milliseconds visibleDuration(800);
 
@@ -31,6 +37,7 @@ QFont labelFont()
 ToastView::ToastView(const std::string& message, MainQueue& mainQueue)
     : m_message(message), m_mainQueue(mainQueue)
 {
+    accessibility::installControls();
     setAccessibleName(toQString(message));
     setAttribute(Qt::WA_TransparentForMouseEvents);
     setFocusPolicy(Qt::NoFocus);
@@ -43,14 +50,15 @@ ToastView::ToastView(const std::string& message, MainQueue& mainQueue)
 
 void ToastView::showCopied(QWidget& host, std::optional<QPointF> point, MainQueue& mainQueue)
 {
-    auto* toast = new ToastView("Copied!", mainQueue);
+    auto* toast = new ToastView(toUtf8(QCoreApplication::translate("ToastView", "Copied!")), mainQueue);
     toast->show(host, point);
 }
 
 void ToastView::show(QWidget& host, std::optional<QPointF> point, std::function<void()> onDismiss)
 {
     m_onDismiss = std::move(onDismiss);
-    const QSize size = sizeHint();
+    QSize size = sizeHint();
+    size.setWidth(std::min(size.width(), host.width() - 2 * hostMargin));
     const QPointF centre = point.value_or(QRectF(host.rect()).center());
     setParent(&host);
     setGeometry(QRect(
@@ -105,8 +113,9 @@ void ToastView::remove()
 
 QSize ToastView::sizeHint() const
 {
-    const QSize text = QFontMetrics(labelFont()).size(Qt::TextSingleLine, toQString(m_message));
-    return {text.width() + 2 * sideInset, text.height() + 2 * verticalInset};
+    const QSizeF text = QFontMetricsF(labelFont()).size(Qt::TextSingleLine, toQString(m_message));
+    return {static_cast<int>(std::ceil(text.width())) + 2 * sideInset,
+            static_cast<int>(std::ceil(text.height())) + 2 * verticalInset};
 }
 
 void ToastView::paintEvent(QPaintEvent*)
@@ -119,7 +128,10 @@ void ToastView::paintEvent(QPaintEvent*)
     painter.drawRoundedRect(rect(), cornerRadius, cornerRadius);
     painter.setFont(labelFont());
     painter.setPen(Qt::white);
-    painter.drawText(rect(), Qt::AlignCenter | Qt::TextSingleLine, toQString(m_message));
+    const QRect line = rect().adjusted(sideInset, 0, -sideInset, 0);
+    const QString text =
+        QFontMetricsF(painter.font()).elidedText(toQString(m_message), Qt::ElideRight, line.width());
+    painter.drawText(line, Qt::AlignCenter | Qt::TextSingleLine, text);
 }
 
 } // namespace glimmerwick

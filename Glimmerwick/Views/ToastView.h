@@ -22,7 +22,8 @@ public:
     /// The queue runs the automatic dismissal.
     ToastView(const std::string& message, MainQueue& mainQueue);
 
-    /// Shows "Copied!" in the host, centred on the point, or in the host when there is none.
+    /// Shows "Copied!", in the user's language, in the host, centred on the point, or in the host when there
+    /// is none.
     static void showCopied(QWidget& host, std::optional<QPointF> point, MainQueue& mainQueue);
 
     /// `onDismiss` runs once, after the toast has been removed.
@@ -33,6 +34,7 @@ public:
 
     double alpha() const { return m_alpha; }
     const std::string& message() const { return m_message; }
+    /// Of the whole message; narrower, its end is left out.
     QSize sizeHint() const override;
 
 protected:
@@ -46,7 +48,7 @@ private:
     MainQueue& m_mainQueue;
     std::function<void()> m_onDismiss;
     Registration m_dismissTimer;
-    QVariantAnimation m_fade;
+    QVariantAnimation m_fade{this};
     double m_alpha = 0;
     bool m_isDismissing = false;
     Lifetime m_lifetime;

@@ -307,9 +307,29 @@ public:
     void panelDidShow(NativeWindow) override { note("panelDidShow"); }
     void makePanelKey(NativeWindow) override { note("makePanelKey"); }
     void panelWillHide(NativeWindow) override { note("panelWillHide"); }
-    bool isCompositing() override { return compositing; }
+    Backdrop shapePanel(NativeWindow, PanelOutline outline) override
+    {
+        outlines.push_back(outline);
+        return backdrop;
+    }
+    ScreenRect visibleFrame(ScreenRect screen) override
+    {
+        screens.push_back(screen);
+        return {screen.x, screen.y, screen.width, screen.height - dockHeight};
+    }
+    Registration onBackdropChanged(std::function<void()> handler) override
+    {
+        backdropChanged = std::move(handler);
+        return Registration([this] { backdropChanged = nullptr; });
+    }
 
-    bool compositing = true;
+    Backdrop backdrop = Backdrop::translucent;
+    /// In pixels, along the bottom of every screen.
+    int dockHeight = 0;
+    std::vector<ScreenRect> screens;
+    /// Null while nobody listens.
+    std::function<void()> backdropChanged;
+    std::vector<PanelOutline> outlines;
     CallLog calls;
 
 private:

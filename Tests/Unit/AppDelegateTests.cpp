@@ -7,22 +7,33 @@
 #include "Managers/RecentEmojisManager.h"
 #include "Managers/SkinTonePreferences.h"
 #include "Models/Manifest.h"
+#include "Views/CategoryHeaderView.h"
 #include "Views/CategoryTabBar.h"
 #include "Views/CollectionView.h"
+#include "Views/CollectionViewItem.h"
+#include "Views/PanelMenuItem.h"
 #include "Views/SearchBarView.h"
 #include "Views/SearchField.h"
 #include "Views/SkinTonePopoverController.h"
 #include "Views/Style.h"
 #include "Views/ToastView.h"
+#include "Views/ViewsFixture.h"
 
 #include <gmock/gmock.h>
 
+#include <QAbstractButton>
+#include <QAccessible>
 #include <QApplication>
+#include <QLabel>
+#include <QLineEdit>
+#include <QStringList>
+#include <QTranslator>
 
 #include <algorithm>
 #include <chrono>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace glimmerwick {
@@ -130,6 +141,17 @@ protected:
     }
 
     bool isShown() { return delegate->pickerWindow()->isVisible(); }
+
+    /// In the picker, which may be hidden already; null when there is none.
+    ToastView* shownToast()
+    {
+        for (QObject* child : delegate->pickerWindow()->contentContainerView()->children()) {
+            if (auto* toast = dynamic_cast<ToastView*>(child)) {
+                return toast;
+            }
+        }
+        return nullptr;
+    }
 
     std::size_t shownEmojiCount()
     {
@@ -458,6 +480,177 @@ TEST_F(AppDelegateTest, copyPickHidesAtOnceAndLeavesTheTonedEmojiOnTheClipboard)
     system.time.advance(10s);
     EXPECT_EQ(system.pasteboard.contents[pasteboardType::string], "👋🏿");
     EXPECT_TRUE(system.eventPoster.posted.empty());
+}
+
+TEST_F(AppDelegateTest, clickWithOptionCopiesAddsTheToastAndHidesInTheSameTurn)
+{
+    launchAndLoad();
+    pressShortcut();
+    CollectionViewItem& cell = *delegate->emojiGridViewController()->internalCollectionView()->item({0, 1});
+    const std::size_t waiting = system.time.pendingCount();
+
+    tests::click(cell, Qt::AltModifier);
+
+    EXPECT_FALSE(isShown());
+    EXPECT_EQ(system.pasteboard.contents[pasteboardType::string], "🚀");
+    const ToastView* toast = shownToast();
+    ASSERT_NE(toast, nullptr);
+    EXPECT_EQ(toast->message(), "Copied!");
+    EXPECT_EQ(toast->parentWidget(), delegate->pickerWindow()->contentContainerView());
+    EXPECT_GT(system.time.pendingCount(), waiting) << "the toast's end";
+    system.time.advance(10s);
+    EXPECT_TRUE(system.eventPoster.posted.empty());
+}
+
+TEST_F(AppDelegateTest, clickWithoutOptionTypesAndShowsNoToast)
+{
+    launchAndLoad();
+    pressShortcut();
+    CollectionViewItem& cell = *delegate->emojiGridViewController()->internalCollectionView()->item({0, 1});
+
+    tests::click(cell);
+    EXPECT_EQ(shownToast(), nullptr);
+    system.time.advance(10s);
+
+    EXPECT_FALSE(isShown());
+    EXPECT_FALSE(system.eventPoster.posted.empty());
+}
+
+TEST_F(AppDelegateTest, anOpenMenuTakesTheKeysAheadOfTheGrid)
+{
+    launchAndLoad();
+    pressShortcut();
+    SearchBarView& searchBar = *delegate->searchBarView();
+    auto* button = searchBar.findChild<QAbstractButton*>("menuButton");
+    CollectionView& grid = *delegate->emojiGridViewController()->internalCollectionView();
+
+    button->click();
+    press(keyCode::downArrow);
+    EXPECT_FALSE(grid.selectedItem());
+    press(keyCode::escape);
+    EXPECT_EQ(searchBar.menu(), nullptr);
+    EXPECT_TRUE(isShown());
+
+    button->click();
+    press(keyCode::downArrow);
+    press(keyCode::return_);
+    EXPECT_EQ(system.menuHost.terminateCount, 1);
+    EXPECT_TRUE(system.eventPoster.posted.empty());
+}
+
+TEST_F(AppDelegateTest, typingGoesOnBehindAnOpenMenu)
+{
+    launchAndLoad();
+    pressShortcut();
+    delegate->searchBarView()->findChild<QAbstractButton*>("menuButton")->click();
+
+    type("h");
+
+    EXPECT_EQ(delegate->searchBarView()->menu(), nullptr);
+    EXPECT_EQ(delegate->searchBarView()->searchText(), "h");
+}
+
+const QString mark = QStringLiteral("\u2042");
+
+/// A language in which every text is the English one behind a mark.
+class MarkingTranslator : public QTranslator {
+public:
+    MarkingTranslator() { QCoreApplication::installTranslator(this); }
+
+    bool isEmpty() const override { return false; }
+    QString translate(const char* context, const char* source, const char*, int) const override
+    {
+        // This one is no text, but says which way a language runs.
+        return std::string_view(source) == "QT_LAYOUT_DIRECTION" ? QString()
+            : *context == '\0'                                   ? QString()
+                                                                 : mark + QString::fromUtf8(source);
+    }
+};
+
+/// What is to be read or heard on a view and all within it.
+QStringList textsOn(QWidget& view)
+{
+    QStringList texts{view.accessibleName(), view.accessibleDescription(), view.toolTip()};
+    if (QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(&view)) {
+        texts << accessible->text(QAccessible::Name) << accessible->text(QAccessible::Description)
+              << accessible->text(QAccessible::Accelerator);
+    }
+    if (const auto* label = dynamic_cast<QLabel*>(&view)) {
+        texts << label->text();
+    }
+    if (const auto* field = dynamic_cast<QLineEdit*>(&view)) {
+        texts << field->placeholderText();
+    }
+    if (const auto* button = dynamic_cast<QAbstractButton*>(&view)) {
+        texts << button->text();
+    }
+    if (const auto* header = dynamic_cast<CategoryHeaderView*>(&view)) {
+        texts << header->shownTitle();
+    }
+    if (const auto* item = dynamic_cast<PanelMenuItem*>(&view)) {
+        texts << item->title() << item->keyEquivalent();
+    }
+    if (const auto* toast = dynamic_cast<ToastView*>(&view)) {
+        texts << QString::fromStdString(toast->message());
+    }
+    for (QWidget* child : view.findChildren<QWidget*>(QString(), Qt::FindDirectChildrenOnly)) {
+        texts << textsOn(*child);
+    }
+    texts.removeAll(QString());
+    return texts;
+}
+
+TEST_F(AppDelegateTest, everyTextThatPeopleSeeIsTranslated)
+{
+    const MarkingTranslator translator;
+    launchAndLoad();
+    pick(emoji("1f680"), EmojiSelectionAction::copy);
+    pressShortcut();
+    GlimmerwickWindow& window = *delegate->pickerWindow();
+    CollectionView& grid = *delegate->emojiGridViewController()->internalCollectionView();
+
+    QStringList texts = textsOn(window);
+    SkinTonePopoverController::shared().show(emoji("1f44b"), *grid.item({0, 0}), RectEdge::maxY);
+    texts << textsOn(window);
+    SkinTonePopoverController::shared().dismiss();
+    delegate->searchBarView()->findChild<QAbstractButton*>("menuButton")->click();
+    texts << textsOn(window);
+    delegate->searchBarView()->menu()->close();
+    type("rocket");
+    system.time.advance(1s);
+    texts << textsOn(window);
+    type("qqqqqq");
+    system.time.advance(1s);
+    texts << textsOn(window);
+    for (const MenuItem& item : system.menuHost.items) {
+        texts << QString::fromStdString(item.title);
+    }
+    texts.removeAll(QString());
+
+    for (const char* text :
+         {"Search emoji...", "Clear", "Menu", "Quit", "Categories", "Recent", "Search Results",
+          "No results found", "Copied!", "About Glimmerwick", "Check for Updates...", "Quit Glimmerwick"}) {
+        EXPECT_TRUE(texts.contains(mark + text)) << text;
+    }
+    const QStringList notTheProgramsOwn{"Smileys",       "People",      "😀",      "🚀",      "👋",          "?",
+                                        "grinning face", "waving hand", "rocket", "broken", "Glimmerwick"};
+    for (const QString& text : texts) {
+        const bool isToned = text.startsWith("👋");
+        EXPECT_TRUE(text.contains(mark) || isToned || notTheProgramsOwn.contains(text)) << text.toStdString();
+    }
+}
+
+TEST_F(AppDelegateTest, theNoticeOfATakenShortcutIsTranslated)
+{
+    const MarkingTranslator translator;
+    system.eventTap.refuses = true;
+
+    launchAndLoad();
+    system.time.advance(1min);
+
+    ASSERT_EQ(system.userNotice.posted.size(), 1u);
+    EXPECT_THAT(system.userNotice.posted[0].summary, StartsWith(mark.toStdString()));
+    EXPECT_THAT(system.userNotice.posted[0].body, StartsWith(mark.toStdString()));
 }
 
 TEST_F(AppDelegateTest, recentsReceiveTheBaseCodepointNeverTheTonedOne)

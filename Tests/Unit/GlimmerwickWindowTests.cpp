@@ -7,6 +7,7 @@
 #include "Views/Style.h"
 #include "Views/ViewsFixture.h"
 
+#include <QAccessible>
 #include <QClipboard>
 #include <QCursor>
 #include <QGuiApplication>
@@ -155,13 +156,15 @@ TEST_F(GlimmerwickWindowTests, opensBelowThePointer)
     EXPECT_TRUE(window->isVisible());
 }
 
-TEST_F(GlimmerwickWindowTests, staysOnTheScreen)
+TEST_F(GlimmerwickWindowTests, staysOnTheScreenAndOffItsDock)
 {
-    const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
+    const QRect area = QGuiApplication::primaryScreen()->geometry();
     QCursor::setPos(area.bottomRight());
 
+    fakes.panelHost.dockHeight = qRound(60 * window->devicePixelRatioF());
+
     EXPECT_EQ(window->calculateWindowPosition(),
-              QPoint(area.x() + area.width() - 320 - 8, area.y() + area.height() - 400 - 8));
+              QPoint(area.x() + area.width() - 320 - 8, area.y() + area.height() - 60 - 400 - 8));
 }
 
 TEST_F(GlimmerwickWindowTests, showingTakesTheKeysAndFocusesTheGrid)
@@ -291,6 +294,9 @@ TEST_F(GlimmerwickWindowTests, aClickMakesAnInactivePanelKey)
         QMouseEvent event(QEvent::MouseButtonPress, QPointF(5, 5), window->mapToGlobal(QPointF(5, 5)),
                           Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
         QApplication::sendEvent(window->windowHandle(), &event);
+        QMouseEvent release(QEvent::MouseButtonRelease, QPointF(5, 5), window->mapToGlobal(QPointF(5, 5)),
+                            Qt::LeftButton, Qt::NoButton, Qt::NoModifier);
+        QApplication::sendEvent(window->windowHandle(), &release);
         return fakes.panelHost.calls;
     };
 
@@ -302,18 +308,45 @@ TEST_F(GlimmerwickWindowTests, aClickMakesAnInactivePanelKey)
     EXPECT_THAT(callsAtAClick(), ElementsAre("makePanelKey"));
 }
 
-TEST_F(GlimmerwickWindowTests, isMaskedWhereNothingBlends)
+TEST_F(GlimmerwickWindowTests, isShapedToItsCorners)
 {
-    fakes.panelHost.compositing = false;
     window->showAtMouseLocation();
-    EXPECT_FALSE(window->mask().isEmpty());
-    EXPECT_FALSE(window->mask().contains(QPoint(1, 1)));
-    EXPECT_TRUE(window->mask().contains(QPoint(160, 1)));
-    window->dismiss();
 
-    fakes.panelHost.compositing = true;
+    ASSERT_EQ(fakes.panelHost.outlines.size(), 1U);
+    const PanelOutline outline = fakes.panelHost.outlines.front();
+    EXPECT_EQ(outline.width, 320);
+    EXPECT_EQ(outline.height, 400);
+    EXPECT_EQ(outline.cornerRadius, 16);
+}
+
+TEST_F(GlimmerwickWindowTests, letsThroughOnlyWhatIsBlurredAlsoFromOneMomentToTheNext)
+{
+    const auto alphaInTheMiddle = [this] {
+        QImage picture(window->size(), QImage::Format_ARGB32_Premultiplied);
+        picture.fill(Qt::transparent);
+        window->render(&picture, QPoint(), QRegion(), QWidget::DrawChildren);
+        return picture.pixelColor(160, 200).alpha();
+    };
+    fakes.panelHost.backdrop = Backdrop::blurred;
     window->showAtMouseLocation();
-    EXPECT_TRUE(window->mask().isEmpty());
+    EXPECT_LT(alphaInTheMiddle(), 230);
+
+    fakes.panelHost.backdrop = Backdrop::opaque;
+    fakes.panelHost.backdropChanged();
+    EXPECT_EQ(alphaInTheMiddle(), 255);
+
+    fakes.panelHost.backdrop = Backdrop::translucent;
+    fakes.panelHost.backdropChanged();
+    EXPECT_EQ(alphaInTheMiddle(), 255) << "what stands behind would be seen too sharply";
+}
+
+TEST_F(GlimmerwickWindowTests, aHiddenPanelIsNotShapedUntilItShows)
+{
+    fakes.panelHost.backdropChanged();
+    EXPECT_TRUE(fakes.panelHost.outlines.empty());
+
+    window->showAtMouseLocation();
+    EXPECT_FALSE(fakes.panelHost.outlines.empty());
 }
 
 TEST_F(GlimmerwickWindowTests, cornersAreTransparent)
@@ -700,6 +733,23 @@ TEST_F(GlimmerwickWindowTests, aMoveScrollsItsTargetToTheMiddle)
     EXPECT_EQ(collection().visibleTop(), collection().flowLayout().itemFrame({0, 77})->midY() - 156);
 }
 
+TEST_F(GlimmerwickWindowTests, arrowsMoveAsTheyPointWhereTextRunsFromTheRight)
+{
+    window->setLayoutDirection(Qt::RightToLeft);
+    window->showAtMouseLocation();
+    collection().selectItem({0, 1}, ScrollPosition::none);
+    const int before = collection().item({0, 1})->x();
+
+    tap(keyCode::leftArrow);
+    EXPECT_EQ(collection().selectedItem(), (IndexPath{0, 2}));
+    EXPECT_LT(collection().item({0, 2})->x(), before);
+    tap(keyCode::rightArrow);
+    tap(keyCode::rightArrow);
+    EXPECT_EQ(collection().selectedItem(), (IndexPath{0, 0}));
+    tap(keyCode::downArrow);
+    EXPECT_EQ(collection().selectedItem(), (IndexPath{0, 7}));
+}
+
 TEST_F(GlimmerwickWindowTests, arrowsWithoutEmojiDoNothing)
 {
     loadManifest(tests::manifestDocument({{"a", "First", {}}}));
@@ -903,6 +953,113 @@ TEST_F(GlimmerwickWindowTests, hidingClosesTheToneChooser)
     window->dismiss();
 
     EXPECT_FALSE(popover.isShown());
+}
+
+TEST_F(GlimmerwickWindowTests, aClickThatClosesTheToneChooserPicksNothing)
+{
+    window->showAtMouseLocation();
+    tests::press(*collection().item({2, 11}), {20, 20}, Qt::RightButton);
+    ASSERT_TRUE(popover.isShown());
+
+    tests::click(*collection().item({0, 0}));
+    EXPECT_FALSE(popover.isShown());
+    EXPECT_THAT(picks, IsEmpty());
+    tests::click(*collection().item({0, 0}));
+
+    EXPECT_THAT(picks, ElementsAre("1f600"));
+}
+
+/// Takes Return alone while it is open.
+class Menu : public KeyOverlay {
+public:
+    bool isShown() const override { return shown; }
+    bool handleKey(std::int64_t code) override
+    {
+        taken += code == keyCode::return_ ? 1 : 0;
+        return code == keyCode::return_;
+    }
+    void dismiss() override { shown = false; }
+
+    bool shown = true;
+    int taken = 0;
+};
+
+TEST_F(GlimmerwickWindowTests, anOpenMenuGetsTheKeysFirst)
+{
+    for (const bool isTapped : {true, false}) {
+        Menu menu;
+        makeWindow();
+        window->addKeyOverlay(menu);
+        fakes.eventTap.refuses = !isTapped;
+        window->showAtMouseLocation();
+        const auto send = [&](std::uint16_t code) { isTapped ? tap(code) : static_cast<void>(local(code)); };
+
+        send(keyCode::return_);
+        EXPECT_EQ(menu.taken, 1);
+        EXPECT_TRUE(menu.shown);
+        EXPECT_THAT(picks, IsEmpty());
+        send(keyCode::downArrow);
+        EXPECT_FALSE(menu.shown) << "the user went on to something else";
+        EXPECT_EQ(collection().selectedItem(), (IndexPath{0, 0}));
+        send(keyCode::return_);
+        EXPECT_EQ(menu.taken, 1);
+        EXPECT_THAT(picks, ElementsAre("1f600"));
+        picks.clear();
+        window->dismiss();
+    }
+}
+
+TEST_F(GlimmerwickWindowTests, typingAndHidingCloseAnOpenMenu)
+{
+    Menu menu;
+    window->addKeyOverlay(menu);
+    window->showAtMouseLocation();
+    type("a");
+    EXPECT_FALSE(menu.shown);
+    EXPECT_EQ(searchBar->searchText(), "a");
+
+    menu.shown = true;
+    window->dismiss();
+    EXPECT_FALSE(menu.shown);
+}
+
+// What is read aloud
+
+TEST_F(GlimmerwickWindowTests, thePanelIsADialogWithAGroup)
+{
+    QAccessibleInterface* panel = QAccessible::queryAccessibleInterface(window.get());
+    QAccessibleInterface* group = QAccessible::queryAccessibleInterface(window->contentContainerView());
+
+    EXPECT_EQ(panel->role(), QAccessible::Dialog);
+    EXPECT_EQ(panel->text(QAccessible::Name), "Glimmerwick");
+    EXPECT_EQ(group->role(), QAccessible::Grouping);
+}
+
+TEST_F(GlimmerwickWindowTests, whereTheKeysGoIsTold)
+{
+    static std::vector<QObject*> told;
+    const auto previous = QAccessible::installUpdateHandler([](QAccessibleEvent* event) {
+        if (event->type() == QAccessible::Focus) {
+            told.push_back(event->object());
+        }
+    });
+    const auto lastTold = [] {
+        QObject* last = told.empty() ? nullptr : told.back();
+        told.clear();
+        return last;
+    };
+
+    window->showAtMouseLocation();
+    EXPECT_EQ(lastTold(), &collection());
+    tap(keyCode::downArrow);
+    EXPECT_EQ(lastTold(), collection().item({0, 0}));
+    tap(keyCode::tab);
+    EXPECT_EQ(lastTold(), &field());
+    tap(keyCode::tab);
+    EXPECT_EQ(lastTold(), collection().item({0, 0})) << "the selection was there before";
+    type("a");
+    EXPECT_EQ(lastTold(), &field());
+    QAccessible::installUpdateHandler(previous);
 }
 
 TEST_F(GlimmerwickWindowTests, wheelClosesTheToneChooser)

@@ -2,6 +2,10 @@
 
 #include <QApplication>
 
+#include <private/qguiapplication_p.h>
+#include <qpa/qplatformaccessibility.h>
+#include <qpa/qplatformintegration.h>
+
 #include <gtest/gtest.h>
 
 namespace {
@@ -13,6 +17,12 @@ public:
     void OnTestStart(const ::testing::TestInfo&) override { glimmerwick::style::setAnimationsEnabled(false); }
 };
 
+/// As if a screen reader ran: without one the toolkit makes and tells nothing.
+void activateAccessibility()
+{
+    QGuiApplicationPrivate::platformIntegration()->accessibility()->setActive(true);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -21,6 +31,7 @@ int main(int argc, char** argv)
     ::testing::InitGoogleTest(&argc, argv);
     ::testing::UnitTest::GetInstance()->listeners().Append(new AnimationsOff);
     QApplication application(argc, argv);
+    activateAccessibility();
     QApplication::setStyle(QStringLiteral("Fusion"));
     return RUN_ALL_TESTS();
 }

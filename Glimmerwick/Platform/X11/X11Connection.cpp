@@ -3,6 +3,8 @@
 #include <cstring>
 #include <stdexcept>
 
+#include <string>
+
 namespace glimmerwick {
 
 namespace {
@@ -29,6 +31,19 @@ const xcb_screen_t* screenAt(const xcb_setup_t& setup, int number)
         xcb_screen_next(&screens);
     }
     return screens.rem > 0 ? screens.data : nullptr;
+}
+
+std::vector<std::uint32_t> numbersIn(const xcb_get_property_reply_t* reply)
+{
+    if (!reply || reply->format != 32) {
+        return {};
+    }
+    const std::size_t size = static_cast<std::size_t>(xcb_get_property_value_length(reply));
+    std::vector<std::uint32_t> values(size / sizeof(std::uint32_t));
+    if (!values.empty()) {
+        std::memcpy(values.data(), xcb_get_property_value(reply), values.size() * sizeof(std::uint32_t));
+    }
+    return values;
 }
 
 } // namespace
@@ -92,6 +107,11 @@ std::string X11Connection::atomName(xcb_atom_t atom)
             static_cast<std::size_t>(xcb_get_atom_name_name_length(reply.get()))};
 }
 
+xcb_atom_t X11Connection::compositorSelection()
+{
+    return atom("_NET_WM_CM_S" + std::to_string(m_screenNumber));
+}
+
 bool X11Connection::hasExtension(xcb_extension_t& extension)
 {
     const xcb_query_extension_reply_t* data = xcb_get_extension_data(*this, &extension);
@@ -107,15 +127,19 @@ XcbOwned<xcb_get_property_reply_t> X11Connection::property(xcb_window_t window, 
 
 std::vector<std::uint32_t> X11Connection::numbers(xcb_window_t window, xcb_atom_t name, xcb_atom_t type)
 {
-    const auto reply = property(window, name, type);
-    if (!reply || reply->format != 32) {
-        return {};
+    return numbers(std::vector{window}, name, type).front();
+}
+
+std::vector<std::vector<std::uint32_t>> X11Connection::numbers(const std::vector<xcb_window_t>& windows,
+                                                               xcb_atom_t name, xcb_atom_t type)
+{
+    std::vector<xcb_get_property_cookie_t> cookies;
+    for (const xcb_window_t window : windows) {
+        cookies.push_back(xcb_get_property(*this, 0, window, name, type, 0, longestProperty));
     }
-    const std::size_t size = static_cast<std::size_t>(xcb_get_property_value_length(reply.get()));
-    std::vector<std::uint32_t> values(size / sizeof(std::uint32_t));
-    if (!values.empty()) {
-        std::memcpy(values.data(), xcb_get_property_value(reply.get()),
-                    values.size() * sizeof(std::uint32_t));
+    std::vector<std::vector<std::uint32_t>> values;
+    for (const xcb_get_property_cookie_t cookie : cookies) {
+        values.push_back(numbersIn(answer(xcb_get_property_reply, cookie).get()));
     }
     return values;
 }

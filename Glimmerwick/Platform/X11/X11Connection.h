@@ -57,9 +57,15 @@ public:
     /// Empty for an atom that does not exist.
     std::string atomName(xcb_atom_t atom);
 
+    /// The selection that the screen's compositor owns while it runs.
+    xcb_atom_t compositorSelection();
+
     bool hasExtension(xcb_extension_t& extension);
 
     std::vector<std::uint32_t> numbers(xcb_window_t window, xcb_atom_t property, xcb_atom_t type);
+    /// The property of each of the windows, asked for together: it takes no longer than asking one.
+    std::vector<std::vector<std::uint32_t>> numbers(const std::vector<xcb_window_t>& windows,
+                                                    xcb_atom_t property, xcb_atom_t type);
     std::optional<std::string> text(xcb_window_t window, xcb_atom_t property, xcb_atom_t type);
 
     /// The window that `_NET_ACTIVE_WINDOW` names; none without a window manager that keeps it.

@@ -2,6 +2,7 @@
 
 #include <QSocketNotifier>
 
+#include <xcb/xfixes.h>
 #include <xcb/xinput.h>
 
 #include <cstdio>
@@ -15,6 +16,7 @@ X11EventWatcher::X11EventWatcher()
     xcb_change_window_attributes(m_connection, m_connection.root(), XCB_CW_EVENT_MASK, &mask);
     m_connection.atom("_NET_ACTIVE_WINDOW");
     startRawInput();
+    startWatchingCompositors();
 
     m_notifier =
         std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(m_connection), QSocketNotifier::Read);
@@ -39,6 +41,28 @@ void X11EventWatcher::startRawInput()
             >= std::pair<std::uint16_t, std::uint16_t>(2, 1)) {
         m_inputExtensionOpcode = xcb_get_extension_data(m_connection, &xcb_input_id)->major_opcode;
     }
+}
+
+void X11EventWatcher::startWatchingCompositors()
+{
+    constexpr std::uint32_t major = 5;
+    if (!m_connection.hasExtension(xcb_xfixes_id)
+        || !m_connection.answer(xcb_xfixes_query_version_reply,
+                                xcb_xfixes_query_version(m_connection, major, 0))) {
+        return;
+    }
+    m_selectionEvent = static_cast<std::uint8_t>(
+        xcb_get_extension_data(m_connection, &xcb_xfixes_id)->first_event + XCB_XFIXES_SELECTION_NOTIFY);
+    xcb_xfixes_select_selection_input(m_connection, m_connection.root(), m_connection.compositorSelection(),
+                                      XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER
+                                          | XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY
+                                          | XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
+    xcb_flush(m_connection);
+}
+
+Registration X11EventWatcher::onCompositorChanged(std::function<void()> handler)
+{
+    return m_compositorHandlers.append(std::move(handler));
 }
 
 Registration X11EventWatcher::onKeyboardMappingChanged(std::function<void()> handler)
@@ -131,6 +155,10 @@ void X11EventWatcher::readEvents()
 
 void X11EventWatcher::handle(const xcb_generic_event_t& event)
 {
+    if (m_selectionEvent != 0 && eventType(event) == m_selectionEvent) {
+        m_compositorHandlers.callAll();
+        return;
+    }
     switch (eventType(event)) {
     case XCB_MAPPING_NOTIFY: {
         const auto& mapping = reinterpret_cast<const xcb_mapping_notify_event_t&>(event);

@@ -22,6 +22,8 @@ public:
 
     Registration onKeyboardMappingChanged(std::function<void()> handler);
     Registration onActiveWindowChanged(std::function<void()> handler);
+    /// A compositor has started or ended.
+    Registration onCompositorChanged(std::function<void()> handler);
 
     enum class FocusLoss {
         movedAway,
@@ -41,6 +43,7 @@ public:
 
 private:
     void startRawInput();
+    void startWatchingCompositors();
     void selectRawInput();
     void readEvents();
     void handle(const xcb_generic_event_t& event);
@@ -49,8 +52,10 @@ private:
 
     X11Connection m_connection;
     std::uint8_t m_inputExtensionOpcode = 0;
+    std::uint8_t m_selectionEvent = 0;
     HandlerList<void()> m_keyboardMappingHandlers;
     HandlerList<void()> m_activeWindowHandlers;
+    HandlerList<void()> m_compositorHandlers;
     HandlerList<void(std::uint32_t)> m_rawButtonHandlers;
     HandlerList<void(xcb_keycode_t)> m_rawKeyHandlers;
     xcb_window_t m_focusWindow = XCB_WINDOW_NONE;

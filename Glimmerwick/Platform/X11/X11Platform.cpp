@@ -70,7 +70,7 @@ struct X11Platform::State {
           eventPoster(toolkit, keyboard, windows, typingTarget, keyboardGrab, heldKeys, pasteboard,
                       loadedChords(options.pasteChordFiles), clock),
           workspace(windows, typingTarget, toolkit.client()), accessibilityTrust(display),
-          panelHost(display, keyboardGrab),
+          panelHost(toolkit, display, watcher, keyboardGrab),
           mappingObserver(watcher.onKeyboardMappingChanged([this] { keyboardMappingChanged(); }))
     {
     }

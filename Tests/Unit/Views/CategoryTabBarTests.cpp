@@ -1,10 +1,19 @@
 #include "Views/CategoryTabBar.h"
 
 #include "Fakes/FakePlatform.h"
+#include "Views/EmojiPixmapCache.h"
 #include "Views/Style.h"
 #include "Views/ViewsFixture.h"
 
+#include <QImage>
+#include <QPainter>
+#include <QVariantAnimation>
+#include <QWheelEvent>
+
 #include <gmock/gmock.h>
+
+#include <algorithm>
+#include <utility>
 
 namespace glimmerwick {
 namespace {
@@ -26,6 +35,14 @@ EmojiCategory category(const std::string& id, std::optional<std::string> symbol 
                        std::optional<std::string> fallback = std::nullopt)
 {
     return {id, "Name of " + id, "1f600", std::move(symbol), std::move(fallback), {}};
+}
+
+QImage rendered(QWidget& view)
+{
+    QImage image(view.size(), QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    view.render(&image, {}, {}, {});
+    return image;
 }
 
 class CategoryTabBarTests : public ::testing::Test {
@@ -66,18 +83,61 @@ TEST_F(CategoryTabBarTests, showsOneTabPerCategoryAndHighlightsTheFirst)
     EXPECT_EQ(bar->button("c3")->size(), QSize(28, 28));
 }
 
-TEST_F(CategoryTabBarTests, spreadsTheTabsEvenly)
+TEST_F(CategoryTabBarTests, tabsStandFourApartWhateverTheWidthOfTheBar)
 {
     bar->configure(categories(9));
 
-    const int step = bar->button("c1")->x() - bar->button("c0")->x();
-    for (int index = 1; index < 9; ++index) {
-        const int left = bar->button("c" + std::to_string(index - 1))->x();
-        EXPECT_NEAR(bar->button("c" + std::to_string(index))->x() - left, step, 1);
+    for (const int width : {320, 500, 200}) {
+        bar->resize(width, 36);
+        for (int index = 0; index < 9; ++index) {
+            EXPECT_EQ(bar->button("c" + std::to_string(index))->geometry(), QRect(8 + index * 32, 4, 28, 28))
+                << width;
+        }
     }
-    const int first = bar->button("c0")->x();
-    const int last = bar->button("c8")->x() + 28;
-    EXPECT_NEAR(first, 320 - last, 1);
+}
+
+TEST_F(CategoryTabBarTests, tabsRunFromTheRightWhereTheLayoutDoes)
+{
+    bar->configure(categories(9));
+
+    bar->setLayoutDirection(Qt::RightToLeft);
+
+    EXPECT_EQ(bar->button("c0")->mapTo(bar.get(), QPoint(0, 0)), QPoint(320 - 8 - 28, 4));
+    EXPECT_EQ(bar->button("c1")->mapTo(bar.get(), QPoint(0, 0)), QPoint(320 - 8 - 28 - 32, 4));
+}
+
+TEST_F(CategoryTabBarTests, aLongStripFromTheRightScrollsToItsLastTabAndBack)
+{
+    bar->setLayoutDirection(Qt::RightToLeft);
+    bar->configure(categories(20));
+    EXPECT_EQ(bar->button("c0")->mapTo(bar.get(), QPoint(0, 0)).x(), 320 - 8 - 28);
+
+    bar->selectCategory("c19", Animation::none);
+    EXPECT_EQ(bar->button("c19")->mapTo(bar.get(), QPoint(0, 0)).x(), 0);
+
+    bar->selectCategory("c0", Animation::none);
+    EXPECT_EQ(bar->button("c0")->mapTo(bar.get(), QPoint(0, 0)).x(), 320 - 28);
+}
+
+TEST_F(CategoryTabBarTests, theWheelScrollsALongStrip)
+{
+    bar->configure(categories(20));
+    const auto turnWheel = [&](QPoint pixels) {
+        QWheelEvent event(QPointF(20, 10), bar->mapToGlobal(QPointF(20, 10)), pixels, {}, Qt::NoButton,
+                          Qt::NoModifier, Qt::NoScrollPhase, false);
+        QApplication::sendEvent(bar.get(), &event);
+    };
+
+    turnWheel({0, -50});
+    EXPECT_EQ(bar->scrollOffset(), 50);
+    turnWheel({-30, 0});
+    EXPECT_EQ(bar->scrollOffset(), 80);
+    turnWheel({0, 5000});
+    EXPECT_EQ(bar->scrollOffset(), 0);
+
+    bar->setLayoutDirection(Qt::RightToLeft);
+    turnWheel({30, 0});
+    EXPECT_EQ(bar->scrollOffset(), 30) << "to the right, where the strip goes on to the left";
 }
 
 TEST_F(CategoryTabBarTests, prefersTheSymbolThenTheFallbackThenTheEmoji)
@@ -85,11 +145,11 @@ TEST_F(CategoryTabBarTests, prefersTheSymbolThenTheFallbackThenTheEmoji)
     bar->configure({category("first", "heart", "circle"), category("second", "no.such", "circle"),
                     category("third", "no.such", "none.either"), category("fourth"), category("fifth", "")});
 
-    EXPECT_TRUE(bar->button("first")->symbolPath().endsWith("heart.svg"));
+    EXPECT_TRUE(bar->button("first")->symbol().path.endsWith("heart.svg"));
     EXPECT_EQ(bar->button("first")->text(), "");
-    EXPECT_TRUE(bar->button("second")->symbolPath().endsWith("circle.svg"));
+    EXPECT_TRUE(bar->button("second")->symbol().path.endsWith("circle.svg"));
     for (const char* id : {"third", "fourth", "fifth"}) {
-        EXPECT_EQ(bar->button(id)->symbolPath(), "");
+        EXPECT_TRUE(bar->button(id)->symbol().isEmpty());
         EXPECT_EQ(bar->button(id)->text(), "😀");
         EXPECT_EQ(bar->button(id)->accessibleName(), QString("Name of ") + id);
     }
@@ -100,7 +160,7 @@ TEST_F(CategoryTabBarTests, everyCategoryOfTheCatalogueHasItsSymbol)
     for (const char* symbol : {"face.smiling", "person", "leaf", "fork.knife", "car", "soccerball",
                                "lightbulb", "heart", "flag", "circle"}) {
         bar->configure({category("any", symbol)});
-        EXPECT_NE(bar->button("any")->symbolPath(), "") << symbol;
+        EXPECT_NE(bar->button("any")->symbol().path, "") << symbol;
     }
 }
 
@@ -200,6 +260,115 @@ TEST_F(CategoryTabBarTests, aTabOutOfSightIsScrolledIntoView)
     EXPECT_EQ(bar->scrollOffset(), bar->button("c0")->x());
 }
 
+TEST_F(CategoryTabBarTests, aTabOutOfSightIsScrolledIntoViewWithinAFifthOfASecond)
+{
+    bar->configure(categories(20));
+    style::setAnimationsEnabled(true);
+    auto* scroll = bar->findChild<QVariantAnimation*>({}, Qt::FindDirectChildrenOnly);
+    ASSERT_NE(scroll, nullptr);
+
+    bar->selectCategory("c19", Animation::none);
+
+    const double target = bar->button("c19")->x() + 28 - 320;
+    EXPECT_EQ(scroll->state(), QAbstractAnimation::Running);
+    EXPECT_EQ(scroll->duration(), 200);
+    EXPECT_EQ(bar->scrollOffset(), 0);
+    scroll->setCurrentTime(100);
+    EXPECT_GT(bar->scrollOffset(), 0);
+    EXPECT_LT(bar->scrollOffset(), target);
+    scroll->setCurrentTime(200);
+    EXPECT_EQ(bar->scrollOffset(), target);
+}
+
+TEST_F(CategoryTabBarTests, theHighlightMovesWithinLessThanASixthOfASecond)
+{
+    bar->configure(categories(3));
+    style::setAnimationsEnabled(true);
+    CategoryButton& from = *bar->button("c0");
+    CategoryButton& to = *bar->button("c1");
+
+    bar->selectCategory("c1", Animation::animated);
+
+    for (CategoryButton* button : {&from, &to}) {
+        auto* fade = button->findChild<QVariantAnimation*>();
+        ASSERT_NE(fade, nullptr);
+        EXPECT_EQ(fade->state(), QAbstractAnimation::Running);
+        EXPECT_EQ(fade->duration(), 150);
+        fade->setCurrentTime(75);
+        EXPECT_NEAR(button->backgroundColor().alphaF(), 0.1, 0.01);
+        fade->setCurrentTime(150);
+    }
+    EXPECT_EQ(to.backgroundColor(), style::accent(0.2));
+    EXPECT_EQ(from.backgroundColor().alpha(), 0);
+}
+
+TEST_F(CategoryTabBarTests, theHighlightMovesAtOnceWithoutAnimation)
+{
+    bar->configure(categories(3));
+    style::setAnimationsEnabled(true);
+
+    bar->selectCategory("c1", Animation::none);
+
+    EXPECT_EQ(bar->button("c1")->backgroundColor(), style::accent(0.2));
+    EXPECT_EQ(bar->button("c0")->backgroundColor().alpha(), 0);
+}
+
+TEST_F(CategoryTabBarTests, anEmojiIsDrawnInEighteenPointsAmidItsTab)
+{
+    bar->configure(categories(1));
+    CategoryButton& tab = *bar->button("c0");
+    tab.setSelected(false, Animation::none);
+
+    QImage drawn(tab.size(), QImage::Format_ARGB32_Premultiplied);
+    drawn.fill(Qt::transparent);
+    tab.render(&drawn, {}, {}, {});
+
+    QImage expected(tab.size(), QImage::Format_ARGB32_Premultiplied);
+    expected.fill(Qt::transparent);
+    QPainter(&expected).drawPixmap(0, 0, EmojiPixmapCache::shared().pixmap("😀", 18, 28, 1));
+    EXPECT_EQ(drawn, expected);
+}
+
+TEST_F(CategoryTabBarTests, theHighlightHasRoundedCornersOfSix)
+{
+    bar->configure({category("any", "heart")});
+
+    const QImage drawn = rendered(*bar->button("any"));
+
+    EXPECT_LT(drawn.pixelColor(0, 0).alpha(), 10);
+    EXPECT_NEAR(drawn.pixelColor(7, 0).alphaF(), 0.2, 0.01);
+    EXPECT_NEAR(drawn.pixelColor(0, 7).alphaF(), 0.2, 0.01);
+}
+
+TEST_F(CategoryTabBarTests, symbolsLieOnWholePixelsAtRatiosThatAreNone)
+{
+    bar->configure({category("any", "flag")});
+    CategoryButton& tab = *bar->button("any");
+
+    for (const double ratio : {1.25, 1.5}) {
+        // A third of a point off, as a scrolled strip may be.
+        const QSize size = (QSizeF(30, 30) * ratio).toSize();
+        QImage drawn(size, QImage::Format_ARGB32_Premultiplied);
+        drawn.setDevicePixelRatio(ratio);
+        drawn.fill(Qt::white);
+        {
+            QPainter painter(&drawn);
+            painter.translate(1.0 / 3, 1.0 / 3);
+            tab.setSelected(false, Animation::none);
+            tab.render(&painter, {}, {}, {});
+        }
+
+        const int pixels = qRound(18 * ratio);
+        const QPixmap symbol = SymbolLibrary::pixmap(tab.symbol(), pixels, tab.iconTint());
+        const int offset = qRound((14 + 1.0 / 3) * ratio - pixels / 2.0);
+        QImage expected(size, QImage::Format_ARGB32_Premultiplied);
+        expected.fill(Qt::white);
+        QPainter(&expected).drawPixmap(offset, offset, symbol);
+        drawn.setDevicePixelRatio(1);
+        EXPECT_EQ(drawn, expected) << ratio;
+    }
+}
+
 TEST_F(CategoryTabBarTests, coloursFollowSelectionAndPointer)
 {
     bar->configure(categories(2));
@@ -253,6 +422,62 @@ TEST_F(CategoryTabBarTests, tabsTakeNoKeyboardFocus)
     bar->configure(categories(2));
 
     EXPECT_EQ(bar->button("c0")->focusPolicy(), Qt::NoFocus);
+}
+
+/// The columns in which something is drawn; the first and the last.
+std::pair<int, int> inkedColumns(const QImage& image)
+{
+    int first = image.width();
+    int last = -1;
+    for (int x = 0; x < image.width(); ++x) {
+        for (int y = 0; y < image.height(); ++y) {
+            if (image.pixelColor(x, y).alpha() > 0) {
+                first = std::min(first, x);
+                last = std::max(last, x);
+            }
+        }
+    }
+    return {first, last};
+}
+
+TEST(CategoryHeaderViewTests, drawsItsTitleSmallSemiboldAndSecondaryAtTheInset)
+{
+    CategoryHeaderView header;
+    header.resize(320, 28);
+    header.setTitle("Smileys");
+
+    const QImage drawn = rendered(header);
+
+    QImage expected(320, 28, QImage::Format_ARGB32_Premultiplied);
+    expected.fill(Qt::transparent);
+    QPainter painter(&expected);
+    painter.setFont(style::systemFont(12, QFont::DemiBold));
+    painter.setPen(style::secondaryLabel());
+    painter.drawText(QRect(8, 0, 304, 28), Qt::AlignLeft | Qt::AlignVCenter, "Smileys");
+    EXPECT_EQ(drawn, expected);
+    EXPECT_NEAR(inkedColumns(drawn).first, 8, 2);
+}
+
+TEST(CategoryHeaderViewTests, standsAtTheRightWhereTheLayoutRunsFromThere)
+{
+    CategoryHeaderView header;
+    header.resize(320, 28);
+    header.setLayoutDirection(Qt::RightToLeft);
+    header.setTitle("Smileys");
+
+    EXPECT_NEAR(inkedColumns(rendered(header)).second, 320 - 8 - 1, 2);
+}
+
+TEST(CategoryHeaderViewTests, aLongTitleStaysBetweenTheInsets)
+{
+    CategoryHeaderView header;
+    header.resize(320, 28);
+    header.setTitle("Personenbeförderungsgelegenheiten und Landschaften mit sehr langen Bezeichnungen");
+
+    const auto [first, last] = inkedColumns(rendered(header));
+
+    EXPECT_GE(first, 7);
+    EXPECT_LE(last, 312);
 }
 
 TEST(CategoryHeaderViewTests, forgetsItsTitleOnReuse)

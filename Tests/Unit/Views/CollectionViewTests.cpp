@@ -3,7 +3,9 @@
 #include "Views/Style.h"
 #include "Views/ViewsFixture.h"
 
+#include <QCursor>
 #include <QWheelEvent>
+#include <QWindow>
 
 #include <gmock/gmock.h>
 
@@ -24,7 +26,7 @@ public:
     CollectionViewItem* itemForIndexPath(CollectionView& view, IndexPath path) override
     {
         asked.push_back(path);
-        return view.makeItem("item");
+        return view.makeItem(kind);
     }
     CollectionReusableView* headerForSection(CollectionView& view, std::size_t section) override
     {
@@ -47,6 +49,7 @@ public:
         cancelled.insert(cancelled.end(), paths.begin(), paths.end());
     }
 
+    std::string kind = "item";
     std::vector<std::size_t> counts{700};
     double header = 28;
     std::vector<IndexPath> asked;
@@ -325,6 +328,28 @@ TEST_F(CollectionViewTests, interruptedAnimationCompletesWhereItIs)
     EXPECT_EQ(view.visibleTop(), 20);
 }
 
+TEST_F(CollectionViewTests, aFurtherAnimatedScrollBeginsWhereTheViewIs)
+{
+    style::setAnimationsEnabled(true);
+    auto* const animation = view.findChild<QVariantAnimation*>(QString(), Qt::FindDirectChildrenOnly);
+    ASSERT_TRUE(animation);
+    const auto scrollTo = [&](double top) {
+        view.scrollTo(top, std::chrono::hours(1), QEasingCurve::Linear, nullptr);
+    };
+    scrollTo(100);
+    animation->setCurrentTime(animation->duration());
+    ASSERT_EQ(view.visibleTop(), 100);
+    std::vector<double> tops;
+    view.onBoundsDidChange = [&] { tops.push_back(view.visibleTop()); };
+
+    scrollTo(200);
+    animation->setCurrentTime(animation->duration() / 2);
+    animation->setCurrentTime(animation->duration());
+    style::setAnimationsEnabled(false);
+
+    EXPECT_EQ(tops, (std::vector<double>{150, 200}));
+}
+
 TEST_F(CollectionViewTests, aHiddenViewBuildsNothingUntilItIsShown)
 {
     view.hide();
@@ -336,6 +361,117 @@ TEST_F(CollectionViewTests, aHiddenViewBuildsNothingUntilItIsShown)
 
     view.show();
     EXPECT_EQ(source.asked.size(), 56U);
+}
+
+TEST_F(CollectionViewTests, rowsRunFromTheRightWhereTextDoes)
+{
+    view.setLayoutDirection(Qt::RightToLeft);
+
+    EXPECT_EQ(view.item({0, 0})->geometry(), QRect(320 - 8 - 40, 36, 40, 40));
+    EXPECT_EQ(view.item({0, 6})->geometry(), QRect(8, 36, 40, 40));
+    EXPECT_EQ(view.item({0, 7})->x(), 320 - 8 - 40);
+
+    view.setLayoutDirection(Qt::LeftToRight);
+
+    EXPECT_EQ(view.item({0, 0})->x(), 8);
+}
+
+class HoveredItem : public CollectionViewItem {
+public:
+    void setMouseInside(bool isInside) override { isHovered = isInside; }
+    void prepareForReuse() override
+    {
+        CollectionViewItem::prepareForReuse();
+        isHovered = false;
+    }
+
+    bool isHovered = false;
+
+protected:
+    void enterEvent(QEnterEvent*) override { isHovered = true; }
+    void leaveEvent(QEvent*) override { isHovered = false; }
+};
+
+class HoverTests : public CollectionViewTests {
+protected:
+    HoverTests()
+    {
+        view.registerItem("hovered", [] { return new HoveredItem; });
+        source.kind = "hovered";
+        view.reloadData();
+        moveTo({28, 56});
+    }
+
+    ~HoverTests() override { moveTo({-100, -100}); }
+
+    /// As the window system does it.
+    void moveTo(QPoint point)
+    {
+        const QPoint global = view.mapToGlobal(point);
+        QCursor::setPos(global);
+        QApplication::processEvents();
+        if (view.rect().contains(point)) {
+            if (!view.underMouse()) {
+                QEnterEvent enter(point, point, global);
+                QApplication::sendEvent(view.windowHandle(), &enter);
+            }
+            moveWithin(point);
+        } else {
+            QEvent leave(QEvent::Leave);
+            QApplication::sendEvent(view.windowHandle(), &leave);
+        }
+    }
+
+    void moveWithin(QPoint point)
+    {
+        QMouseEvent move(QEvent::MouseMove, point, view.mapToGlobal(point), Qt::NoButton, Qt::NoButton,
+                         Qt::NoModifier);
+        QApplication::sendEvent(view.windowHandle(), &move);
+    }
+
+    std::vector<IndexPath> hovered()
+    {
+        QApplication::processEvents();
+        std::vector<IndexPath> paths;
+        for (const IndexPath path : view.flowLayout().items(0, 1e9)) {
+            const auto* item = dynamic_cast<HoveredItem*>(view.item(path));
+            if (item && item->isHovered) {
+                paths.push_back(path);
+            }
+        }
+        return paths;
+    }
+};
+
+TEST_F(HoverTests, theItemThatComesUnderTheRestingPointerIsHovered)
+{
+    ASSERT_THAT(hovered(), ElementsAre(IndexPath{0, 0}));
+
+    view.scrollTo(88);
+    EXPECT_THAT(hovered(), ElementsAre(IndexPath{0, 14}));
+    view.scrollTo(176);
+    EXPECT_THAT(hovered(), ElementsAre(IndexPath{0, 28}));
+    moveWithin({116, 56});
+    EXPECT_THAT(hovered(), ElementsAre(IndexPath{0, 30})) << "the one before is left";
+}
+
+TEST_F(HoverTests, aReloadLeavesTheHoverUnderThePointer)
+{
+    ASSERT_THAT(hovered(), ElementsAre(IndexPath{0, 0}));
+
+    view.reloadData();
+
+    EXPECT_THAT(hovered(), ElementsAre(IndexPath{0, 0}));
+}
+
+TEST_F(HoverTests, nothingIsHoveredWhileThePointerIsElsewhere)
+{
+    moveTo({28, 500});
+    ASSERT_THAT(hovered(), ElementsAre());
+
+    view.scrollTo(88);
+
+    EXPECT_THAT(hovered(), ElementsAre());
 }
 
 TEST_F(CollectionViewTests, withoutADataSourceThereIsNothing)

@@ -283,6 +283,43 @@ TEST_F(EmojiGridViewControllerTests, anAnimatedScrollTellsOfNothingOnItsWay)
     EXPECT_THAT(delegate.calls, ElementsAre("scroll b")) << "the user took over";
 }
 
+TEST_F(EmojiGridViewControllerTests, aSecondAnimatedScrollTellsOfNothingOnItsWayEither)
+{
+    show(threeCategories());
+    style::setAnimationsEnabled(true);
+    grid->scrollToCategory({"b", "", "", {}, {}, {}}, Animation::animated);
+    grid->scrollToCategory({"c", "", "", {}, {}, {}}, Animation::animated);
+    style::setAnimationsEnabled(false);
+
+    auto* const animation = collection().findChild<QVariantAnimation*>(QString(), Qt::FindDirectChildrenOnly);
+    ASSERT_TRUE(animation);
+    animation->setCurrentTime(animation->duration() / 2);
+    EXPECT_GT(collection().visibleTop(), 0) << "on its way";
+    EXPECT_THAT(delegate.calls, IsEmpty());
+
+    animation->setCurrentTime(animation->duration());
+    EXPECT_EQ(collection().visibleTop(), collection().maximumVisibleTop());
+    EXPECT_THAT(delegate.calls, IsEmpty());
+}
+
+TEST_F(EmojiGridViewControllerTests, scrollsTakeTheirTimeAlongTheirCurves)
+{
+    show(threeCategories());
+    style::setAnimationsEnabled(true);
+    grid->scrollToCategory({"c", "", "", {}, {}, {}}, Animation::animated);
+    auto* const animation = collection().findChild<QVariantAnimation*>(QString(), Qt::FindDirectChildrenOnly);
+    ASSERT_TRUE(animation);
+    EXPECT_EQ(animation->duration(), 300);
+    EXPECT_NEAR(animation->easingCurve().valueForProgress(0.25), 0.129, 0.001) << "slow at both ends";
+    EXPECT_NEAR(animation->easingCurve().valueForProgress(0.75), 0.871, 0.001);
+
+    animation->setCurrentTime(animation->duration());
+    grid->scrollToTop(Animation::animated);
+    EXPECT_EQ(animation->duration(), 200);
+    EXPECT_NEAR(animation->easingCurve().valueForProgress(0.25), 0.378, 0.001) << "slow at its end alone";
+    style::setAnimationsEnabled(false);
+}
+
 TEST_F(EmojiGridViewControllerTests, scrollToAnUnknownCategoryOrWhileSearchingDoesNothing)
 {
     show(threeCategories());

@@ -3,6 +3,7 @@
 #include "Views/EmojiGridViewController.h"
 #include "Views/SearchBarView.h"
 #include "Views/Style.h"
+#include "Views/ToastView.h"
 #include "Views/ViewsFixture.h"
 
 #include <QCursor>
@@ -11,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 
@@ -26,11 +28,14 @@ std::string readFile(const std::string& path)
 
 /// Draws the whole picker with the bundled catalogue, in every state and appearance, and leaves the pictures
 /// in the build folder for people to look at.
-class PictureTests : public tests::ViewsFixture, public ::testing::WithParamInterface<style::Appearance> {
+class PictureTests : public tests::ViewsFixture,
+                     public ::testing::WithParamInterface<DesktopAppearance::ColorScheme> {
 protected:
     PictureTests()
     {
-        style::setAppearance(GetParam());
+        DesktopAppearance appearance;
+        appearance.colorScheme = GetParam();
+        style::setDesktopAppearance(appearance);
         loadManifest(readFile(GLIMMERWICK_SOURCE_DIR "/Resources/catalogue/manifest.json"));
         for (const char* codepoint : {"1f680", "2764-fe0f", "1f44d", "1f602", "1f44b"}) {
             recents.addRecent(codepoint);
@@ -52,7 +57,7 @@ protected:
     ~PictureTests() override
     {
         window.setEmojiCollectionView(nullptr);
-        style::setAppearance(style::Appearance::automatic);
+        style::setDesktopAppearance({});
     }
 
     QImage draw(const QString& state)
@@ -91,7 +96,7 @@ TEST_P(PictureTests, browsing)
     const QImage picture = draw("browsing");
 
     const QColor background = picture.pixelColor(160, 49);
-    EXPECT_EQ(background.lightness() < 128, GetParam() == style::Appearance::dark);
+    EXPECT_EQ(background.lightness() < 128, GetParam() == DesktopAppearance::ColorScheme::dark);
     EXPECT_GT(drawnPoints(picture, gridArea), 10000);
     EXPECT_GT(drawnPoints(picture, {8, 60, 80, 14}), 50) << "the section's title";
 }
@@ -133,10 +138,31 @@ TEST_P(PictureTests, tones)
     EXPECT_NE(picture.pixelColor(lightest), before.pixelColor(lightest));
 }
 
+TEST_P(PictureTests, toast)
+{
+    auto* toast = new ToastView("Copied!", fakes.time);
+    toast->show(*window.contentContainerView(), std::nullopt);
+
+    const QImage picture = draw("toast");
+
+    const QRect place(toast->mapTo(&window, QPoint()), toast->size());
+    const QPoint away = place.center() - window.rect().center();
+    EXPECT_LE(away.manhattanLength(), 2) << "in the middle of the panel";
+    int brightest = 0;
+    for (int x = place.left(); x <= place.right(); ++x) {
+        brightest = std::max(brightest, qGray(picture.pixel(x, place.center().y())));
+    }
+    EXPECT_GT(brightest, 200) << "white text";
+    const QColor bubble = picture.pixelColor(place.left() + 4, place.center().y());
+    EXPECT_LT(bubble.lightness(), 60) << "on nearly black, whatever stands behind";
+}
+
 INSTANTIATE_TEST_SUITE_P(appearances, PictureTests,
-                         ::testing::Values(style::Appearance::light, style::Appearance::dark),
+                         ::testing::Values(DesktopAppearance::ColorScheme::light,
+                                           DesktopAppearance::ColorScheme::dark),
                          [](const auto& parameter) {
-                             return parameter.param == style::Appearance::dark ? "dark" : "light";
+                             return parameter.param == DesktopAppearance::ColorScheme::dark ? "dark"
+                                                                                            : "light";
                          });
 
 } // namespace

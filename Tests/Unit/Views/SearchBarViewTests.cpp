@@ -2,13 +2,17 @@
 
 #include "Fakes/SampleManifest.h"
 #include "Search/SearchManager.h"
+#include "Views/Style.h"
 #include "Views/ViewsFixture.h"
 
 #include <QAbstractButton>
 #include <QClipboard>
+#include <QImage>
 #include <QKeyEvent>
 
 #include <gmock/gmock.h>
+
+#include <tuple>
 
 namespace glimmerwick {
 namespace {
@@ -419,6 +423,101 @@ TEST_F(SearchBarViewTests, worksWithoutADelegate)
 
     EXPECT_EQ(results.size(), 1U);
     EXPECT_THAT(delegate.calls, IsEmpty());
+}
+
+TEST_F(SearchBarViewTests, fieldAndButtonChangePlacesWhereTheLayoutRunsFromTheRight)
+{
+    bar->setLayoutDirection(Qt::RightToLeft);
+
+    EXPECT_EQ(bar->findChild<QWidget*>("menuButton")->geometry(), QRect(8, 6, 24, 24));
+    EXPECT_EQ(field().geometry(), QRect(8 + 24 + 4, 4, 272 - 4 - 8, 28));
+    const auto* clear = field().findChild<QAbstractButton*>();
+    EXPECT_EQ(clear->geometry(), QRect(2, 3, 22, 22));
+    EXPECT_GT(field().textMargins().right(), 8 + 14) << "the magnifier stands there";
+    EXPECT_GE(field().textMargins().left(), 22);
+}
+
+TEST_F(SearchBarViewTests, theMagnifierStandsWhereTheTextBegins)
+{
+    const auto hasInk = [&](int from, int to) {
+        QImage drawn(field().size(), QImage::Format_ARGB32_Premultiplied);
+        drawn.fill(Qt::transparent);
+        field().setPlaceholderText({});
+        field().render(&drawn, {}, {}, {});
+        const QColor plain = drawn.pixelColor(drawn.width() / 2, drawn.height() / 2);
+        for (int x = from; x < to; ++x) {
+            for (int y = 4; y < drawn.height() - 4; ++y) {
+                if (drawn.pixelColor(x, y) != plain) {
+                    return true;
+                }
+            }
+        }
+        return false;
+    };
+    const int width = field().width();
+
+    EXPECT_TRUE(hasInk(8, 22));
+    EXPECT_FALSE(hasInk(width - 22, width - 8));
+    bar->setLayoutDirection(Qt::RightToLeft);
+    EXPECT_FALSE(hasInk(8, 22));
+    EXPECT_TRUE(hasInk(width - 22, width - 8));
+}
+
+TEST_F(SearchBarViewTests, theFieldFollowsTheApplicationsFont)
+{
+    const QFont before = QApplication::font();
+    QFont other = before;
+    other.setFamily("DejaVu Serif");
+    other.setPixelSize(40);
+
+    const auto use = [&](const QFont& font) {
+        QApplication::setFont(font);
+        // The application tells its views only while its loop runs.
+        QEvent event(QEvent::ApplicationFontChange);
+        QApplication::sendEvent(&field(), &event);
+    };
+
+    use(other);
+
+    EXPECT_EQ(field().font().family(), "DejaVu Serif");
+    EXPECT_EQ(field().font().pixelSize(), 14);
+    use(before);
+    EXPECT_EQ(field().font().family(), before.family());
+}
+
+TEST_F(SearchBarViewTests, theFieldFollowsTheDesktopsColoursAndContrast)
+{
+    DesktopAppearance appearance;
+    for (const auto scheme : {DesktopAppearance::ColorScheme::light, DesktopAppearance::ColorScheme::dark}) {
+        for (const auto contrast : {DesktopAppearance::Contrast::normal, DesktopAppearance::Contrast::high}) {
+            appearance.colorScheme = scheme;
+            appearance.contrast = contrast;
+            style::setDesktopAppearance(appearance);
+            EXPECT_EQ(field().palette().color(QPalette::Text), style::label());
+            EXPECT_EQ(field().palette().color(QPalette::PlaceholderText), style::secondaryLabel());
+        }
+    }
+    style::setDesktopAppearance({});
+}
+
+TEST_F(SearchBarViewTests, theFieldHasNoRingWhileItIsEdited)
+{
+    const auto edge = [&] {
+        QImage drawn(field().size(), QImage::Format_ARGB32_Premultiplied);
+        drawn.fill(Qt::transparent);
+        field().render(&drawn, {}, {}, {});
+        return std::tuple(
+            drawn.copy(0, 0, drawn.width(), 3), drawn.copy(0, drawn.height() - 3, drawn.width(), 3),
+            drawn.copy(0, 0, 3, drawn.height()), drawn.copy(drawn.width() - 3, 0, 3, drawn.height()));
+    };
+    const auto unfocused = edge();
+
+    bar->activateWindow();
+    field().setFocus();
+    QApplication::setActiveWindow(bar.get());
+
+    ASSERT_TRUE(field().hasFocus());
+    EXPECT_EQ(edge(), unfocused);
 }
 
 TEST_F(SearchBarViewTests, theFieldIsReadableAndNeverLow)

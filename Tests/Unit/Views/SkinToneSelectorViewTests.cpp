@@ -1,10 +1,16 @@
 #include "Views/SkinToneSelectorView.h"
 
+#include "Views/PopoverView.h"
 #include "Views/SkinTonePopoverController.h"
 #include "Views/Style.h"
 #include "Views/ViewsFixture.h"
 
+#include <QPushButton>
+#include <QVariantAnimation>
+
 #include <gmock/gmock.h>
+
+#include <cmath>
 
 namespace glimmerwick {
 namespace {
@@ -258,6 +264,159 @@ TEST_F(SkinToneSelectorViewTests, theOwnerMayCloseThePopoverItself)
     popover.handleKey(keyCode::return_);
 
     EXPECT_EQ(chosen.size(), 1U);
+}
+
+TEST_F(SkinToneSelectorViewTests, aPressOutsideDoesNothingElseInTheWindow)
+{
+    QPushButton beneath(&window);
+    beneath.setGeometry(0, 350, 100, 40);
+    beneath.show();
+    int clicks = 0;
+    QObject::connect(&beneath, &QPushButton::clicked, &window, [&] { ++clicks; });
+
+    for (const QEvent::Type press : {QEvent::MouseButtonPress, QEvent::MouseButtonDblClick}) {
+        popover.show(wave, anchor, RectEdge::maxY);
+        tests::sendMouse(beneath, press, {20, 20}, Qt::LeftButton, Qt::LeftButton);
+        tests::release(beneath, {20, 20});
+
+        EXPECT_FALSE(popover.isShown());
+        EXPECT_EQ(clicks, 0);
+    }
+    tests::click(beneath);
+    EXPECT_EQ(clicks, 1);
+}
+
+TEST_F(SkinToneSelectorViewTests, aPressInAnotherWindowClosesAndReachesIt)
+{
+    QPushButton elsewhere;
+    elsewhere.resize(100, 40);
+    elsewhere.show();
+    int clicks = 0;
+    QObject::connect(&elsewhere, &QPushButton::clicked, &window, [&] { ++clicks; });
+    popover.show(wave, anchor, RectEdge::maxY);
+
+    tests::click(elsewhere);
+
+    EXPECT_FALSE(popover.isShown());
+    EXPECT_EQ(clicks, 1);
+}
+
+TEST_F(SkinToneSelectorViewTests, aReleaseWithoutAPressIsNoChoice)
+{
+    popover.show(wave, anchor, RectEdge::maxY);
+
+    tests::release(button(2), {18, 18});
+
+    EXPECT_TRUE(popover.isShown());
+    EXPECT_TRUE(chosen.empty());
+}
+
+TEST_F(SkinToneSelectorViewTests, fadesInAndOut)
+{
+    style::setAnimationsEnabled(true);
+    popover.show(wave, anchor, RectEdge::maxY);
+    const QPointer<PopoverView> view = dynamic_cast<PopoverView*>(popover.selectorView()->parentWidget());
+    auto& fade = *view->findChild<QVariantAnimation*>();
+    EXPECT_EQ(fade.duration(), 150);
+    EXPECT_EQ(view->opacity(), 0);
+    fade.setCurrentTime(75);
+    EXPECT_NEAR(view->opacity(), 0.5, 0.01);
+    fade.setCurrentTime(150);
+    EXPECT_EQ(view->opacity(), 1);
+
+    popover.dismiss();
+    EXPECT_FALSE(popover.isShown());
+    EXPECT_TRUE(view->isVisible());
+    EXPECT_TRUE(view->testAttribute(Qt::WA_TransparentForMouseEvents));
+    fade.setCurrentTime(75);
+    EXPECT_NEAR(view->opacity(), 0.5, 0.01);
+    fade.setCurrentTime(150);
+    EXPECT_FALSE(view->isVisible());
+    QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_TRUE(view.isNull());
+}
+
+TEST_F(SkinToneSelectorViewTests, fadesOutFromWhereItHadComeTo)
+{
+    style::setAnimationsEnabled(true);
+    popover.show(wave, anchor, RectEdge::maxY);
+    const auto* view = dynamic_cast<PopoverView*>(popover.selectorView()->parentWidget());
+    view->findChild<QVariantAnimation*>()->setCurrentTime(30);
+
+    popover.dismiss();
+
+    EXPECT_NEAR(view->opacity(), 0.2, 0.01);
+}
+
+TEST_F(SkinToneSelectorViewTests, goesAtOnceWithItsWindowOrWithoutAnimations)
+{
+    for (const bool animated : {true, false}) {
+        style::setAnimationsEnabled(animated);
+        window.show();
+        popover.show(wave, anchor, RectEdge::maxY);
+        const QPointer<QWidget> view = popover.selectorView()->parentWidget();
+
+        animated ? window.hide() : popover.dismiss();
+
+        EXPECT_FALSE(view->isVisible());
+        QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        EXPECT_TRUE(view.isNull());
+    }
+}
+
+TEST_F(SkinToneSelectorViewTests, theFillCoversTheButtonAndTheMarkLiesOnIt)
+{
+    SkinToneButton tone(SkinTone::default_);
+    tone.setEmojiText("");
+    tone.setSelected(true);
+    const auto draw = [&] {
+        QImage picture(36, 36, QImage::Format_ARGB32_Premultiplied);
+        picture.fill(Qt::transparent);
+        tone.render(&picture, QPoint(), QRegion(), QWidget::DrawChildren);
+        return picture;
+    };
+    const auto isFilled = [](const QColor& color) { return std::abs(color.alphaF() - 0.2F) < 0.02F; };
+
+    const QImage plain = draw();
+    for (const QPoint edge : {QPoint(18, 0), QPoint(0, 18), QPoint(35, 18), QPoint(18, 35)}) {
+        EXPECT_TRUE(isFilled(plain.pixelColor(edge))) << edge.x() << ", " << edge.y();
+    }
+    EXPECT_EQ(plain.pixelColor(0, 0).alpha(), 0);
+    tone.setMarked(true);
+    const QImage marked = draw();
+    EXPECT_GT(marked.pixelColor(18, 0).alphaF(), 0.9F);
+    EXPECT_TRUE(isFilled(marked.pixelColor(18, 4)));
+}
+
+TEST_F(SkinToneSelectorViewTests, buttonsFollowTheAccentColor)
+{
+    const QPalette before = QApplication::palette();
+    popover.show(wave, anchor, RectEdge::maxY);
+    QPalette changed = before;
+    changed.setColor(QPalette::Highlight, Qt::magenta);
+
+    QApplication::setPalette(changed);
+    QApplication::sendPostedEvents();
+    const QColor followed = button(0).backgroundColor();
+    const QColor expected = style::accent(0.2);
+    QApplication::setPalette(before);
+
+    EXPECT_EQ(expected.rgb(), QColor(Qt::magenta).rgb());
+    EXPECT_EQ(followed, expected);
+}
+
+TEST_F(SkinToneSelectorViewTests, theRowRunsFromTheRightWhereTextDoes)
+{
+    window.setLayoutDirection(Qt::RightToLeft);
+
+    popover.show(wave, anchor, RectEdge::maxY);
+
+    EXPECT_EQ(button(0).geometry(), QRect(252 - 8 - 36, 8, 36, 36));
+    EXPECT_EQ(button(5).geometry(), QRect(8, 8, 36, 36));
+    popover.handleKey(keyCode::leftArrow);
+    EXPECT_TRUE(button(1).isMarked()) << "the next to the left";
+    popover.handleKey(keyCode::rightArrow);
+    EXPECT_TRUE(button(0).isMarked());
 }
 
 TEST_F(SkinToneSelectorViewTests, sharedInstanceIsOne)
