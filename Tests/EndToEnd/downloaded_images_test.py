@@ -30,8 +30,8 @@ IMAGE_SIZE = (136, 128)
 FITTED_HEIGHT = SIDE * IMAGE_SIZE[1] // IMAGE_SIZE[0]
 IMAGES = {codepoint: png(*colour, IMAGE_SIZE) for codepoint, colour in COLOURS.items()}
 
-# Of two tabs, the middle of the right one.
-LAST_TAB = (237, PANEL_SIZE[1] - 18)
+# The middle of the second tab, of two.
+LAST_TAB = (54, PANEL_SIZE[1] - 18)
 # Beside the cells, so that none of them changes under the pointer.
 MARGIN_OF_GRID = (3, PANEL_HEAD + 100)
 WHERE_PANEL_OPENS = (640, 200)
