@@ -30,6 +30,7 @@
 #include "Views/Translation.h"
 
 #include <QApplication>
+#include <QFontDatabase>
 
 #include <algorithm>
 #include <chrono>
@@ -243,6 +244,10 @@ int runApplication(const Process& process, const CommandLine& commandLine, Sessi
     Services services(process, bus);
     BundledCatalogue::seed(services.fileSystem, process.resourcesDirectory / "catalogue",
                            process.cachesDirectory / "Glimmerwick", reportProblem);
+    if (const auto file = services.textLayout.ambiguousFontFile()) {
+        // A font that the program brings along comes before those of the system.
+        QFontDatabase::addApplicationFont(toQString(file->string()));
+    }
     if (const auto family = services.textLayout.colourEmojiFontFamily()) {
         style::setEmojiFontFamily(toQString(*family));
     }

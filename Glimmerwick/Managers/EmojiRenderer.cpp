@@ -55,6 +55,9 @@ std::shared_ptr<const Image> EmojiRenderer::renderEmoji(const std::string& text,
     }
     auto image = std::make_shared<const Image>(
         m_imageCodec.drawText(text, size, static_cast<int>(width), static_cast<int>(height)));
+    if (image->width <= 0 || image->height <= 0) {
+        return nullptr;
+    }
     m_cache.emplace(std::move(key), image);
     return image;
 }

@@ -26,7 +26,8 @@ public:
     /// own name counts, the folder's does not.
     virtual bool leadsThroughLink(const std::filesystem::path& folder, const std::filesystem::path& path) = 0;
     virtual Result<std::string, FileError> read(const std::filesystem::path& path) = 0;
-    /// Replaces the file's contents in place.
+    /// Replaces the file's contents in place. A file that did not exist before is not left behind when that
+    /// fails.
     virtual Result<Success, FileError> write(const std::filesystem::path& path, std::string_view bytes) = 0;
     /// Gives the file another name in one step, in place of a file that has it.
     virtual Result<Success, FileError> rename(const std::filesystem::path& from,

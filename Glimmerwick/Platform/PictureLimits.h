@@ -19,11 +19,18 @@ constexpr bool allowsSize(int width, int height)
     return width > 0 && height > 0 && width <= maximumSide && height <= maximumSide;
 }
 
-/// By the name of the format in lower case, empty for an unknown one. Vector formats can ask for any amount
-/// of work, whatever their extent.
+/// By the name of the format in lower case, empty for an unknown one. A desktop brings readers of many more,
+/// which nobody needs here: vector formats can ask for any amount of work, whatever their extent.
 constexpr bool allowsFormat(std::string_view format)
 {
-    return !format.empty() && !format.starts_with("svg") && format != "pdf";
+    for (const std::string_view allowed :
+         {std::string_view("png"), std::string_view("jpeg"), std::string_view("gif"),
+          std::string_view("webp"), std::string_view("bmp"), std::string_view("ico")}) {
+        if (format == allowed) {
+            return true;
+        }
+    }
+    return false;
 }
 
 /// The reader of PNG unpacks every text that stands in a file, though nobody asks for them: 500 in a file of

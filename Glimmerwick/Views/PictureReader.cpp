@@ -31,8 +31,11 @@ QImage decode(std::string_view bytes, QSize wanted)
     QBuffer buffer(&data);
     buffer.open(QIODevice::ReadOnly);
     QImageReader reader(&buffer);
-    if (const QSize size = reader.size(); !pictureLimits::allowsFormat(reader.format().toStdString())
-        || !pictureLimits::allowsSize(size.width(), size.height())) {
+    // The format first: a reader of another one may unpack the whole file to tell its size.
+    if (!pictureLimits::allowsFormat(reader.format().toStdString())) {
+        return {};
+    }
+    if (const QSize size = reader.size(); !pictureLimits::allowsSize(size.width(), size.height())) {
         return {};
     }
     const QImage image = reader.read();

@@ -151,6 +151,19 @@ TEST_F(EmojiFontChoiceTests, aFontOfPaintsThatBearsTheBestFamilysNameIsPassedOve
 
     EXPECT_EQ(layout.colourEmojiFontFamily(), bestFamily);
     EXPECT_NE(glyphs("\U0001F601"), Glyphs{0});
+    const auto file = layout.ambiguousFontFile();
+    ASSERT_TRUE(file) << "whoever draws by the family's name must be told which file is meant";
+    EXPECT_GT(std::filesystem::file_size(*file), 1024U * 1024) << "the tiny font has a few hundred bytes";
+}
+
+TEST_F(EmojiFontChoiceTests, aFontWhoseFamilyIsItsAloneIsNotAmbiguous)
+{
+    linkSystemFont(bestFamily);
+    write("Other Emoji", Colours::layers);
+    ASSERT_TRUE(fonts.use());
+
+    ASSERT_EQ(layout.colourEmojiFontFamily(), bestFamily);
+    EXPECT_EQ(layout.ambiguousFontFile(), std::nullopt);
 }
 
 TEST_F(EmojiFontChoiceTests, filesThatAreNoFontsAreSkipped)

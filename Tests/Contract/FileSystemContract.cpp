@@ -7,9 +7,11 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <string>
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -222,6 +224,27 @@ TEST_F(LocalFileSystemTests, aFullDiskIsReported)
 
     ASSERT_FALSE(result);
     EXPECT_EQ(result.error().description, "cannot write /dev/full: No space left on device");
+}
+
+TEST_F(LocalFileSystemTests, aNewFileThatCannotBeWrittenWholeIsNotLeftBehind)
+{
+    ASSERT_TRUE(files.write(folder.path() / "old", "old"));
+    rlimit usual{};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &usual), 0);
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit small = usual;
+    small.rlim_cur = 1000;
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+
+    const bool isNewWritten = files.write(file, std::string(5000, 'x')).isSuccess();
+    const bool isOldWritten = files.write(folder.path() / "old", std::string(5000, 'x')).isSuccess();
+
+    ::setrlimit(RLIMIT_FSIZE, &usual);
+    std::signal(SIGXFSZ, handler);
+    EXPECT_FALSE(isNewWritten);
+    EXPECT_FALSE(files.exists(file));
+    EXPECT_FALSE(isOldWritten);
+    EXPECT_TRUE(files.exists(folder.path() / "old"));
 }
 
 TEST_F(LocalFileSystemTests, writingWhereNoFileCanBeFailsWithALineThatNamesIt)

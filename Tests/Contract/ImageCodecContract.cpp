@@ -1,5 +1,6 @@
 #include "Platform/Qt/QtImageCodec.h"
 
+#include "Contract/TestServer.h"
 #include "Fakes/FakeServices.h"
 #include "Platform/HarfBuzz/HarfBuzzTextLayout.h"
 
@@ -10,6 +11,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <fstream>
+#include <iterator>
 #include <limits>
 #include <string>
 #include <string_view>
@@ -127,10 +130,39 @@ std::string pictureDeclaring(std::uint32_t width, std::uint32_t height)
     return bytes;
 }
 
-TEST_F(QtImageCodecTests, everyRasterFormatOfTheSystemIsDecodable)
+std::string contentsOf(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// From this process's status.
+long residentKilobytes(const std::string& name)
+{
+    std::ifstream status("/proc/self/status");
+    for (std::string word; status >> word;) {
+        if (word == name) {
+            long kilobytes = 0;
+            status >> kilobytes;
+            return kilobytes;
+        }
+    }
+    ADD_FAILURE() << "no " << name;
+    return 0;
+}
+
+void forgetLargestResidentSize()
+{
+    std::ofstream("/proc/self/clear_refs") << "5";
+}
+
+TEST_F(QtImageCodecTests, theRasterFormatsOfTheWebAreDecodableAndNoOthers)
 {
     EXPECT_TRUE(codec.isDecodableImage(encodedPicture("JPEG")));
     EXPECT_TRUE(codec.isDecodableImage(encodedPicture("BMP")));
+    EXPECT_TRUE(codec.isDecodableImage(encodedPicture("ICO")));
+    EXPECT_FALSE(codec.isDecodableImage(encodedPicture("PPM")));
+    EXPECT_FALSE(codec.isDecodableImage(encodedPicture("XPM")));
 }
 
 TEST_F(QtImageCodecTests, anAbsurdExtentIsRefusedHoweverSmallTheFile)
@@ -163,6 +195,20 @@ TEST_F(QtImageCodecTests, vectorGraphicsAreNotDecodable)
 {
     EXPECT_FALSE(codec.isDecodableImage(
         R"(<?xml version="1.0"?><svg xmlns="http://www.w3.org/2000/svg" width="8" height="8"/>)"));
+}
+
+TEST_F(QtImageCodecTests, packedVectorGraphicsAreNotEvenUnpacked)
+{
+    constexpr long unpackedKilobytes = 128L * 1024;
+    const std::string packed = contentsOf(fromRunner("GLIMMERWICK_TEST_DOCUMENTS") + "/picture.svgz");
+    ASSERT_GT(packed.size(), 0U);
+    ASSERT_LT(packed.size(), 2U * 1024 * 1024);
+    forgetLargestResidentSize();
+    const long before = residentKilobytes("VmHWM:");
+
+    EXPECT_FALSE(codec.isDecodableImage(packed));
+
+    EXPECT_LT(residentKilobytes("VmHWM:") - before, unpackedKilobytes / 4);
 }
 
 TEST_F(QtImageCodecTests, sizesThatAreNoneGiveNoExtent)

@@ -128,21 +128,37 @@ struct HarfBuzzTextLayout::Font {
     /// The glyph shown for any unknown flag, where the font has one.
     std::optional<std::uint32_t> unknownFlag;
 
+    std::filesystem::path file;
+    /// Another file has the same family, so that the name alone does not tell which is meant.
+    bool sharesItsFamily = false;
+
     static std::optional<Font> find()
     {
         const FontSetHandle candidates = emojiFontCandidates();
-        for (int index = 0; candidates && index < candidates->nfont; ++index) {
+        std::optional<Font> found;
+        for (int index = 0; candidates && index < candidates->nfont && !found; ++index) {
             FcPattern* const candidate = candidates->fonts[index];
             if (isColourEmojiFont(candidate)) {
-                if (auto font = load(candidate)) {
-                    return font;
-                }
+                found = load(candidate);
             }
         }
-        return std::nullopt;
+        for (int index = 0; found && index < candidates->nfont; ++index) {
+            FcPattern* const other = candidates->fonts[index];
+            found->sharesItsFamily = found->sharesItsFamily
+                || (textOf(other, FC_FAMILY) == found->family && textOf(other, FC_FILE) != found->file);
+        }
+        return found;
     }
 
 private:
+    static std::string textOf(FcPattern* pattern, const char* property)
+    {
+        FcChar8* text = nullptr;
+        return FcPatternGetString(pattern, property, 0, &text) == FcResultMatch
+            ? reinterpret_cast<const char*>(text)
+            : std::string();
+    }
+
     static std::optional<Font> load(FcPattern* candidate)
     {
         FcChar8* file = nullptr;
@@ -164,7 +180,7 @@ private:
         }
         hb_face_make_immutable(face.get());
         Font result{reinterpret_cast<const char*>(family), FontHandle(hb_font_create(face.get())),
-                    std::nullopt};
+                    std::nullopt, reinterpret_cast<const char*>(file)};
         hb_font_make_immutable(result.font.get());
         // fontconfig tells what the file held when it last looked; it may have been cut off since.
         hb_codepoint_t glyph = missingGlyph;
@@ -215,6 +231,12 @@ std::optional<std::vector<GlyphRun>> HarfBuzzTextLayout::layOut(std::string_view
         run.glyphs.push_back(missingGlyph);
     }
     return std::vector<GlyphRun>{std::move(run)};
+}
+
+std::optional<std::filesystem::path> HarfBuzzTextLayout::ambiguousFontFile()
+{
+    const Font* const emojiFont = font();
+    return emojiFont && emojiFont->sharesItsFamily ? std::optional(emojiFont->file) : std::nullopt;
 }
 
 std::optional<std::string> HarfBuzzTextLayout::colourEmojiFontFamily()

@@ -2,6 +2,7 @@
 
 #include "Platform/TextLayout.h"
 
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -22,6 +23,9 @@ public:
 
     /// The font's family, to draw with; nothing when there is no such font.
     std::optional<std::string> colourEmojiFontFamily();
+
+    /// The font's file, where another one bears the same family's name and might be drawn with in its stead.
+    std::optional<std::filesystem::path> ambiguousFontFile();
 
 private:
     struct Font;

@@ -177,7 +177,13 @@ Result<Success, FileError> LocalFileSystem::write(const path& path, std::string_
 {
     constexpr const char* action = "write";
     constexpr mode_t readableByAll = 0666;
-    FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | neverWait, readableByAll));
+    constexpr int flags = O_WRONLY | O_CREAT | neverWait;
+    int descriptor = ::open(path.c_str(), flags | O_EXCL, readableByAll);
+    const bool isNew = descriptor >= 0;
+    if (!isNew && errno == EEXIST) {
+        descriptor = ::open(path.c_str(), flags, readableByAll);
+    }
+    FileDescriptor file(descriptor);
     struct stat status { };
     if (!file || ::fstat(file.get(), &status) != 0) {
         return failure(action, path, describeErrno());
@@ -185,7 +191,12 @@ Result<Success, FileError> LocalFileSystem::write(const path& path, std::string_
     const bool isRegular = S_ISREG(status.st_mode);
     if ((isRegular && !reserveRoom(file.get(), bytes.size())) || !writeAll(file.get(), bytes)
         || (isRegular && ::ftruncate(file.get(), static_cast<off_t>(bytes.size())) != 0) || !file.close()) {
-        return failure(action, path, describeErrno());
+        const auto failed = failure(action, path, describeErrno());
+        // A part of the contents would pass for the whole.
+        if (isNew) {
+            ::unlink(path.c_str());
+        }
+        return failed;
     }
     return Success{};
 }

@@ -107,11 +107,12 @@ bool QtImageCodec::isDecodableImage(std::string_view bytes)
     QBuffer buffer(&data);
     buffer.open(QIODevice::ReadOnly);
     QImageReader reader(&buffer);
-    if (const QSize size = reader.size(); !pictureLimits::allowsFormat(reader.format().toStdString())
-        || !pictureLimits::allowsSize(size.width(), size.height())) {
+    // The format first: a reader of another one may unpack the whole file to tell its size.
+    if (!pictureLimits::allowsFormat(reader.format().toStdString())) {
         return false;
     }
-    return !reader.read().isNull();
+    const QSize size = reader.size();
+    return pictureLimits::allowsSize(size.width(), size.height()) && !reader.read().isNull();
 }
 
 TextExtent QtImageCodec::measureText(std::string_view text, double pointSize)

@@ -26,8 +26,10 @@ public:
         drawnText = text;
         drawnSize = pointSize;
         ++drawCount;
-        return Image{width, height, {}};
+        return drawsNothing ? Image() : Image{width, height, {}};
     }
+
+    bool drawsNothing = false;
 
     TextExtent extent{10, 10};
     double measuredSize = 0;
@@ -124,6 +126,15 @@ TEST_F(EmojiRendererTests, RefusesAnExtentThatNoPictureCanHave)
 
     EXPECT_EQ(renderer.renderEmoji("😀", 1e12), nullptr);
     EXPECT_EQ(codec.drawCount, 0);
+}
+
+TEST_F(EmojiRendererTests, GivesAndKeepsNothingWhereThePictureCannotBeDrawn)
+{
+    codec.drawsNothing = true;
+    EXPECT_EQ(renderer.renderEmoji("😀", 5000), nullptr);
+
+    codec.drawsNothing = false;
+    EXPECT_NE(renderer.renderEmoji("😀", 5000), nullptr);
 }
 
 TEST_F(EmojiRendererTests, TakesTheEndsOfTheIntegerRangeForSizes)

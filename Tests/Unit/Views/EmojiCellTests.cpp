@@ -163,6 +163,36 @@ TEST_F(EmojiCellTests, reuseCancelsTheDownloadSilently)
     EXPECT_THAT(fakes.log.lines, IsEmpty());
 }
 
+TEST_F(EmojiCellTests, aLateDownloadDoesNotTakeThePlaceOfAnEmojiThatIsDrawn)
+{
+    makeUnsupported("1f600");
+    cell->configure(grin);
+    fakes.time.runUntilIdle();
+    cell->configure(wave);
+
+    fakes.httpClient.answer(0, 200, pngBytes());
+    fakes.time.runUntilIdle();
+
+    EXPECT_EQ(cell->picture(), EmojiCell::Picture::none);
+    EXPECT_EQ(cell->text(), "👋");
+}
+
+TEST_F(EmojiCellTests, aLateFailureIsLoggedAndNotShown)
+{
+    makeUnsupported("1f600");
+    cell->configure(grin);
+    fakes.time.runUntilIdle();
+    cell->configure(wave);
+    fakes.log.lines.clear();
+
+    fakes.httpClient.answer(0, 404, "");
+    fakes.time.runUntilIdle();
+
+    EXPECT_EQ(fakes.log.lines.size(), 5U);
+    EXPECT_EQ(cell->picture(), EmojiCell::Picture::none);
+    EXPECT_EQ(cell->text(), "👋");
+}
+
 TEST_F(EmojiCellTests, configuringAnotherPictureCancelsTheFirst)
 {
     makeUnsupported("1f600");
