@@ -265,7 +265,7 @@ void GlimmerwickWindow::startKeyEventInterception()
 
 MonitorDecision GlimmerwickWindow::handleLocalKeyDown(const KeyEvent& event)
 {
-    if (handleOverlayKey(event.keyCode)) {
+    if (handleOverlayKey(event.keyCode, event.flags)) {
         return MonitorDecision::consume;
     }
     if (event.keyCode != keyCode::escape && !isSearchFieldEdited() && isTypedText(event)) {
@@ -278,7 +278,7 @@ MonitorDecision GlimmerwickWindow::handleLocalKeyDown(const KeyEvent& event)
 void GlimmerwickWindow::handleGlobalKeyDown(const KeyEvent& event)
 {
     m_platform.mainQueue.async([this, event, alive = m_lifetime.watch()] {
-        if (!alive || !isVisible() || handleOverlayKey(event.keyCode)
+        if (!alive || !isVisible() || handleOverlayKey(event.keyCode, event.flags)
             || handleNavigationKey(event.keyCode, event.flags)) {
             return;
         }
@@ -306,7 +306,7 @@ void GlimmerwickWindow::handleCharacterInput(const std::string& characters)
 
 void GlimmerwickWindow::handleSpecialKey(std::uint16_t code, EventFlags flags)
 {
-    if (handleOverlayKey(code) || handleNavigationKey(code, flags)) {
+    if (handleOverlayKey(code, flags) || handleNavigationKey(code, flags)) {
         return;
     }
     if (code == keyCode::delete_ && m_searchField && !m_searchField->text().isEmpty()) {
@@ -315,10 +315,14 @@ void GlimmerwickWindow::handleSpecialKey(std::uint16_t code, EventFlags flags)
     }
 }
 
-bool GlimmerwickWindow::handleOverlayKey(std::int64_t code)
+bool GlimmerwickWindow::handleOverlayKey(std::int64_t code, EventFlags flags)
 {
+    // Held for a moment too long, the keys that open the tone chooser repeat; they must not choose in it,
+    // too.
+    const bool opensTones =
+        (code == keyCode::return_ || code == keyCode::keypadEnter) && (flags & eventFlag::option) != 0;
     for (KeyOverlay* overlay : m_keyOverlays) {
-        if (overlay->isShown() && overlay->handleKey(code)) {
+        if (overlay->isShown() && (opensTones || overlay->handleKey(code))) {
             return true;
         }
     }
@@ -474,6 +478,10 @@ bool GlimmerwickWindow::isTypedText(const KeyEvent& event) const
 
 bool GlimmerwickWindow::eventFilter(QObject* watched, QEvent* event)
 {
+    // On a screen of another ratio the same panel has other pixels.
+    if (watched == windowHandle() && event->type() == QEvent::Resize && isVisible()) {
+        applyShape();
+    }
     // Nothing happens while the panel has the keyboard by other means than the focus.
     if (watched == windowHandle() && event->type() == QEvent::MouseButtonPress && !isActiveWindow()) {
         const Qt::MouseButton button = static_cast<QMouseEvent*>(event)->button();

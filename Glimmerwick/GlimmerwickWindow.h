@@ -84,7 +84,7 @@ private:
     void handleSpecialKey(std::uint16_t keyCode, EventFlags flags);
     /// An open tone chooser or menu gets navigation keys first; any other key closes it. True when the key is
     /// used up.
-    bool handleOverlayKey(std::int64_t keyCode);
+    bool handleOverlayKey(std::int64_t code, EventFlags flags);
     void dismissOverlays();
     /// Escape, Return, arrows and Tab; false for any other key, or when there is nothing that it works on.
     bool handleNavigationKey(std::int64_t keyCode, EventFlags flags);

@@ -106,10 +106,10 @@ QAccessibleInterface* makeInterface(const QString&, QObject* object)
     if (auto* item = dynamic_cast<PanelMenuItem*>(object)) {
         return new AccessibleMenuItem(item);
     }
-    // Screen readers speak notifications as they appear, and take alerts for windows.
     if (auto* toast = dynamic_cast<ToastView*>(object)) {
-        return new QAccessibleWidget(toast, QAccessible::Notification);
+        return new QAccessibleWidget(toast, QAccessible::AlertMessage);
     }
+    // Screen readers speak notifications as they appear.
     if (auto* label = dynamic_cast<NoResultsLabel*>(object)) {
         return new QAccessibleWidget(label, QAccessible::Notification);
     }

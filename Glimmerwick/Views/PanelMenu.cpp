@@ -114,6 +114,9 @@ bool PanelMenu::handleKey(std::int64_t code)
     case keyCode::escape:
         close();
         return true;
+    case keyCode::leftArrow:
+    case keyCode::rightArrow:
+        return true;
     default:
         return false;
     }

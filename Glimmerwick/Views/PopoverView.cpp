@@ -167,6 +167,12 @@ void PopoverView::hideEvent(QHideEvent*)
     close();
 }
 
+void PopoverView::wheelEvent(QWheelEvent* event)
+{
+    // Else it would go on to the views outside, and close the popover from there.
+    event->accept();
+}
+
 void PopoverView::mousePressEvent(QMouseEvent* event)
 {
     // Between the buttons: neither a choice nor the beginning of a drag of the window.

@@ -53,6 +53,12 @@ void SkinTonePopoverController::dismiss()
 
 void SkinTonePopoverController::popoverDidClose()
 {
+    if (m_selectorView) {
+        // While the popover fades, a button that is held down may still be let go over its tone.
+        for (SkinToneButton* button : m_selectorView->skinToneButtons()) {
+            button->updateAppearance(SkinToneButton::Pressed::no);
+        }
+    }
     m_popover = nullptr;
     m_selectorView = nullptr;
     m_lentKeys.reset();

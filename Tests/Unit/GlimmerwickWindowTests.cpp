@@ -913,6 +913,21 @@ TEST_F(GlimmerwickWindowTests, keysGoToTheOpenToneChooser)
     EXPECT_THAT(picks, IsEmpty());
 }
 
+TEST_F(GlimmerwickWindowTests, theKeysThatOpenTheToneChooserDoNotChooseInItWhenTheyRepeat)
+{
+    window->showAtMouseLocation();
+    collection().selectItem({2, 11}, ScrollPosition::none);
+
+    for (int press = 0; press < 5; ++press) {
+        tap(keyCode::return_, eventFlag::option);
+        tap(keyCode::keypadEnter, eventFlag::option);
+    }
+
+    EXPECT_TRUE(popover.isShown());
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_THAT(picks, IsEmpty());
+}
+
 TEST_F(GlimmerwickWindowTests, escapeClosesTheToneChooserThenTheWindow)
 {
     window->showAtMouseLocation();

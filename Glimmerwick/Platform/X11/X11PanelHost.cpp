@@ -75,9 +75,11 @@ Backdrop X11PanelHost::shapePanel(NativeWindow panel, PanelOutline outline)
     const auto window = static_cast<xcb_window_t>(panel);
     const std::vector<xcb_rectangle_t> rectangles = rectanglesOf(outline);
     const bool compositing = isCompositing();
-    if (compositing) {
+    // Without the extension corners are square, and nothing else is lost.
+    const bool canShape = m_toolkit.hasExtension(xcb_shape_id);
+    if (canShape && compositing) {
         xcb_shape_mask(m_toolkit, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, window, 0, 0, XCB_PIXMAP_NONE);
-    } else {
+    } else if (canShape) {
         xcb_shape_rectangles(m_toolkit, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, XCB_CLIP_ORDERING_YX_BANDED,
                              window, 0, 0, static_cast<std::uint32_t>(rectangles.size()), rectangles.data());
     }

@@ -221,14 +221,14 @@ TEST_F(AccessibleControlsTests, aSectionTitleIsAHeading)
     EXPECT_EQ(interfaceOf(header).text(QAccessible::Name), "Food & Drink");
 }
 
-TEST_F(AccessibleControlsTests, aToastIsANotificationThatIsToldOf)
+TEST_F(AccessibleControlsTests, aToastIsAnAlertThatIsToldOf)
 {
     auto* toast = new ToastView("Copied!", fakes.time);
     const Announcements announcements;
 
     toast->show(window, std::nullopt);
 
-    EXPECT_EQ(interfaceOf(*toast).role(), QAccessible::Notification);
+    EXPECT_EQ(interfaceOf(*toast).role(), QAccessible::AlertMessage);
     EXPECT_EQ(interfaceOf(*toast).text(QAccessible::Name), "Copied!");
     EXPECT_TRUE(announcements.contains(toast, QAccessible::ObjectShow));
 }

@@ -97,7 +97,7 @@ TEST_F(PanelMenuTests, escapeClosesAndOtherKeysAreNotTheMenus)
     open({"One"});
 
     EXPECT_FALSE(menu->handleKey(keyCode::tab));
-    EXPECT_FALSE(menu->handleKey(keyCode::leftArrow));
+    EXPECT_TRUE(menu->handleKey(keyCode::leftArrow)) << "or the grid beneath would take it";
     EXPECT_TRUE(menu->isShown());
     EXPECT_TRUE(menu->handleKey(keyCode::escape));
 

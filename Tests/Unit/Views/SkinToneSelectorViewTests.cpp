@@ -5,8 +5,11 @@
 #include "Views/Style.h"
 #include "Views/ViewsFixture.h"
 
+#include <QApplication>
+#include <QPointer>
 #include <QPushButton>
 #include <QVariantAnimation>
+#include <qpa/qwindowsysteminterface.h>
 
 #include <gmock/gmock.h>
 
@@ -146,7 +149,40 @@ TEST_F(SkinToneSelectorViewTests, clickBetweenTheButtonsLeavesItOpen)
     EXPECT_TRUE(popover.isShown());
 }
 
-TEST_F(SkinToneSelectorViewTests, scrollingOutsideAndHidingTheAnchorClose)
+TEST_F(SkinToneSelectorViewTests, scrollingOutsideClosesAndOverTheTonesDoesNot)
+{
+    popover.show(wave, anchor, RectEdge::maxY);
+    // As if from the window system: what is sent otherwise goes to no parent.
+    const auto turnWheel = [this](QPointF place) {
+        const double ratio = window.devicePixelRatioF();
+        QWindowSystemInterface::handleWheelEvent(window.windowHandle(), place * ratio,
+                                                 window.mapToGlobal(place) * ratio, QPoint(0, -20),
+                                                 QPoint(0, -120));
+        QApplication::processEvents();
+    };
+
+    turnWheel(button(2).mapTo(&window, QPointF(18, 18)));
+    ASSERT_TRUE(popover.isShown());
+    turnWheel({310, 390});
+    EXPECT_FALSE(popover.isShown());
+}
+
+TEST_F(SkinToneSelectorViewTests, aHeldToneIsNotChosenWhenThePopoverGoes)
+{
+    style::setAnimationsEnabled(true);
+    popover.show(wave, anchor, RectEdge::maxY);
+    const QPointer<SkinToneButton> held = &button(3);
+    tests::press(*held, {18, 18});
+
+    popover.handleKey(keyCode::escape);
+    style::setAnimationsEnabled(false);
+    ASSERT_TRUE(held) << "still fading";
+    tests::release(*held, {18, 18});
+
+    EXPECT_THAT(chosen, testing::IsEmpty());
+}
+
+TEST_F(SkinToneSelectorViewTests, hidingTheAnchorOrTheWindowCloses)
 {
     popover.show(wave, anchor, RectEdge::maxY);
     anchor.hide();
