@@ -175,11 +175,22 @@ QPoint GlimmerwickWindow::calculateWindowPosition() const
 
 void GlimmerwickWindow::makeKeyAndOrderFront()
 {
+    QObject::disconnect(m_screenObserver);
     show();
     // The toolkit makes the native window anew in its first show. Nothing is painted before the next event.
     applyShape();
     raise();
     windowHandle()->installEventFilter(this);
+    // Dragged to a screen of another ratio, the same panel has other pixels; once the toolkit has seen to
+    // them.
+    m_screenObserver = QObject::connect(
+        windowHandle(), &QWindow::screenChanged, this,
+        [this] {
+            if (isVisible()) {
+                applyShape();
+            }
+        },
+        Qt::QueuedConnection);
     m_platform.panelHost.panelDidShow(nativeWindow(*this));
     installEventMonitors();
 }
@@ -478,10 +489,6 @@ bool GlimmerwickWindow::isTypedText(const KeyEvent& event) const
 
 bool GlimmerwickWindow::eventFilter(QObject* watched, QEvent* event)
 {
-    // On a screen of another ratio the same panel has other pixels.
-    if (watched == windowHandle() && event->type() == QEvent::Resize && isVisible()) {
-        applyShape();
-    }
     // Nothing happens while the panel has the keyboard by other means than the focus.
     if (watched == windowHandle() && event->type() == QEvent::MouseButtonPress && !isActiveWindow()) {
         const Qt::MouseButton button = static_cast<QMouseEvent*>(event)->button();

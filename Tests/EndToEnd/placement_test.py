@@ -9,6 +9,7 @@ import unittest
 
 import Xlib.X
 import Xlib.Xatom
+import Xlib.ext.shape
 
 from desktop import PANEL_SIZE, Picker, wait_until
 from screen import ScreenDesktop
@@ -129,6 +130,33 @@ class PlacementTest(unittest.TestCase):
             if not is_near or not visible.holds(Area(x, y, width, height), MARGIN * self.ratio):
                 problems.append(f"pointer {pointer}: {(x, y)} instead of {place}")
         self.assertEqual(problems, [], f"on the screen {monitor}, of which {visible} is free")
+
+    def outline(self, window):
+        """The window's geometry, and the right and lower end of its shape, in pixels."""
+        resource = self.desktop.display.create_resource_object("window", window.identifier)
+        rows = resource.shape_get_rectangles(Xlib.ext.shape.SK.Bounding).rectangles
+        return window.geometry(), (max(row.x + row.width for row in rows), max(row.y + row.height for row in rows))
+
+    def test_dragging_to_a_screen_of_another_ratio_keeps_the_whole_panel(self):
+        self.start_desktop((2400, 1000))
+        self.split(Area(0, 0, 1000, 1000), Area(1000, 0, 1400, 1000))
+        self.desktop.environment["QT_SCREEN_SCALE_FACTORS"] = "1;2"
+        self.start_picker()
+        self.desktop.move_pointer(500, 200)
+        self.desktop.press(Picker.SHORTCUT)
+        panel = self.desktop.wait_for_panel()
+        (left, top, *size), shape = self.outline(panel)
+        self.assertEqual((tuple(size), shape), (PANEL_SIZE, PANEL_SIZE))
+
+        self.desktop.move_pointer(left + 3, top + 200)
+        self.desktop.call("xdotool", "mousedown", "1")
+        for x in range(left + 3, 1500, 60):
+            self.desktop.move_pointer(x, top + 200)
+
+        twice = tuple(length * 2 for length in PANEL_SIZE)
+        wait_until(lambda: tuple(self.outline(panel)[0][2:]) == twice, "the panel has the other screen's ratio")
+        wait_until(lambda: self.outline(panel)[1] == twice, "its shape has it, too")
+        self.desktop.call("xdotool", "mouseup", "1")
 
     def test_one_screen(self):
         self.start_desktop((1280, 800))
