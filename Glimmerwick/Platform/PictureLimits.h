@@ -47,4 +47,32 @@ constexpr bool allowsTexts(std::string_view bytes)
     return count <= maximumPackedTextCount;
 }
 
+/// The reader of PNG takes memory for as much as a chunk declares, up to two gigabytes, before it looks
+/// whether the file goes on that far. Icons hold whole PNG files.
+constexpr bool allowsChunks(std::string_view bytes)
+{
+    constexpr std::string_view signature("\x89PNG\r\n\x1a\n", 8);
+    // The length before a chunk's contents, its name, and the checksum behind them.
+    constexpr std::size_t lengthSize = 4;
+    constexpr std::size_t frameSize = 12;
+    for (std::size_t file = bytes.find(signature); file != std::string_view::npos;
+         file = bytes.find(signature, file + signature.size())) {
+        std::string_view rest = bytes.substr(file + signature.size());
+        while (rest.size() >= frameSize) {
+            std::size_t length = 0;
+            for (const char byte : rest.substr(0, lengthSize)) {
+                length = length << 8 | static_cast<unsigned char>(byte);
+            }
+            if (length > rest.size() - frameSize) {
+                return false;
+            }
+            if (rest.substr(lengthSize, 4) == "IEND") {
+                break;
+            }
+            rest.remove_prefix(frameSize + length);
+        }
+    }
+    return true;
+}
+
 } // namespace glimmerwick::pictureLimits

@@ -3,6 +3,7 @@
 #include "Contract/TestServer.h"
 #include "Fakes/FakeServices.h"
 #include "Platform/HarfBuzz/HarfBuzzTextLayout.h"
+#include "Platform/PictureLimits.h"
 
 #include <QBuffer>
 #include <QImage>
@@ -172,6 +173,21 @@ TEST_F(QtImageCodecTests, anAbsurdExtentIsRefusedHoweverSmallTheFile)
     EXPECT_FALSE(codec.isDecodableImage(pictureDeclaring(0x7fffffff, 0x7fffffff)));
     EXPECT_FALSE(codec.isDecodableImage(pictureDeclaring(0, 48)));
     EXPECT_FALSE(codec.isDecodableImage(pictureDeclaring(5000, 5000)));
+}
+
+TEST_F(QtImageCodecTests, noMemoryIsTakenForAChunkThatTheFileDoesNotHold)
+{
+    // The first chunk behind the header, of a kind that is kept as it is.
+    constexpr std::size_t headerEnd = 33;
+    std::string picture = encodedPicture("PNG");
+    std::string text(4, '\0');
+    putNumber(text, 0, 788'529'189);
+    picture.insert(headerEnd, text + "tEXtTitle" + std::string(1, '\0') + "short");
+
+    EXPECT_FALSE(pictureLimits::allowsChunks(picture));
+    EXPECT_FALSE(codec.isDecodableImage(picture));
+    EXPECT_TRUE(pictureLimits::allowsChunks(encodedPicture("PNG")));
+    EXPECT_FALSE(pictureLimits::allowsChunks("an icon's head" + picture));
 }
 
 TEST_F(QtImageCodecTests, aTruncatedPictureIsNotDecodableWhereverItEnds)
