@@ -5,11 +5,10 @@
 #include "Views/SearchBarView.h"
 #include "Views/Style.h"
 #include "Views/ViewsFixture.h"
+#include "Views/Wheel.h"
 
 #include <QAbstractButton>
 #include <QPushButton>
-
-#include <qpa/qwindowsysteminterface.h>
 
 #include <gmock/gmock.h>
 
@@ -145,18 +144,9 @@ TEST_F(PanelMenuTests, aPressInAnotherWindowClosesAndCounts)
 TEST_F(PanelMenuTests, scrollingElsewhereClosesIt)
 {
     open({"One"});
-    // As if from the window system: what is sent otherwise goes to no parent.
-    const auto turnWheel = [this](QPointF place) {
-        const double ratio = window.devicePixelRatioF();
-        QWindowSystemInterface::handleWheelEvent(window.windowHandle(), place * ratio,
-                                                 window.mapToGlobal(place) * ratio, QPoint(0, -20),
-                                                 QPoint(0, -120));
-        QApplication::processEvents();
-    };
-
-    turnWheel(QRectF(menu->geometry()).center());
+    tests::turnWheel(window, QRectF(menu->geometry()).center());
     ASSERT_TRUE(menu && menu->isShown());
-    turnWheel({310, 390});
+    tests::turnWheel(window, {310, 390});
     EXPECT_FALSE(menu && menu->isShown());
 }
 

@@ -4,12 +4,12 @@
 #include "Views/SkinTonePopoverController.h"
 #include "Views/Style.h"
 #include "Views/ViewsFixture.h"
+#include "Views/Wheel.h"
 
 #include <QApplication>
 #include <QPointer>
 #include <QPushButton>
 #include <QVariantAnimation>
-#include <qpa/qwindowsysteminterface.h>
 
 #include <gmock/gmock.h>
 
@@ -152,18 +152,9 @@ TEST_F(SkinToneSelectorViewTests, clickBetweenTheButtonsLeavesItOpen)
 TEST_F(SkinToneSelectorViewTests, scrollingOutsideClosesAndOverTheTonesDoesNot)
 {
     popover.show(wave, anchor, RectEdge::maxY);
-    // As if from the window system: what is sent otherwise goes to no parent.
-    const auto turnWheel = [this](QPointF place) {
-        const double ratio = window.devicePixelRatioF();
-        QWindowSystemInterface::handleWheelEvent(window.windowHandle(), place * ratio,
-                                                 window.mapToGlobal(place) * ratio, QPoint(0, -20),
-                                                 QPoint(0, -120));
-        QApplication::processEvents();
-    };
-
-    turnWheel(button(2).mapTo(&window, QPointF(18, 18)));
+    tests::turnWheel(window, button(2).mapTo(&window, QPointF(18, 18)));
     ASSERT_TRUE(popover.isShown());
-    turnWheel({310, 390});
+    tests::turnWheel(window, {310, 390});
     EXPECT_FALSE(popover.isShown());
 }
 
