@@ -101,6 +101,7 @@ void AppDelegate::applicationDidFinishLaunching()
     setupNotificationObservers();
     loadEmojiManifest();
     updateManager();
+    m_platform.log.print("[Glimmerwick] Sparkle updater initialized");
     InstallLocationChecker::checkInstallLocation([this, alive = m_lifetime.watch()] {
         if (alive) {
             honourFlags();
@@ -352,6 +353,9 @@ void AppDelegate::perform(PickerAction action)
         break;
     case PickerAction::hide:
         hidePicker();
+        break;
+    case PickerAction::about:
+        m_platform.menuHost.showAboutPanel();
         break;
     case PickerAction::checkForUpdates:
         checkForUpdates();

@@ -56,7 +56,7 @@ void InstallLocationChecker::showMoveToApplicationsAlert(Alert& alert, FileViewe
 {
     alert.show(moveToApplicationsAlert(), [&fileViewer, done = std::move(done)](std::size_t button) {
         if (button == openApplicationsFolderButton) {
-            fileViewer.openFolder("/Applications");
+            fileViewer.openApplicationsFolder();
         }
         done();
     });

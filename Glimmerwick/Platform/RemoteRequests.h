@@ -6,7 +6,7 @@
 
 namespace glimmerwick {
 
-enum class PickerAction { toggle, show, hide, checkForUpdates, quit };
+enum class PickerAction { toggle, show, hide, about, checkForUpdates, quit };
 
 /// What others may ask of the running program. Main thread.
 class RemoteRequests {

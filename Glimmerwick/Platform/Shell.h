@@ -1,6 +1,5 @@
 #pragma once
 
-#include <filesystem>
 #include <functional>
 #include <optional>
 #include <string>
@@ -19,7 +18,8 @@ class Alert {
 public:
     virtual ~Alert() = default;
 
-    /// The completion gets the index of the button pressed.
+    /// The completion gets the index of the button pressed, or of the last one when the alert was closed. It
+    /// runs later, and never when the program ends first.
     virtual void show(AlertContent content, std::function<void(std::size_t)> completion) = 0;
 };
 
@@ -38,12 +38,13 @@ public:
     virtual void post(const NoticeContent& content) = 0;
 };
 
-/// The desktop's file manager. Main thread.
+/// The desktop's file manager. Never blocks; a failure is told on standard error. Main thread.
 class FileViewer {
 public:
     virtual ~FileViewer() = default;
 
-    virtual void openFolder(const std::filesystem::path& folder) = 0;
+    /// The folder in which this user keeps programs, or the one it would be in.
+    virtual void openApplicationsFolder() = 0;
 };
 
 /// Facts about the volume that holds this installation.

@@ -15,6 +15,7 @@ LAUNCH = [
     r"\[OS VERSION\] Detected macOS \d+\.\d+\.\d+",
     r"RecentEmojisManager: Loaded 0 recent emojis from UserDefaults",
     r"EmojiGridViewController: No manifest available",
+    r"\[Glimmerwick\] Sparkle updater initialized",
 ]
 LOADED = [
     r"Network error, using cached manifest: Network error: .+",

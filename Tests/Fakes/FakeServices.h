@@ -333,9 +333,9 @@ public:
 
 class FakeFileViewer : public FileViewer {
 public:
-    void openFolder(const std::filesystem::path& folder) override { opened.push_back(folder); }
+    void openApplicationsFolder() override { ++applicationsFolderCount; }
 
-    std::vector<std::filesystem::path> opened;
+    int applicationsFolderCount = 0;
 };
 
 class FakeVolumeInfo : public VolumeInfo {

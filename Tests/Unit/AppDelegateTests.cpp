@@ -185,6 +185,7 @@ TEST_F(AppDelegateTest, launchLogsItsStepsInOrder)
                 ElementsAre("[Glimmerwick] App launched", "[OS VERSION] Detected macOS 6.1.0",
                             "RecentEmojisManager: Loaded 0 recent emojis from UserDefaults",
                             "EmojiGridViewController: No manifest available",
+                            "[Glimmerwick] Sparkle updater initialized",
                             "[Glimmerwick] Manifest loaded successfully",
                             "EmojiGridViewController: Loaded 2 categories",
                             "EmojiGridViewController: Loaded 4 total emojis",
@@ -758,6 +759,7 @@ TEST_F(AppDelegateTest, launchTakesItsStepsInOrder)
 
     launch({"--target-app", "x"});
     EXPECT_THAT(calls, ElementsAre("setMainMenu", "create tap", "start updater", "show alert"));
+    EXPECT_EQ(system.log.lines.back(), "[Glimmerwick] Sparkle updater initialized");
     EXPECT_THAT(system.log.lines, Not(Contains("[Glimmerwick] Setting target app to: x")));
     system.alert.answer(1);
 
@@ -898,6 +900,9 @@ TEST_F(AppDelegateTest, showActionTypesIntoTheApplicationInFront)
 TEST_F(AppDelegateTest, otherActionsReachTheUpdaterAndTheMenu)
 {
     launchAndLoad();
+
+    delegate->perform(PickerAction::about);
+    EXPECT_EQ(system.menuHost.aboutCount, 1);
 
     delegate->perform(PickerAction::checkForUpdates);
     EXPECT_EQ(system.updater.checkCount, 1);

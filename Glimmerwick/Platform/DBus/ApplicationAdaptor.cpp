@@ -15,8 +15,11 @@ namespace {
 const std::map<QString, PickerAction>& actions()
 {
     static const std::map<QString, PickerAction> actions{
-        {"toggle", PickerAction::toggle}, {"show", PickerAction::show},
-        {"hide", PickerAction::hide},     {"check-for-updates", PickerAction::checkForUpdates},
+        {"toggle", PickerAction::toggle},
+        {"show", PickerAction::show},
+        {"hide", PickerAction::hide},
+        {"about", PickerAction::about},
+        {"check-for-updates", PickerAction::checkForUpdates},
         {"quit", PickerAction::quit},
     };
     return actions;
@@ -45,8 +48,8 @@ void ApplicationAdaptor::ActivateAction(const QString& actionName, const QVarian
     const auto found = actions().find(actionName);
     if (found == actions().end()) {
         m_instance.refuse(message, QDBusError::InvalidArgs,
-                          "There is no such action. The actions are toggle, show, hide, check-for-updates "
-                          "and quit.");
+                          "There is no such action. The actions are toggle, show, hide, about, "
+                          "check-for-updates and quit.");
     } else if (!parameter.isEmpty()) {
         m_instance.refuse(message, QDBusError::InvalidArgs, "This action takes no parameter.");
     } else {

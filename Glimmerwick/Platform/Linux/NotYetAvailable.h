@@ -40,7 +40,7 @@ public:
 
 class FileViewerNotYetOpened : public FileViewer {
 public:
-    void openFolder(const std::filesystem::path&) override { }
+    void openApplicationsFolder() override { }
 };
 
 /// Contacts nobody.

@@ -144,7 +144,7 @@ TEST_F(InstallLocationCheckerTests, OpensTheApplicationsFolderOnTheFirstButtonAn
 
     fakes.alert.answer(0);
 
-    EXPECT_EQ(fakes.fileViewer.opened, std::vector<std::filesystem::path>{"/Applications"});
+    EXPECT_EQ(fakes.fileViewer.applicationsFolderCount, 1);
     EXPECT_EQ(fakes.menuHost.terminateCount, 0);
     EXPECT_EQ(doneCount, 1);
 }
@@ -156,7 +156,7 @@ TEST_F(InstallLocationCheckerTests, OpensNothingOnLater)
 
     fakes.alert.answer(1);
 
-    EXPECT_TRUE(fakes.fileViewer.opened.empty());
+    EXPECT_EQ(fakes.fileViewer.applicationsFolderCount, 0);
 }
 
 TEST_F(InstallLocationCheckerTests, WorksOverTheInstalledPlatform)
@@ -167,7 +167,7 @@ TEST_F(InstallLocationCheckerTests, WorksOverTheInstalledPlatform)
     InstallLocationChecker::checkInstallLocation([this] { ++doneCount; });
     fakes.alert.answer(0);
 
-    EXPECT_EQ(fakes.fileViewer.opened.size(), 1U);
+    EXPECT_EQ(fakes.fileViewer.applicationsFolderCount, 1);
     EXPECT_EQ(doneCount, 1);
 }
 
