@@ -25,12 +25,14 @@
 #include "Platform/Qt/QtUserDefaults.h"
 #include "Platform/Qt/TerminationSignals.h"
 #include "Platform/Qt/Text.h"
+#include "Platform/X11/X11DisplayLoss.h"
 #include "Platform/X11/X11Platform.h"
 #include "Views/Style.h"
 #include "Views/Translation.h"
 
 #include <QApplication>
 #include <QFontDatabase>
+#include <QSessionManager>
 
 #include <algorithm>
 #include <chrono>
@@ -138,7 +140,14 @@ std::unique_ptr<QApplication> makeApplication(ToolkitArguments& arguments, const
     QApplication::setApplicationName(toQString(process.bundleIdentifier));
     QApplication::setDesktopFileName(toQString(process.bundleIdentifier));
     QApplication::setQuitOnLastWindowClosed(false);
-    return std::make_unique<QApplication>(arguments.count(), arguments.values());
+    auto application = std::make_unique<QApplication>(arguments.count(), arguments.values());
+    // The desktop starts the program by itself; a session that is restored would start it once more.
+    const auto refuseRestart = [](QSessionManager& manager) {
+        manager.setRestartHint(QSessionManager::RestartNever);
+    };
+    QObject::connect(application.get(), &QGuiApplication::commitDataRequest, refuseRestart);
+    QObject::connect(application.get(), &QGuiApplication::saveStateRequest, refuseRestart);
+    return application;
 }
 
 void reportProblem(std::string_view problem)
@@ -230,6 +239,7 @@ int runApplication(const Process& process, const CommandLine& commandLine, Sessi
     }
     ToolkitArguments toolkitArguments(process.arguments.front(), process.bundleIdentifier,
                                       commandLine.toolkitArguments);
+    X11DisplayLoss displayLoss;
     const auto application = makeApplication(toolkitArguments, process);
     if (!X11Platform::isAvailable()) {
         reportProblem(
@@ -241,7 +251,10 @@ int runApplication(const Process& process, const CommandLine& commandLine, Sessi
         reportProblem("no session bus, so nothing but the shortcut opens the picker: " + bus.problem());
     }
 
+    // Before what takes time to make and to end, so that a signal cuts neither short; and no window is asked.
+    const TerminationSignals terminationSignals([] { QCoreApplication::exit(EXIT_SUCCESS); });
     Services services(process, bus);
+    const Registration saving = displayLoss.saveBy([&services] { services.userDefaults.synchronize(); });
     BundledCatalogue::seed(services.fileSystem, process.resourcesDirectory / "catalogue",
                            process.cachesDirectory / "Glimmerwick", reportProblem);
     if (const auto file = services.textLayout.ambiguousFontFile()) {
@@ -264,7 +277,6 @@ int runApplication(const Process& process, const CommandLine& commandLine, Sessi
         delegate.applicationWillTerminate();
     });
     std::optional<ScreenLockWatcher> screenLockWatcher;
-    const TerminationSignals terminationSignals([] { QCoreApplication::quit(); });
     services.mainQueue.async([&] {
         delegate.applicationDidFinishLaunching();
         instance.setHandler(&delegate);

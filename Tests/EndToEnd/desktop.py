@@ -219,6 +219,12 @@ class Desktop(contextlib.AbstractContextManager):
             raise DesktopError(f"{command[0]} failed ({result.returncode}): {result.stderr.strip()}")
         return result.stdout
 
+    def crash(self, name):
+        """Kills a program of the desktop, which has no chance to do anything about it."""
+        program = next(program for program in self.programs if program.name == name)
+        program.process.kill()
+        program.process.wait()
+
     # What a user does
 
     def press(self, chord):
@@ -424,10 +430,15 @@ class Desktop(contextlib.AbstractContextManager):
             self._hardware_environment = dict(self.environment)
             self._start_server("xephyr", "Xephyr", "-screen", "1280x800x24", "-no-host-grab", "-noreset")
         self.display = Xlib.display.Display(self.environment["DISPLAY"])
-        self._cleanup.callback(self.display.close)
+        self._cleanup.callback(self._close_display)
         self.root = self.display.screen().root
         if self._is_nested:
             self._wait_for_hardware()
+
+    def _close_display(self):
+        # A server that has crashed needs no goodbye.
+        with contextlib.suppress(Xlib.error.ConnectionClosedError):
+            self.display.close()
 
     def _start_server(self, name, *command):
         with self._reported_line("the virtual display's number") as (descriptor, read):

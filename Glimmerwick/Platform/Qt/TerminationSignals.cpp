@@ -3,6 +3,7 @@
 #include <QSocketNotifier>
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <unistd.h>
@@ -19,12 +20,26 @@ volatile int pipeEnd = -1;
 
 void noteSignal(int number)
 {
+    const int interruptedCallsError = errno;
     const char byte = 1;
     if (write(pipeEnd, &byte, 1) != 1) {
         // The pipe is gone or full: nobody listens, so the signal does what it does by default.
         std::signal(number, SIG_DFL);
         std::raise(number);
     }
+    errno = interruptedCallsError;
+}
+
+struct sigaction actionFor(int number)
+{
+    struct sigaction action { };
+    action.sa_handler = noteSignal;
+    action.sa_flags = SA_RESTART;
+    // A terminal that closes sends this one several times: from the shell and from the kernel.
+    if (number != SIGHUP) {
+        action.sa_flags |= static_cast<int>(SA_RESETHAND);
+    }
+    return action;
 }
 
 } // namespace
@@ -47,11 +62,9 @@ TerminationSignals::TerminationSignals(std::function<void()> handler) : m_state(
                          notifier->setEnabled(false);
                          handler();
                      });
-    struct sigaction action { };
-    action.sa_handler = noteSignal;
-    action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
     for (std::size_t index = 0; index < terminationSignals.size(); ++index) {
         struct sigaction& previous = m_state->previous[index];
+        const struct sigaction action = actionFor(terminationSignals[index]);
         sigaction(terminationSignals[index], &action, &previous);
         if (previous.sa_handler == SIG_IGN) {
             // Whoever started the program asked that it outlive this signal.

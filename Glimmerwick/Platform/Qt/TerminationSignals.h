@@ -5,8 +5,12 @@
 
 namespace glimmerwick {
 
-/// Turns SIGTERM, SIGINT and SIGHUP into a call on the main thread for as long as it lives, so that the
-/// program ends by way of its main loop. A second signal ends the process at once. One at a time.
+/// Turns the first of SIGTERM, SIGINT and SIGHUP into a call on the main thread, so that the program ends by
+/// way of its main loop, and keeps the others from cutting that short for as long as it lives: a session that
+/// ends may send all of them at once. SIGTERM or SIGINT sent once more ends the process where it is. One at a
+/// time.
+///
+/// A signal that comes before the event loop runs is told when it does. Needs the QCoreApplication.
 class TerminationSignals {
 public:
     explicit TerminationSignals(std::function<void()> handler);

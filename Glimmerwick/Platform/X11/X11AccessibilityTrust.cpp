@@ -18,15 +18,21 @@ bool X11AccessibilityTrust::isTrusted()
 
 bool X11AccessibilityTrust::isTrustedWithPrompt()
 {
-    if (!m_display.hasExtension(xcb_test_id)) {
+    const bool canType = m_display.hasExtension(xcb_test_id);
+    const bool seesClicks = m_display.hasExtension(xcb_input_id);
+    // A server that has gone away lacks everything; that is told elsewhere.
+    if (m_display.isBroken()) {
+        return false;
+    }
+    if (!canType) {
         std::fprintf(stderr, "glimmerwick: the X server lacks the XTEST extension; emoji cannot be typed\n");
     }
-    if (!m_display.hasExtension(xcb_input_id)) {
+    if (!seesClicks) {
         std::fprintf(stderr,
                      "glimmerwick: the X server lacks the XInputExtension; clicks outside the picker go "
                      "unnoticed\n");
     }
-    return isTrusted();
+    return canType && seesClicks;
 }
 
 } // namespace glimmerwick

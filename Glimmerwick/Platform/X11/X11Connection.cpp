@@ -112,10 +112,10 @@ xcb_atom_t X11Connection::compositorSelection()
     return atom("_NET_WM_CM_S" + std::to_string(m_screenNumber));
 }
 
-bool X11Connection::hasExtension(xcb_extension_t& extension)
+const xcb_query_extension_reply_t* X11Connection::extension(xcb_extension_t& extension)
 {
     const xcb_query_extension_reply_t* data = xcb_get_extension_data(*this, &extension);
-    return data && data->present;
+    return data && data->present ? data : nullptr;
 }
 
 XcbOwned<xcb_get_property_reply_t> X11Connection::property(xcb_window_t window, xcb_atom_t property,

@@ -60,7 +60,9 @@ public:
     /// The selection that the screen's compositor owns while it runs.
     xcb_atom_t compositorSelection();
 
-    bool hasExtension(xcb_extension_t& extension);
+    /// What the server says of the extension; null when it lacks it. Lives as long as the connection.
+    const xcb_query_extension_reply_t* extension(xcb_extension_t& extension);
+    bool hasExtension(xcb_extension_t& extension) { return this->extension(extension) != nullptr; }
 
     std::vector<std::uint32_t> numbers(xcb_window_t window, xcb_atom_t property, xcb_atom_t type);
     /// The property of each of the windows, asked for together: it takes no longer than asking one.

@@ -34,9 +34,12 @@ constexpr auto lookInterval = 5ms;
 
 constexpr const char* keysAreMissing = "this keyboard lacks the keys";
 
-void tellThatNothingWasTyped(const char* reason)
+void tellThatNothingWasTyped(const X11Connection& display, const char* reason)
 {
-    std::fprintf(stderr, "glimmerwick: nothing was typed: %s\n", reason);
+    // A display that has gone away has no windows and no keys; that is told elsewhere.
+    if (!display.isBroken()) {
+        std::fprintf(stderr, "glimmerwick: nothing was typed: %s\n", reason);
+    }
 }
 
 const char* explanation(X11TypingTarget::Obstacle obstacle)
@@ -152,7 +155,7 @@ bool X11EventPoster::isTargetReached()
 {
     const auto obstacle = m_typingTarget.obstacle();
     if (obstacle) {
-        tellThatNothingWasTyped(explanation(*obstacle));
+        tellThatNothingWasTyped(m_toolkit, explanation(*obstacle));
     }
     return !obstacle;
 }
@@ -163,7 +166,7 @@ bool X11EventPoster::canPress(std::uint16_t virtualKeyCode)
     const bool canPress = virtualKeyCode == keyCode::v ? findPaste(m_windows.focusedWindow()).has_value()
                                                        : !m_keyboard.keysOf(virtualKeyCode).empty();
     if (!canPress) {
-        tellThatNothingWasTyped(keysAreMissing);
+        tellThatNothingWasTyped(m_toolkit, keysAreMissing);
     }
     return canPress;
 }
@@ -178,7 +181,7 @@ void X11EventPoster::post(PressedKeys& pressed, std::uint16_t virtualKeyCode, Ev
     } else if (const auto keys = m_keyboard.chord(flags, m_keyboard.keysOf(virtualKeyCode))) {
         pressed.press(*keys);
     } else {
-        tellThatNothingWasTyped(keysAreMissing);
+        tellThatNothingWasTyped(m_toolkit, keysAreMissing);
     }
 }
 
@@ -187,11 +190,11 @@ void X11EventPoster::postPaste(PressedKeys& pressed)
     const auto target = m_windows.focusedWindow();
     const auto paste = findPasteWithFreeKeys(target);
     if (!paste) {
-        tellThatNothingWasTyped(keysAreMissing);
+        tellThatNothingWasTyped(m_toolkit, keysAreMissing);
         return;
     }
     if (target && !beginPaste(*target, paste->chord)) {
-        tellThatNothingWasTyped("another program has taken the clipboard");
+        tellThatNothingWasTyped(m_toolkit, "another program has taken the clipboard");
         return;
     }
     if (paste->chord.readiness == PasteChord::Readiness::afterSettling) {

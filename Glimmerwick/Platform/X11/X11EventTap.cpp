@@ -219,7 +219,7 @@ void X11EventTap::grabAnew(Tap& tap)
 // Whoever asked may ask again at once; the same answer is no news.
 void X11EventTap::reportRefusal()
 {
-    if (!std::exchange(m_isRefusalReported, true)) {
+    if (!m_toolkit.isBroken() && !std::exchange(m_isRefusalReported, true)) {
         std::fprintf(stderr, "glimmerwick: another program has taken the shortcut\n");
     }
 }

@@ -1,11 +1,12 @@
 #include "Platform/X11/X11EventWatcher.h"
 
+#include "Platform/X11/X11DisplayLoss.h"
+
 #include <QSocketNotifier>
 
 #include <xcb/xfixes.h>
 #include <xcb/xinput.h>
 
-#include <cstdio>
 #include <utility>
 
 namespace glimmerwick {
@@ -30,7 +31,8 @@ X11EventWatcher::~X11EventWatcher() = default;
 
 void X11EventWatcher::startRawInput()
 {
-    if (!m_connection.hasExtension(xcb_input_id)) {
+    const auto* input = m_connection.extension(xcb_input_id);
+    if (!input) {
         return;
     }
     const auto version =
@@ -39,20 +41,20 @@ void X11EventWatcher::startRawInput()
     if (version
         && std::pair(version->major_version, version->minor_version)
             >= std::pair<std::uint16_t, std::uint16_t>(2, 1)) {
-        m_inputExtensionOpcode = xcb_get_extension_data(m_connection, &xcb_input_id)->major_opcode;
+        m_inputExtensionOpcode = input->major_opcode;
     }
 }
 
 void X11EventWatcher::startWatchingCompositors()
 {
     constexpr std::uint32_t major = 5;
-    if (!m_connection.hasExtension(xcb_xfixes_id)
+    const auto* fixes = m_connection.extension(xcb_xfixes_id);
+    if (!fixes
         || !m_connection.answer(xcb_xfixes_query_version_reply,
                                 xcb_xfixes_query_version(m_connection, major, 0))) {
         return;
     }
-    m_selectionEvent = static_cast<std::uint8_t>(
-        xcb_get_extension_data(m_connection, &xcb_xfixes_id)->first_event + XCB_XFIXES_SELECTION_NOTIFY);
+    m_selectionEvent = static_cast<std::uint8_t>(fixes->first_event + XCB_XFIXES_SELECTION_NOTIFY);
     xcb_xfixes_select_selection_input(m_connection, m_connection.root(), m_connection.compositorSelection(),
                                       XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER
                                           | XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY
@@ -149,7 +151,7 @@ void X11EventWatcher::readEvents()
     }
     if (m_connection.isBroken()) {
         m_notifier->setEnabled(false);
-        std::fprintf(stderr, "glimmerwick: the connection to the X11 display is lost\n");
+        X11DisplayLoss::tell();
     }
 }
 
