@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -23,6 +24,9 @@ struct HttpRequest {
     std::optional<std::chrono::nanoseconds> timeout;
     /// A decoded body above this size fails the request and is not held in memory.
     std::size_t maximumBodySize = 32 * 1024 * 1024;
+    /// When set, is told now and then how many decoded bytes of the body have come: on the main thread,
+    /// before the completion, and like it never after the handle is destroyed.
+    std::function<void(std::uint64_t)> progress;
 };
 
 struct HttpResponse {

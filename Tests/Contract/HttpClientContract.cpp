@@ -14,7 +14,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -419,6 +421,54 @@ TEST_F(CurlHttpClientTests, aBodyOfExactlyTheLimitArrivesAndOneByteMoreDoesNot)
     --request.maximumBodySize;
     EXPECT_EQ(describe(send(request)),
               "The response is larger than " + std::to_string(request.maximumBodySize) + " bytes.");
+}
+
+TEST_F(CurlHttpClientTests, progressIsToldOnTheMainThreadAndBeforeTheAnswer)
+{
+    std::vector<std::uint64_t> told;
+    QThread* thread = nullptr;
+    std::optional<std::size_t> toldAtEnd;
+    HttpRequest request;
+    request.url = http + "/big";
+    request.maximumBodySize = 64UL * 1024 * 1024;
+    request.progress = [&](std::uint64_t received) {
+        told.push_back(received);
+        thread = QThread::currentThread();
+    };
+
+    const Registration handle = client->get(request, [&](const HttpResult& result) {
+        ASSERT_TRUE(result) << describe(result);
+        toldAtEnd = told.size();
+    });
+
+    ASSERT_TRUE(handleEventsUntil([&] { return toldAtEnd.has_value(); }));
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(told.empty());
+    EXPECT_EQ(told.size(), toldAtEnd);
+    EXPECT_TRUE(std::is_sorted(told.begin(), told.end()));
+    EXPECT_LE(told.back(), request.maximumBodySize);
+    EXPECT_EQ(thread, QCoreApplication::instance()->thread());
+}
+
+TEST_F(CurlHttpClientTests, progressMayCancelTheRequestAndIsNotToldAgain)
+{
+    int toldCount = 0;
+    bool isAnswered = false;
+    Registration cancelled;
+    HttpRequest request;
+    request.url = http + "/big";
+    request.maximumBodySize = 64UL * 1024 * 1024;
+    request.progress = [&](std::uint64_t) {
+        ++toldCount;
+        cancelled.reset();
+    };
+    cancelled = client->get(request, [&](const HttpResult&) { isAnswered = true; });
+    ASSERT_TRUE(handleEventsUntil([&] { return toldCount > 0; }));
+
+    EXPECT_EQ(get(http + "/redirects/0").value().body, "arrived");
+
+    EXPECT_EQ(toldCount, 1);
+    EXPECT_FALSE(isAnswered);
 }
 
 TEST_F(CurlHttpClientTests, theLimitCountsDecodedBytes)

@@ -10,6 +10,7 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
+#include <functional>
 #include <limits>
 #include <map>
 #include <mutex>
@@ -30,6 +31,7 @@ namespace glimmerwick {
 namespace {
 
 using RequestId = std::uint64_t;
+using Progress = std::function<void(std::uint64_t)>;
 using HttpResult = Result<HttpResponse, TransportError>;
 using TimePoint = std::chrono::steady_clock::time_point;
 
@@ -42,6 +44,8 @@ constexpr int maximumRedirects = 20;
 constexpr const char* couldNotStart = "The request could not be started.";
 /// libcurl keeps every header line of a response; this is far more than any server needs.
 constexpr std::size_t maximumHeaderSize = 256 * 1024;
+/// More often than this nobody sees a progress bar move.
+constexpr std::chrono::milliseconds progressInterval{100};
 
 struct MultiDeleter {
     void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
@@ -119,8 +123,13 @@ template <typename Value> void setOption(CURL* easy, CURLoption option, Value va
 
 /// The main thread's side: who waits for which answer. Only the main thread touches it.
 struct CurlHttpClient::Waiting {
+    struct Listener {
+        Completion completion;
+        Progress progress;
+    };
+
     RequestId lastId = 0;
-    std::map<RequestId, Completion> completions;
+    std::map<RequestId, Listener> listeners;
 
     static void finish(const std::weak_ptr<Waiting>& weak, RequestId id, HttpResult result)
     {
@@ -129,8 +138,21 @@ struct CurlHttpClient::Waiting {
             return;
         }
         // Out of the map first: the completion may cancel or start anything, or destroy the client.
-        if (const auto item = waiting->completions.extract(id)) {
-            item.mapped()(std::move(result));
+        if (const auto item = waiting->listeners.extract(id)) {
+            item.mapped().completion(std::move(result));
+        }
+    }
+
+    static void tellProgress(const std::weak_ptr<Waiting>& weak, RequestId id, std::uint64_t received)
+    {
+        const auto waiting = weak.lock();
+        if (!waiting) {
+            return;
+        }
+        if (const auto found = waiting->listeners.find(id); found != waiting->listeners.end()) {
+            // A copy: what is told may cancel the request.
+            const Progress progress = found->second.progress;
+            progress(received);
         }
     }
 };
@@ -140,6 +162,7 @@ namespace {
 /// One request under way, over all its redirects. Belongs to the client's thread.
 class Transfer {
 public:
+    /// The request's progress is called on the client's thread.
     Transfer(RequestId id, HttpRequest request, const std::string& userAgent,
              const TrustedAuthorities& authorities)
         : m_id(id), m_request(std::move(request)), m_address(m_request.url),
@@ -310,6 +333,10 @@ private:
             return 0;
         }
         m_body.append(bytes);
+        if (m_request.progress && m_lastActivity >= m_nextProgress) {
+            m_nextProgress = m_lastActivity + progressInterval;
+            m_request.progress(m_body.size());
+        }
         return bytes.size();
     }
 
@@ -356,6 +383,7 @@ private:
     std::string m_refusal;
     std::array<char, CURL_ERROR_SIZE> m_errorText{};
     TimePoint m_lastActivity;
+    TimePoint m_nextProgress = TimePoint::min();
 
     HeaderList m_headers;
     /// Uses the members above, so it ends before them.
@@ -619,7 +647,15 @@ Registration CurlHttpClient::get(HttpRequest request, Completion completion)
                 Waiting::finish(waiting, id, std::move(result));
             });
     };
-    m_waiting->completions.emplace(id, std::move(completion));
+    const Progress progress = std::exchange(request.progress, nullptr);
+    m_waiting->listeners.emplace(id, Waiting::Listener{std::move(completion), progress});
+    if (progress) {
+        // What the caller gave stays on this thread; the other one is given what sends there.
+        request.progress = [&mainQueue = m_mainQueue, waiting = std::weak_ptr<Waiting>(m_waiting),
+                            id](std::uint64_t received) {
+            mainQueue.async([waiting, id, received] { Waiting::tellProgress(waiting, id, received); });
+        };
+    }
 
     if (schemeOf(request.url) == Scheme::other) {
         answerLater(HttpResponse{});
@@ -636,7 +672,7 @@ Registration CurlHttpClient::get(HttpRequest request, Completion completion)
     return Registration(
         [waiting = std::weak_ptr<Waiting>(m_waiting), worker = std::weak_ptr<Worker>(m_worker), id] {
             if (const auto stillWaiting = waiting.lock()) {
-                const auto cancelled = stillWaiting->completions.extract(id);
+                const auto cancelled = stillWaiting->listeners.extract(id);
                 const auto stillWorking = worker.lock();
                 if (cancelled && stillWorking) {
                     stillWorking->cancel(id);
