@@ -2,31 +2,21 @@
 #include "CommandLine.h"
 #include "Managers/BundledCatalogue.h"
 #include "Managers/ClipboardManager.h"
+#include "Managers/EmojiDataManager.h"
 #include "Managers/TypeManager.h"
-#include "Platform/Curl/CurlHttpClient.h"
-#include "Platform/DBus/DBusUserNotice.h"
 #include "Platform/DBus/InstanceObject.h"
 #include "Platform/DBus/NotificationMirror.h"
 #include "Platform/DBus/PortalSettings.h"
 #include "Platform/DBus/ScreenLockWatcher.h"
 #include "Platform/DBus/SessionBus.h"
 #include "Platform/DBus/SingleInstance.h"
-#include "Platform/HarfBuzz/HarfBuzzTextLayout.h"
-#include "Platform/Linux/DispatchQueues.h"
-#include "Platform/Linux/Files.h"
-#include "Platform/Linux/NotYetAvailable.h"
 #include "Platform/Linux/ProcessInfo.h"
-#include "Platform/Linux/StandardOutputLog.h"
-#include "Platform/Linux/SystemClocks.h"
 #include "Platform/NotificationCenter.h"
-#include "Platform/Platform.h"
-#include "Platform/Qt/QtImageCodec.h"
-#include "Platform/Qt/QtMainQueue.h"
-#include "Platform/Qt/QtUserDefaults.h"
 #include "Platform/Qt/TerminationSignals.h"
 #include "Platform/Qt/Text.h"
 #include "Platform/X11/X11DisplayLoss.h"
 #include "Platform/X11/X11Platform.h"
+#include "Services.h"
 #include "Views/Style.h"
 #include "Views/Translation.h"
 
@@ -155,65 +145,19 @@ void reportProblem(std::string_view problem)
     std::cerr << "glimmerwick: " << problem << std::endl;
 }
 
-/// Everything the program runs on, made in order and destroyed in the opposite one.
-struct Services {
-    Services(const Process& ofProcess, const SessionBus& bus)
-        : process(ofProcess), userNotice(bus, ofProcess.bundleIdentifier),
-          userDefaults(configurationDirectory() / "Glimmerwick.ini"),
-          httpClient(mainQueue, "Glimmerwick/" GLIMMERWICK_VERSION),
-          imageCodec(textLayout.colourEmojiFontFamily()),
-          x11(mainQueue, clock,
-              {{process.resourcesDirectory / "paste-chords.txt",
-                configurationDirectory() / "paste-chords.txt"}})
-    {
-    }
+BuildSettings buildSettings()
+{
+    return {GLIMMERWICK_VERSION,
+            GLIMMERWICK_UPDATES ? BuildSettings::Updates::looksForThem
+                                : BuildSettings::Updates::leavesThemToTheSystem,
+            GLIMMERWICK_UPDATE_FEED, GLIMMERWICK_UPDATE_KEY};
+}
 
-    const Process& process;
-    DBusUserNotice userNotice;
-    StandardOutputLog log;
-    SteadyClock clock;
-    WallClock fileClock;
-    LocalFileSystem fileSystem;
-    QtMainQueue mainQueue;
-    ThreadDispatchQueues dispatchQueues;
-    QtUserDefaults userDefaults;
-    NotificationCenter notificationCenter;
-    CurlHttpClient httpClient;
-    HarfBuzzTextLayout textLayout;
-    QtImageCodec imageCodec;
-    X11Platform x11;
-    MainMenuNotYetShown menuHost{[] { QCoreApplication::quit(); }};
-    AlertNotYetShown alert;
-    FileViewerNotYetOpened fileViewer;
-    VolumeNotYetKnown volumeInfo;
-    UpdaterNotYetAvailable updater;
-
-    Platform platform{process,
-                      log,
-                      mainQueue,
-                      dispatchQueues,
-                      clock,
-                      fileClock,
-                      fileSystem,
-                      userDefaults,
-                      notificationCenter,
-                      httpClient,
-                      textLayout,
-                      imageCodec,
-                      x11.pasteboard(),
-                      x11.workspace(),
-                      x11.eventTap(),
-                      x11.eventPoster(),
-                      x11.eventMonitors(),
-                      x11.accessibilityTrust(),
-                      x11.panelHost(),
-                      menuHost,
-                      alert,
-                      fileViewer,
-                      volumeInfo,
-                      updater,
-                      userNotice};
-};
+std::string catalogueVersion()
+{
+    const auto& manifest = EmojiDataManager::shared().manifest();
+    return manifest ? manifest->version() : std::string();
+}
 
 /// Repeats on the bus what the managers post for listeners outside.
 NotificationMirror mirrorNotifications(NotificationCenter& notificationCenter, InstanceObject& instance)
@@ -253,7 +197,15 @@ int runApplication(const Process& process, const CommandLine& commandLine, Sessi
 
     // Before what takes time to make and to end, so that a signal cuts neither short; and no window is asked.
     const TerminationSignals terminationSignals([] { QCoreApplication::exit(EXIT_SUCCESS); });
-    Services services(process, bus);
+    AppDelegate* running = nullptr;
+    Services services(process, bus, buildSettings(),
+                      {reportProblem,
+                       [&running] {
+                           if (running) {
+                               running->perform(PickerAction::show);
+                           }
+                       },
+                       catalogueVersion});
     const Registration saving = displayLoss.saveBy([&services] { services.userDefaults.synchronize(); });
     BundledCatalogue::seed(services.fileSystem, process.resourcesDirectory / "catalogue",
                            process.cachesDirectory / "Glimmerwick", reportProblem);
@@ -271,7 +223,11 @@ int runApplication(const Process& process, const CommandLine& commandLine, Sessi
     const InstalledPlatform installed(services.platform);
     const NotificationMirror mirror = mirrorNotifications(services.notificationCenter, instance);
     AppDelegate delegate(services.platform);
-    delegate.onStateChanged = [&instance](PickerState state) { instance.setState(state); };
+    delegate.onStateChanged = [&instance, &services](PickerState state) {
+        instance.setState(state);
+        services.setPickerShown(state.isVisible);
+    };
+    running = &delegate;
     QObject::connect(application.get(), &QCoreApplication::aboutToQuit, [&delegate, &instance] {
         instance.setHandler(nullptr);
         delegate.applicationWillTerminate();

@@ -80,6 +80,12 @@ TEST_F(TerminationSignalsTests, aSignalThatWasIgnoredStaysSo)
 /// Only ever asked in processes of their own, which it ends.
 class X11DisplayLossTests : public ::testing::Test {
 protected:
+    X11DisplayLossTests()
+    {
+        // A fork alone would inherit the locks of the session bus's thread, but not the thread.
+        GTEST_FLAG_SET(death_test_style, "threadsafe");
+    }
+
     static void exitWhileItLives()
     {
         X11DisplayLoss displayLoss;

@@ -21,6 +21,7 @@ class ScreenReader:
         from gi.repository import Atspi, GLib
         self.api = pyatspi
         self._atspi = Atspi
+        self._gone = GLib.Error
         self._context = GLib.MainContext.default()
         self.focused = []
         self.selected = []
@@ -59,7 +60,11 @@ class ScreenReader:
     def wait_for(self, condition, what):
         def observe():
             self.hear()
-            return condition()
+            try:
+                return condition()
+            except self._gone:
+                # A view that it came across is there no more.
+                return None
         return wait_until(observe, what)
 
     def wait_for_focus(self, *spoken):

@@ -1,5 +1,7 @@
 #include "Platform/Linux/Files.h"
 
+#include "Platform/Linux/FileDescriptor.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
@@ -29,28 +31,6 @@ Failure<FileError> failure(const char* action, const path& subject, const std::s
 {
     return Failure{FileError{std::string("cannot ") + action + " " + subject.string() + ": " + reason}};
 }
-
-class FileDescriptor {
-public:
-    explicit FileDescriptor(int descriptor) : m_descriptor(descriptor) { }
-    ~FileDescriptor() { close(); }
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-
-    explicit operator bool() const { return m_descriptor >= 0; }
-    int get() const { return m_descriptor; }
-
-    /// Some file systems report a failed write only here. False: see errno.
-    bool close()
-    {
-        const int descriptor = m_descriptor;
-        m_descriptor = -1;
-        return descriptor < 0 || ::close(descriptor) == 0;
-    }
-
-private:
-    int m_descriptor;
-};
 
 // Without O_NONBLOCK opening a FIFO waits for its other end, and writing to a pipe or terminal for its
 // reader.
@@ -82,22 +62,6 @@ std::string readAll(int descriptor, std::size_t limit, std::string& bytes)
             return describe(std::make_error_code(std::errc::file_too_large));
         }
     }
-}
-
-/// False: see errno.
-bool writeAll(int descriptor, std::string_view bytes)
-{
-    while (!bytes.empty()) {
-        const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
-        if (count < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            return false;
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(count));
-    }
-    return true;
 }
 
 /// Takes the room before the old contents are touched, so that a full disk does not cost them. False: see
@@ -189,7 +153,7 @@ Result<Success, FileError> LocalFileSystem::write(const path& path, std::string_
         return failure(action, path, describeErrno());
     }
     const bool isRegular = S_ISREG(status.st_mode);
-    if ((isRegular && !reserveRoom(file.get(), bytes.size())) || !writeAll(file.get(), bytes)
+    if ((isRegular && !reserveRoom(file.get(), bytes.size())) || !writeAll(file, bytes)
         || (isRegular && ::ftruncate(file.get(), static_cast<off_t>(bytes.size())) != 0) || !file.close()) {
         const auto failed = failure(action, path, describeErrno());
         // A part of the contents would pass for the whole.
