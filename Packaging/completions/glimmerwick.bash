@@ -1,0 +1,19 @@
+# Completion of glimmerwick's options for bash.
+
+_glimmerwick_applications() {
+    local folder
+    local -a folders
+    IFS=: read -r -a folders <<<"${XDG_DATA_HOME:-$HOME/.local/share}:${XDG_DATA_DIRS:-/usr/local/share:/usr/share}"
+    for folder in "${folders[@]}"; do
+        [[ ! -d $folder/applications ]] || compgen -G "$folder/applications/*.desktop"
+    done | sed 's|.*/||; s|\.desktop$||'
+}
+
+_glimmerwick() {
+    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
+    local words="--toggle --show-picker --target-app --disable-event-tap --help --version"
+    [[ $previous != --target-app ]] || words=$(_glimmerwick_applications)
+    mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
+}
+
+complete -F _glimmerwick glimmerwick
