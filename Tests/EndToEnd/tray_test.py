@@ -111,9 +111,9 @@ class TrayTest(EndToEndTest):
         entries = [properties for _, properties in icon.open_menu()]
         self.assertEqual([entry.get("label", entry.get("type")) for entry in entries],
                          ["About Glimmerwick", "separator", "Check for Updates...", "separator",
-                          START_AT_LOGIN, "separator", "Quit Glimmerwick"])
-        self.assertEqual(entries[-1]["shortcut"], [["Control", "q"]])
-        self.assertEqual(entries[4]["toggle-type"], "checkmark")
+                          "Quit Glimmerwick", "separator", START_AT_LOGIN])
+        self.assertEqual(entries[4]["shortcut"], [["Control", "q"]])
+        self.assertEqual(entries[-1]["toggle-type"], "checkmark")
         self.assertTrue(all(entry.get("enabled", True) and entry.get("visible", True) for entry in entries))
         self.assert_silent(picker)
 
@@ -211,7 +211,8 @@ class TrayTest(EndToEndTest):
 
         wait_until(lambda: [window for window in self.desktop.visible_windows(APPLICATION) if window not in before],
                    "the menu is shown")
-        # The last entry.
+        # The last entry but one.
+        self.desktop.press("Up")
         self.desktop.press("Up")
         self.desktop.press("Return")
         wait_until(lambda: not picker.program.is_running(), "the picker has ended")

@@ -58,17 +58,14 @@ void TrayMenuHost::setMainMenu(std::vector<MenuItem> items)
 {
     m_menu.clear();
     m_startAtLogin = nullptr;
-    for (std::size_t index = 0; index < items.size(); ++index) {
-        // Where people look for the way out is at the end.
-        if (index + 1 == items.size()) {
-            addLoginItem();
-        }
-        if (items[index].kind == MenuItem::Kind::separator) {
+    for (const MenuItem& item : items) {
+        if (item.kind == MenuItem::Kind::separator) {
             m_menu.addSeparator();
         } else {
-            addAction(items[index]);
+            addAction(item);
         }
     }
+    addLoginItem();
 }
 
 void TrayMenuHost::addAction(const MenuItem& item)
@@ -82,12 +79,12 @@ void TrayMenuHost::addAction(const MenuItem& item)
 
 void TrayMenuHost::addLoginItem()
 {
+    m_menu.addSeparator();
     m_startAtLogin = m_menu.addAction(QCoreApplication::translate("TrayMenuHost", "Start at Login"));
     m_startAtLogin->setCheckable(true);
     QObject::connect(m_startAtLogin, &QAction::triggered, &m_menu,
                      [this](bool isEnabled) { setLoginItem(isEnabled); });
     refreshLoginItem();
-    m_menu.addSeparator();
 }
 
 void TrayMenuHost::refreshLoginItem()
