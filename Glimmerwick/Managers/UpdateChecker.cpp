@@ -64,6 +64,7 @@ void UpdateChecker::checkForUpdates()
     if (const auto problem = settingsProblem()) {
         reportOnce(*problem);
         m_services.presenter.showFailure(problem->sentence);
+        m_services.presenter.raise();
         return;
     }
     switch (m_phase) {
@@ -80,6 +81,7 @@ void UpdateChecker::checkForUpdates()
         break;
     case Phase::offerWaiting:
         showOffer(Attention::asked);
+        m_services.presenter.raise();
         break;
     case Phase::offering:
     case Phase::downloading:
@@ -164,6 +166,8 @@ void UpdateChecker::beginCheck(Initiator initiator)
     m_initiator = initiator;
     HttpRequest request;
     request.url = m_settings.feedAddress;
+    // What a cache on the way still has may be older than what was seen before, and would be refused.
+    request.headers = {{"Cache-Control", "no-cache"}};
     request.maximumBodySize = maximumFeedSize;
     m_request =
         m_services.httpClient.get(std::move(request), [this](const auto& answer) { finishCheck(answer); });
@@ -229,7 +233,9 @@ void UpdateChecker::finishWithout(const NeedsNewerSystem& choice)
 
 void UpdateChecker::takeOffer(NewerRelease release)
 {
-    if (m_initiator == Initiator::schedule && isSkipped(release.version)) {
+    // One that is installed takes effect when the program is started again, which may be long after.
+    const bool isKnown = isSkipped(release.version) || m_handedOver == release.version;
+    if (m_initiator == Initiator::schedule && isKnown) {
         return;
     }
     m_release = std::move(release);
@@ -304,6 +310,7 @@ void UpdateChecker::finishDownload(Result<HttpResponse, TransportError> answer)
         endWithFailure("update hand-over failed: ", problemInWords(handedOver.error()));
         return;
     }
+    m_handedOver = release.version;
     m_services.presenter.showHandedOver(release.version.text());
 }
 

@@ -107,6 +107,8 @@ private:
     Initiator m_initiator = Initiator::schedule;
     /// Waiting, offered or being downloaded.
     std::optional<NewerRelease> m_release;
+    /// Given to the package installer by this process.
+    std::optional<ReleaseVersion> m_handedOver;
     bool m_isStarted = false;
     bool m_isCheckDue = false;
     bool m_isPickerShown = false;

@@ -9,6 +9,7 @@ UpdatesSwitchedOff::UpdatesSwitchedOff(UpdatePresenter& presenter) : m_presenter
 void UpdatesSwitchedOff::checkForUpdates()
 {
     m_presenter.showMessage("Glimmerwick is updated together with your system.");
+    m_presenter.raise();
 }
 
 } // namespace glimmerwick

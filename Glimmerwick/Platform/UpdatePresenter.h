@@ -27,6 +27,7 @@ class UpdatePresenter {
 public:
     virtual ~UpdatePresenter() = default;
 
+    /// Comes to the front: somebody has asked just now.
     virtual void showChecking(std::function<void()> cancelled) = 0;
     virtual void showUpToDate(const std::string& installedVersion) = 0;
     /// Closing the window counts as `later`.

@@ -177,6 +177,8 @@ void DialogWindow::present(Attention attention)
         show();
     }
     if (isAsked) {
+        // A minimised window counts as visible, and is neither raised nor activated.
+        setWindowState(windowState() & ~Qt::WindowMinimized);
         raise();
         activateWindow();
     }

@@ -27,6 +27,7 @@ constexpr std::array components{
     Component{"Qt 6", "GNU LGPL 3.0"},
     Component{"ICU", "Unicode License v3"},
     Component{"HarfBuzz", "MIT License"},
+    Component{"GLib", "GNU LGPL 2.1"},
     Component{"curl", "curl License"},
     Component{"Fontconfig", "MIT License"},
     Component{"XCB, xkbcommon", "MIT/X11 License"},

@@ -121,6 +121,7 @@ void UpdateWindow::showChecking(std::function<void()> cancelled)
     const QString heading = translated(QT_TRANSLATE_NOOP("UpdateWindow", "Looking for a new version…"));
     show({new MessageBody(heading, {}, new ProgressBar(heading)), {cancelAction(std::move(cancelled))}},
          Attention::asked);
+    raise();
 }
 
 void UpdateWindow::showUpToDate(const std::string& installedVersion)

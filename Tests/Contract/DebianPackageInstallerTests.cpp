@@ -13,6 +13,7 @@
 
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace glimmerwick::contract {
 namespace {
@@ -147,6 +148,21 @@ TEST_F(DebianPackageInstallerTests, cachesInWhichEverybodyExchangesFoldersAreRef
 {
     std::filesystem::create_directories(caches);
     std::filesystem::permissions(caches, perms::all);
+
+    EXPECT_TRUE(isRefused());
+
+    EXPECT_FALSE(std::filesystem::exists(caches / "Glimmerwick"));
+}
+
+/// Only root can give folders away, and only root can write into those of others.
+TEST_F(DebianPackageInstallerTests, cachesOfSomebodyElseAreRefused)
+{
+    constexpr uid_t somebodyElse = 65534;
+    std::filesystem::create_directories(caches);
+    if (::chown(caches.c_str(), somebodyElse, static_cast<gid_t>(-1)) != 0) {
+        ASSERT_NE(::geteuid(), 0U);
+        return;
+    }
 
     EXPECT_TRUE(isRefused());
 

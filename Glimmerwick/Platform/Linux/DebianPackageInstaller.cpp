@@ -48,8 +48,12 @@ FileDescriptor openCaches(const std::filesystem::path& folder)
     if (!caches || ::fstat(caches.get(), &status) != 0) {
         return FileDescriptor(-1);
     }
-    const bool isOpenToAll = (status.st_mode & S_IWOTH) != 0 && (status.st_mode & S_ISVTX) == 0;
-    return isOpenToAll ? refused(EPERM) : std::move(caches);
+    // The installer gets a path, and whoever may rename folders in here decides what lies there.
+    const bool isOwnersTrusted = status.st_uid == ::geteuid() || status.st_uid == 0;
+    const bool isGroupTrusted = (status.st_mode & S_IWGRP) == 0 || status.st_gid == ::getegid();
+    const bool isKept =
+        (status.st_mode & S_ISVTX) != 0 || (isGroupTrusted && (status.st_mode & S_IWOTH) == 0);
+    return isOwnersTrusted && isKept ? std::move(caches) : refused(EPERM);
 }
 
 /// Makes it when it is missing, and takes the access away from others. None: see errno.

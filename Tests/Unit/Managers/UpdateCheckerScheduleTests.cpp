@@ -198,6 +198,21 @@ TEST_F(UpdateCheckerScheduleTests, ASkippedVersionIsNotOfferedButTheNextOneIs)
     EXPECT_THAT(newCalls(), ElementsAre("offer 0.2.1"));
 }
 
+TEST_F(UpdateCheckerScheduleTests, AVersionThatTheInstallerHasIsOfferedOnRequestAlone)
+{
+    checkOnSchedule();
+    presenter.answer(UpdateAnswer::download);
+    answer(200, package);
+    newCalls();
+
+    pass(25h);
+    answerWithFeed();
+    EXPECT_THAT(newCalls(), IsEmpty());
+
+    checkOnRequest();
+    EXPECT_THAT(newCalls(), ElementsAre("checking", "offer 0.2.0"));
+}
+
 TEST_F(UpdateCheckerScheduleTests, LaterAsksAgainADayAfterTheAnswer)
 {
     checkOnSchedule();
@@ -349,12 +364,12 @@ TEST_F(UpdateCheckerScheduleTests, AnOfferThatWaitsIsShownToWhoAsks)
 
     checker->checkForUpdates();
 
-    EXPECT_THAT(presenter.calls, ElementsAre("offer 0.2.0"));
+    EXPECT_THAT(presenter.calls, ElementsAre("offer 0.2.0", "raise"));
     EXPECT_EQ(presenter.attention, Attention::asked);
     EXPECT_EQ(requestCount(), 1U);
     checker->setPickerShown(false);
     time.advance(31s);
-    EXPECT_THAT(presenter.calls, ElementsAre("offer 0.2.0"));
+    EXPECT_THAT(presenter.calls, ElementsAre("offer 0.2.0", "raise"));
 }
 
 TEST_F(UpdateCheckerScheduleTests, NoCheckBeginsDuringADownload)

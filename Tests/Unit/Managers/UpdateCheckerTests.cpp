@@ -10,6 +10,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::Pair;
 using ::testing::SizeIs;
 
 class UpdateCheckerTests : public UpdateCheckerFixture { };
@@ -22,7 +23,7 @@ TEST_F(UpdateCheckerTests, ARequestedCheckShowsItselfAtOnceAndAsksForTheFeed)
     ASSERT_EQ(requestCount(), 1U);
     EXPECT_EQ(exchange().request.url, settings.feedAddress);
     EXPECT_EQ(exchange().request.maximumBodySize, 1024U * 1024);
-    EXPECT_THAT(exchange().request.headers, IsEmpty());
+    EXPECT_THAT(exchange().request.headers, ElementsAre(Pair("Cache-Control", "no-cache")));
 }
 
 TEST_F(UpdateCheckerTests, ANewerVersionIsOffered)
@@ -302,7 +303,8 @@ TEST_F(UpdateCheckerTests, ABuildWithoutUpdateServerContactsNobody)
     EXPECT_EQ(time.pendingCount(), 0U);
 
     checker->checkForUpdates();
-    EXPECT_THAT(presenter.calls, ElementsAre("failure: This build of Glimmerwick has no update server."));
+    EXPECT_THAT(presenter.calls,
+                ElementsAre("failure: This build of Glimmerwick has no update server.", "raise"));
     EXPECT_EQ(requestCount(), 0U);
     EXPECT_THAT(lines, IsEmpty());
 }
@@ -318,7 +320,7 @@ TEST_F(UpdateCheckerTests, ABuildWhoseKeyIsNoneSaysSoOnceAndContactsNobody)
 
     EXPECT_THAT(lines, ElementsAre("there are no updates: the update key of this build is no Ed25519 key"));
     const std::string sentence = "failure: This build of Glimmerwick has no valid key to check updates with.";
-    EXPECT_THAT(presenter.calls, ElementsAre(sentence, sentence));
+    EXPECT_THAT(presenter.calls, ElementsAre(sentence, "raise", sentence, "raise"));
     EXPECT_EQ(requestCount(), 0U);
 }
 
@@ -383,7 +385,8 @@ TEST(UpdatesSwitchedOffTests, SaysWhoUpdatesInstead)
     EXPECT_THAT(presenter.calls, IsEmpty());
     updater.checkForUpdates();
 
-    EXPECT_THAT(presenter.calls, ElementsAre("message: Glimmerwick is updated together with your system."));
+    EXPECT_THAT(presenter.calls,
+                ElementsAre("message: Glimmerwick is updated together with your system.", "raise"));
 }
 
 } // namespace

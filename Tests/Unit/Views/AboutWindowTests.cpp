@@ -141,7 +141,8 @@ TEST_F(AboutWindowTests, theLicencesNameWhatIsBuiltInAndHoldTheFiles)
     press(shown(), "Licences");
 
     const std::string text = toUtf8(licences().toPlainText());
-    for (const char* name : {"Qt 6", "ICU", "HarfBuzz", "curl", "Fontconfig", "XCB", "JSON", "libsodium"}) {
+    for (const char* name :
+         {"Qt 6", "ICU", "HarfBuzz", "GLib", "curl", "Fontconfig", "XCB", "JSON", "libsodium"}) {
         EXPECT_THAT(text, HasSubstr(name));
     }
     EXPECT_THAT(text, HasSubstr("LGPL 3.0"));

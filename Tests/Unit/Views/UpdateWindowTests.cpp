@@ -449,6 +449,29 @@ TEST_F(UpdateWindowTests, anOfferThatComesByItselfTakesNoFocusUntilItIsRaised)
     EXPECT_FALSE(shownWindow()->testAttribute(Qt::WA_ShowWithoutActivating));
 }
 
+TEST_F(UpdateWindowTests, aMinimisedWindowComesBackWhenItIsRaised)
+{
+    showOffer();
+    DialogWindow& window = *shownWindow();
+    window.showMinimized();
+    ASSERT_TRUE(window.isMinimized());
+
+    update->raise();
+
+    EXPECT_FALSE(window.isMinimized());
+}
+
+TEST_F(UpdateWindowTests, aNewCheckBringsTheWindowOfTheLastOneBack)
+{
+    update->showUpToDate("0.1.0");
+    DialogWindow& window = *shownWindow();
+    window.showMinimized();
+
+    update->showChecking(nullptr);
+
+    EXPECT_FALSE(window.isMinimized());
+}
+
 TEST_F(UpdateWindowTests, raisingNothingShowsNothing)
 {
     update->raise();
