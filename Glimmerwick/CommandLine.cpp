@@ -82,6 +82,8 @@ private:
             m_result.showPicker = true;
         } else if (word == "--toggle") {
             m_result.toggle = true;
+        } else if (word == "--background") {
+            m_result.background = true;
         } else if (word == "--target-app") {
             takeTargetApp();
         } else if (word == "--disable-event-tap") {
@@ -150,6 +152,8 @@ Emoji picker that waits in the background. Press Ctrl+Super+Space to open it.
 
   --toggle              open the picker, or close it; bind this to a key of your
                         choice where the shortcut cannot be had
+  --background          show nothing, also when the picker runs already; for the
+                        start at login
   --show-picker         show the picker half a second after the start
   --target-app ID       always type into the application with this identifier
                         (its desktop-file id or WM_CLASS class)

@@ -16,6 +16,8 @@ struct CommandLine {
     Request request = Request::run;
     bool showPicker = false;
     bool toggle = false;
+    /// A picker that runs already is to be left alone.
+    bool background = false;
     /// The first one given.
     std::optional<std::string> targetApp;
     /// The toolkit's own options and their values, as they were written. Nothing else may reach the toolkit:
@@ -23,7 +25,7 @@ struct CommandLine {
     std::vector<std::string> toolkitArguments;
 
     /// Whether a running picker has nothing better to do about these than to show itself.
-    bool isPlainStart() const { return !showPicker && !toggle && !targetApp; }
+    bool isPlainStart() const { return !showPicker && !toggle && !background && !targetApp; }
 
     /// The words without the program's name, up to the first that asks for help or the version. The error is
     /// a sentence for the user, without the program's name.

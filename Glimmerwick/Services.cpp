@@ -102,7 +102,11 @@ Services::Services(const Process& process, const SessionBus& bus, const BuildSet
       menuHost(bus, loginItem, process.resourcesDirectory / "symbols" / "face.smiling.svg",
                // Not quit(), which asks the windows first.
                {[this] { aboutWindow.show(); }, [] { QCoreApplication::exit(EXIT_SUCCESS); },
-                hooks.trayIconClicked, hooks.reportProblem}),
+                hooks.trayIconClicked,
+                [this](std::string_view problem) {
+                    hooks.reportProblem(problem);
+                    userNotice.post({"Glimmerwick", std::string(problem)});
+                }}),
       fileViewer(bus, homeDirectory(), hooks.reportProblem), signatureVerifier(build.updateKey),
       updateWindow(mainQueue), packageInstaller(process.cachesDirectory),
       updateChecker(makeUpdateChecker(*this, build)),

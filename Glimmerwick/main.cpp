@@ -116,16 +116,33 @@ void useDisplayOf(const CommandLine& commandLine)
     }
 }
 
-void preferX11()
-{
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && !qEnvironmentVariableIsEmpty("DISPLAY")) {
-        qputenv("QT_QPA_PLATFORM", "xcb");
+/// Has the toolkit use X11 where it has the choice, but not the programs that this one starts.
+class PreferredX11 {
+public:
+    PreferredX11()
+        : m_isPreferred(qEnvironmentVariableIsEmpty(variable) && !qEnvironmentVariableIsEmpty("DISPLAY"))
+    {
+        if (m_isPreferred) {
+            qputenv(variable, "xcb");
+        }
     }
-}
+    ~PreferredX11()
+    {
+        if (m_isPreferred) {
+            qunsetenv(variable);
+        }
+    }
+    PreferredX11(const PreferredX11&) = delete;
+    PreferredX11& operator=(const PreferredX11&) = delete;
+
+private:
+    static constexpr const char* variable = "QT_QPA_PLATFORM";
+    const bool m_isPreferred;
+};
 
 std::unique_ptr<QApplication> makeApplication(ToolkitArguments& arguments, const Process& process)
 {
-    preferX11();
+    const PreferredX11 preferred;
     const HiddenDesktopName hidden;
     QApplication::setApplicationName(toQString(process.bundleIdentifier));
     QApplication::setDesktopFileName(toQString(process.bundleIdentifier));

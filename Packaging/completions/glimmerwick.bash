@@ -10,10 +10,14 @@ _glimmerwick_applications() {
 }
 
 _glimmerwick() {
-    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
-    local words="--toggle --show-picker --target-app --disable-event-tap --help --version"
-    [[ $previous != --target-app ]] || words=$(_glimmerwick_applications)
-    mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
+    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} word
+    local -a words=(--toggle --background --show-picker --target-app --disable-event-tap --help --version)
+    [[ $previous != --target-app ]] || mapfile -t words < <(_glimmerwick_applications)
+    COMPREPLY=()
+    # Not by compgen -W, which would run what stands in the name of a file.
+    for word in "${words[@]}"; do
+        [[ $word != "$current"* ]] || COMPREPLY+=("$(printf %q "$word")")
+    done
 }
 
 complete -F _glimmerwick glimmerwick

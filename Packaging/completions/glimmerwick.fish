@@ -12,6 +12,7 @@ end
 
 complete --command glimmerwick --no-files
 complete --command glimmerwick --long-option toggle --description 'Open the picker, or close it'
+complete --command glimmerwick --long-option background --description 'Show nothing, also when the picker runs already'
 complete --command glimmerwick --long-option show-picker --description 'Show the picker half a second after the start'
 complete --command glimmerwick --long-option target-app --exclusive --arguments '(__glimmerwick_applications)' \
     --description 'Always type into one application'

@@ -1,7 +1,9 @@
 #!/usr/bin/python3
 """The program on a volume that is mounted for reading alone: asked once to be moved, and otherwise as ever.
 
-usage: install_location_test.py --picker BINARY --qt-target BINARY
+usage: install_location_test.py --picker BINARY --distributed BINARY --qt-target BINARY
+
+The distributed one is built to leave updates to the system.
 """
 
 import configparser
@@ -35,6 +37,7 @@ START = 'mount -t tmpfs volume "$0" && cp "$1" "$0/glimmerwick" && mount -o "rem
 
 class InstallLocationTest(unittest.TestCase):
     picker_binary = argument("picker")
+    distributed_binary = argument("distributed")
     qt_target_binary = argument("qt-target")
 
     @classmethod
@@ -53,11 +56,11 @@ class InstallLocationTest(unittest.TestCase):
     def setUp(self):
         shutil.rmtree(self.settings.parent, ignore_errors=True)
 
-    def start(self, access, *flags):
+    def start(self, access, *flags, binary=picker_binary):
         """Starts the program on a volume with this access, "ro" or "rw"."""
         space = ["--mount"] if os.geteuid() == 0 else ["--mount", "--map-root-user"]
         picker = Picker(self.desktop, shutil.which("unshare"), *space, "sh", "-ec", START, self.volume,
-                        pathlib.Path(self.picker_binary).resolve(), access, *flags)
+                        pathlib.Path(binary).resolve(), access, *flags)
         self.addCleanup(picker.program.stop)
         picker.wait_until_ready()
         return picker
@@ -140,6 +143,19 @@ class InstallLocationTest(unittest.TestCase):
             self.assertTrue(picker.program.is_running())
             picker.program.stop()
             self.settings.unlink()
+
+    def test_program_that_the_system_updates_may_lie_on_any_volume(self):
+        picker = self.start("ro", "--show-picker", binary=self.distributed_binary)
+
+        picker.wait_for_line(SHOWING)
+        self.assertNotIn(TITLE, self.texts())
+        self.assertIsNone(self.stored())
+        self.assertEqual(picker.count_lines("[Glimmerwick] Sparkle updater initialized"), 1)
+        self.desktop.call("gdbus", "call", "--session", "--dest", PANEL_CLASS, "--object-path",
+                          "/com/glimmerwick/Glimmerwick", "--method",
+                          "org.freedesktop.Application.ActivateAction", "check-for-updates", "[]", "{}")
+        self.reader.wait_for(lambda: any("updated together with your system" in text for text in self.texts()),
+                             "who updates it is told")
 
     def test_writable_volume_is_fine_until_it_is_no_more(self):
         picker = self.start("rw", "--show-picker")

@@ -273,11 +273,24 @@ class TrayTest(EndToEndTest):
         wait_until(icon.starts_at_login, "the entry is checked")
         self.desktop.call("desktop-file-validate", self.autostart)
         self.assertIn(f"TryExec={pathlib.Path(self.picker_binary).resolve()}\n", self.autostart.read_text("utf-8"))
+        self.assert_systemd_starts_it()
 
         icon.choose(START_AT_LOGIN)
         wait_until(lambda: not icon.starts_at_login(), "the entry is not checked")
         self.assertFalse(self.autostart.exists())
         self.assert_silent(picker)
+
+    def assert_systemd_starts_it(self):
+        """Some desktops leave the start at login to systemd, which reads entries in a way of its own."""
+        units = self.desktop.folder / "units"
+        units.mkdir()
+        said = self.desktop.call("/usr/lib/systemd/user-generators/systemd-xdg-autostart-generator", units, units, units)
+        self.assertEqual(said, "")
+        unit, = units.glob("app-*.service")
+        self.desktop.call("systemd-analyze", "verify", "--user", "--man=no", unit)
+        command, = (line for line in unit.read_text(encoding="utf-8").splitlines() if line.startswith("ExecStart="))
+        self.assertEqual(command, "ExecStart=:/usr/bin/sh -c \"exec '"
+                         f"{pathlib.Path(self.picker_binary).resolve()}' --background >/dev/null\"")
 
     def test_entry_written_for_the_login_starts_the_program_and_keeps_its_log_to_itself(self):
         watcher = self.start_watcher()

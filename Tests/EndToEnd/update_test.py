@@ -23,6 +23,7 @@ from nginx import Nginx
 
 RELEASE = ROOT / "dev" / "release"
 TEST_KEY = ROOT / "Tests" / "Data" / "update-test.key"
+TEST_PUBLIC_KEY = ROOT / "Tests" / "Data" / "update-test.pub"
 # Far above any version of the program itself.
 NEW, NEWER = "99.9.0", "99.10.0"
 # As long as they are installed this is what they are compared with.
@@ -36,6 +37,7 @@ CONTROL = """Package: glimmerwick
 Version: {version}-1
 Architecture: {architecture}
 Depends: libc6 (>= {c_library})
+Glimmerwick-Update-Key: {update_key}
 Maintainer: Nobody <nobody@example.org>
 Description: stands in for a release
 """
@@ -77,6 +79,7 @@ class UpdateTest(unittest.TestCase):
         cls.key = cls.desktop.folder / "release.key"
         shutil.copyfile(TEST_KEY, cls.key)
         cls.key.chmod(0o600)
+        cls.public_key = TEST_PUBLIC_KEY.read_text(encoding="ascii").strip()
         cls.install_package_installer()
 
     @classmethod
@@ -110,16 +113,17 @@ class UpdateTest(unittest.TestCase):
     # Making releases
 
     def release(self, *arguments):
-        subprocess.run([RELEASE, *arguments], check=True, capture_output=True)
+        return subprocess.run([RELEASE, *arguments], check=True, capture_output=True, encoding="utf-8").stdout
 
-    def package(self, version, c_library="2.17", architecture=None):
-        """A small real package, in the folder that is served."""
+    def package(self, version, c_library="2.17", architecture=None, update_key=None):
+        """A small real package, in the folder that is served. It trusts the test's key or `update_key`."""
         architecture = architecture or self.architecture
         tree = self.desktop.folder / "package"
         shutil.rmtree(tree, ignore_errors=True)
         (tree / "DEBIAN").mkdir(parents=True)
         (tree / "DEBIAN" / "control").write_text(
-            CONTROL.format(version=version, architecture=architecture, c_library=c_library), encoding="utf-8")
+            CONTROL.format(version=version, architecture=architecture, c_library=c_library,
+                           update_key=update_key or self.public_key), encoding="utf-8")
         package = self.site / f"glimmerwick_{version}-1_{architecture}.deb"
         subprocess.run(["dpkg-deb", "--root-owner-group", "--build", tree, package], check=True,
                        capture_output=True)
@@ -273,8 +277,7 @@ class UpdateTest(unittest.TestCase):
 
     def test_feed_of_another_key_is_refused(self):
         other = self.desktop.folder / "other.key"
-        self.release("key", other)
-        self.publish(NEW, key=other)
+        self.publish(NEW, key=other, update_key=self.release("key", other).strip())
         self.start()
 
         self.assert_refused("the feed is not signed by the key of this program",

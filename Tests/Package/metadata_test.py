@@ -90,8 +90,25 @@ class MetadataTest(unittest.TestCase):
         commands.append(entry(self.share / f"{NAME}.service")["D-BUS Service"]["Exec"])
 
         for command in commands:
-            self.assertRegex(shlex.split(command)[2], r"exec '/[^']*/glimmerwick'( --toggle)? >/dev/null$")
+            self.assertRegex(shlex.split(command)[2], r"exec '/[^']*/glimmerwick'( --toggle| --background)? >/dev/null$")
         self.assertEqual(entry(self.share / "glimmerwick.service")["Service"]["StandardOutput"], "null")
+
+    def test_systemd_starts_the_entry_where_it_starts_those_of_the_desktop(self):
+        with tempfile.TemporaryDirectory() as folder:
+            units, autostart = pathlib.Path(folder) / "units", pathlib.Path(folder) / "autostart"
+            units.mkdir()
+            autostart.mkdir()
+            installed = entry(self.autostart)["Desktop Entry"]["TryExec"]
+            text = self.autostart.read_text(encoding="utf-8").replace(installed, str(self.program.resolve()))
+            (autostart / self.autostart.name).write_text(text, encoding="utf-8")
+
+            said = self.run_tool("/usr/lib/systemd/user-generators/systemd-xdg-autostart-generator", units, units, units,
+                                 XDG_CONFIG_DIRS=folder, XDG_CONFIG_HOME=units / "none", HOME=folder)
+
+            unit, = units.glob("app-*.service")
+            self.assertEqual(said, "")
+            self.assertEqual(self.run_tool("systemd-analyze", "verify", "--user", "--man=no", unit,
+                                           XDG_RUNTIME_DIR=folder), "")
 
     def test_kwin_entry_has_nothing_but_the_path_and_the_same_permissions(self):
         shown, for_kwin = (entry(path)["Desktop Entry"] for path in self.entries[:2])
@@ -166,9 +183,14 @@ class MetadataTest(unittest.TestCase):
         changelog = (ROOT / "debian" / "changelog").read_text(encoding="utf-8")
         manual = (self.share / "glimmerwick.1").read_text(encoding="utf-8")
 
-        self.assertEqual(component.find("releases")[0].get("version"), self.version())
-        self.assertEqual(re.match(r"glimmerwick \((.*)-[^-]*\) ", changelog)[1], self.version())
-        self.assertIn(f'"Glimmerwick {self.version()}"', manual)
+        version, _, pre_release = self.version().partition("-")
+        packaged = re.match(r"glimmerwick \((.*)-[^-]*\) ", changelog)[1]
+
+        self.assertEqual(component.find("releases")[0].get("version"), version)
+        self.assertEqual(packaged.partition("~")[0], version)
+        self.assertIn(f'"Glimmerwick {version}"', manual)
+        if pre_release:
+            self.assertEqual(self.pre_release_of(packaged), pre_release)
 
     # Manual and completions
 
@@ -208,6 +230,17 @@ class MetadataTest(unittest.TestCase):
             self.assertEqual(sorted(complete("glimmerwick", "--")), sorted(self.options()))
             self.assertEqual(complete("glimmerwick", "--tog"), ["--toggle"])
 
+    def test_bash_runs_no_name_of_a_file(self):
+        with tempfile.TemporaryDirectory() as folder:
+            applications = pathlib.Path(folder) / "applications"
+            applications.mkdir()
+            (applications / "$(touch pwned).desktop").touch()
+            self.assertEqual(self.run_tool(
+                "bash", "-c", f"cd {shlex.quote(folder)}; source {shlex.quote(str(PACKAGING))}/completions/glimmerwick.bash;"
+                "COMP_WORDS=(glimmerwick --target-app ''); COMP_CWORD=2; _glimmerwick; printf '%s\\n' \"${COMPREPLY[@]}\"",
+                XDG_DATA_HOME=folder, XDG_DATA_DIRS=folder).split("\n")[0], r"\$\(touch\ pwned\)")
+            self.assertFalse((pathlib.Path(folder) / "pwned").exists())
+
     def test_bash_and_fish_complete_applications(self):
         with tempfile.TemporaryDirectory() as folder:
             applications = pathlib.Path(folder) / "applications"
@@ -224,11 +257,24 @@ class MetadataTest(unittest.TestCase):
 
     # The source package
 
+    def pre_release_of(self, upstream):
+        """What debian/rules makes of an upstream version."""
+        said = self.run_tool("make", "--silent", "--directory", ROOT, "--makefile", "debian/rules",
+                             "--eval=tell: ; @echo '$(pre_release)'", "tell", f"DEB_VERSION_UPSTREAM={upstream}")
+        return said.strip()
+
+    def test_pre_releases_are_spelled_as_in_the_feed(self):
+        for upstream, pre_release in {"0.2.0": "", "0.2.0~rc1": "rc.1", "0.2.0~rc.12": "rc.12",
+                                      "0.2.0~beta": "beta"}.items():
+            self.assertEqual(self.pre_release_of(upstream), pre_release)
+
     def test_wrong_orders_are_refused_before_anything_is_done(self):
         script = ROOT / "dev" / "package"
+        key = "A" * 43 + "="
         self.assertIn("--check-reproducible", self.run_tool(script, "--help"))
         for words, status in ((["--bogus"], 2), (["--output"], 2), (["--update-feed", "https://a.example/feed"], 1),
-                              (["--update-feed", "https://a.example/$(id)", "--update-key", "a="], 1)):
+                              (["--update-feed", "https://a.example/$(id)", "--update-key", key], 1),
+                              (["--update-feed", "https://a.example/feed", "--update-key", key[1:]], 1)):
             ended = subprocess.run([script, *words], capture_output=True, text=True, check=False, timeout=60)
 
             self.assertEqual((ended.returncode, ended.stdout), (status, ""), ended.stderr)

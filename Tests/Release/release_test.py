@@ -22,11 +22,13 @@ HEAD = '<?xml version="1.0" encoding="UTF-8"?>\n'
 
 
 def make_package(folder, version="0.2.0-1", architecture="amd64", depends="libc6 (>= 2.36), libstdc++6 (>= 12)",
-                 name="glimmerwick"):
+                 name="glimmerwick", update_key=None):
+    """Built with updates signed by that key, or without any."""
+    field = f"Glimmerwick-Update-Key: {update_key}\n" if update_key else ""
     root = folder / "root"
     (root / "DEBIAN").mkdir(parents=True, exist_ok=True)
     (root / "DEBIAN" / "control").write_text(
-        f"Package: {name}\nVersion: {version}\nArchitecture: {architecture}\nDepends: {depends}\n"
+        f"Package: {name}\nVersion: {version}\nArchitecture: {architecture}\nDepends: {depends}\n{field}"
         "Maintainer: Nobody <nobody@example.invalid>\nDescription: a test\n", encoding="utf-8")
     path = folder / f"{name}_{version}_{architecture}.deb"
     subprocess.run(["dpkg-deb", "--root-owner-group", "--build", root, path], check=True, capture_output=True)
@@ -60,6 +62,13 @@ class ReleaseTest(unittest.TestCase):
 
     def make_key(self, path):
         return self.succeed("key", path).strip()
+
+    def make_package(self, version="0.2.0-1", **properties):
+        """One that looks for updates of this test's key."""
+        return make_package(self.folder, version, **{"update_key": self.public, **properties})
+
+    def withdraw_arguments(self, version, key=None):
+        return "withdraw", "--key", key or self.key, "--feed", self.feed, version
 
     def feed_arguments(self, *packages, feed=None, key=None, options=()):
         named = [argument for package in packages for argument in ("--package", package)]
@@ -117,10 +126,10 @@ class KeyTest(ReleaseTest):
 
     def test_a_key_that_others_can_read_is_not_used(self):
         self.key.chmod(0o640)
-        self.assertIn("chmod 600", self.refuse(*self.feed_arguments(make_package(self.folder))))
+        self.assertIn("chmod 600", self.refuse(*self.feed_arguments(self.make_package())))
 
     def test_what_is_no_key_is_not_used(self):
-        package = make_package(self.folder)
+        package = self.make_package()
         for text in "", "glimmerwick secret key 1\nAAAA\n", self.public + "\n", "glimmerwick secret key 1\n!\n":
             self.key.write_text(text, encoding="ascii")
             self.refuse(*self.feed_arguments(package))
@@ -130,7 +139,7 @@ class KeyTest(ReleaseTest):
 
 class FeedTest(ReleaseTest):
     def test_what_is_published_is_offered_and_accepted(self):
-        package = make_package(self.folder)
+        package = self.make_package()
 
         self.publish(package)
 
@@ -142,8 +151,8 @@ class FeedTest(ReleaseTest):
         self.assertEqual(stat.S_IMODE(self.feed.stat().st_mode), 0o644)
 
     def test_the_program_goes_by_version_architecture_and_system(self):
-        other = make_package(self.folder, architecture="arm64", depends="libc6 (>= 2.38)")
-        self.publish(make_package(self.folder), other)
+        other = self.make_package(architecture="arm64", depends="libc6 (>= 2.38)")
+        self.publish(self.make_package(), other)
 
         self.assertTrue(self.probe_feed(system="2.38", architecture="arm64").startswith("offer 0.2.0"))
         self.assertEqual(self.probe_feed(), "needs a newer system: 0.2.0")
@@ -157,27 +166,27 @@ class FeedTest(ReleaseTest):
                              "1.10-1~bpo12+1": "1.10"}.items():
             with self.subTest(debian):
                 self.feed.unlink(missing_ok=True)
-                self.publish(make_package(self.folder, debian))
+                self.publish(self.make_package(debian))
                 self.assertTrue(self.probe_feed(installed="0.1.0-a").startswith(f"offer {ours} of"))
         for debian in "1:0.2.0-1", "0.2.0+git5-1", "0.2.0a-1":
             with self.subTest(debian):
-                arguments = self.feed_arguments(make_package(self.folder, debian))
+                arguments = self.feed_arguments(self.make_package(debian))
                 self.assertIn("cannot be written", self.refuse(*arguments))
 
     def test_without_a_c_library_any_system_will_do(self):
-        self.publish(make_package(self.folder, depends="libqt6core6"))
+        self.publish(self.make_package(depends="libqt6core6"))
         self.assertTrue(self.probe_feed(system="1").startswith("offer"))
 
     def test_the_greatest_minimum_counts(self):
-        self.publish(make_package(self.folder, depends="libc6 (>= 2.9), libc6 (>= 2.34), libc6 (>= 2.4)"))
+        self.publish(self.make_package(depends="libc6 (>= 2.9), libc6 (>= 2.34), libc6 (>= 2.4)"))
         self.assertEqual(self.probe_feed(system="2.33"), "needs a newer system: 0.2.0")
         self.assertTrue(self.probe_feed(system="2.34").startswith("offer"))
 
     def test_releases_gather_and_the_same_one_is_replaced(self):
-        self.publish(make_package(self.folder, "0.2.0-1"))
-        self.publish(make_package(self.folder, "0.10.0-1"))
+        self.publish(self.make_package("0.2.0-1"))
+        self.publish(self.make_package("0.10.0-1"))
         self.notes.write_text("Other notes", encoding="utf-8")
-        self.assertIn("replaced 0.2.0", self.publish(make_package(self.folder, "0.2.0-2", depends="libc6 (>= 2.31)")))
+        self.assertIn("replaced 0.2.0", self.publish(self.make_package("0.2.0-2", depends="libc6 (>= 2.31)")))
 
         lines = self.check("--packages", self.folder).splitlines()
         self.assertEqual(lines[0], "0.10.0 for amd64, needs C library 2.36")
@@ -189,21 +198,21 @@ class FeedTest(ReleaseTest):
     def test_notes_arrive_as_they_were_written(self):
         for notes in NOTES, "", "\r\none\r\ntwo\r\n", "]]> &amp; <!-- x --> \"quoted\" 'too'":
             self.notes.write_bytes(notes.encode())
-            self.publish(make_package(self.folder))
+            self.publish(self.make_package())
             first = notes.strip().splitlines()[0] if notes else ""
             self.assertTrue(self.probe_feed().endswith(": " + first))
-        self.publish(make_package(self.folder, "0.3.0-1"))
+        self.publish(self.make_package("0.3.0-1"))
         self.assertTrue(self.probe_feed(installed="0.2.9").endswith(": " + first), "published again with another")
 
     def test_notes_that_no_feed_can_carry_are_refused(self):
-        package = make_package(self.folder)
+        package = self.make_package()
         for notes in b"\xff", b"a\x00b", b"a\x1b[1m", b"x" * (64 * 1024 + 1):
             self.notes.write_bytes(notes)
             self.refuse(*self.feed_arguments(package))
         self.assertFalse(self.feed.exists())
 
     def test_the_serial_grows_even_when_the_clock_goes_back(self):
-        package = make_package(self.folder)
+        package = self.make_package()
         self.publish(package)
         first = self.serial()
         content = HEAD.encode() + self.feed.read_bytes().split(b"\n", 1)[1].rsplit(b"<!--", 1)[0]
@@ -217,7 +226,7 @@ class FeedTest(ReleaseTest):
         self.assertTrue(self.probe_feed(greatest=future + 1).startswith("offer"))
 
     def test_addresses_follow_the_base(self):
-        package = make_package(self.folder)
+        package = self.make_package()
         for base in "https://cdn.example.invalid/releases", "https://cdn.example.invalid/releases/":
             self.publish(package, options=["--base-url", base])
             self.assertIn(f" from https://cdn.example.invalid/releases/{package.name}:", self.probe_feed())
@@ -229,16 +238,27 @@ class FeedTest(ReleaseTest):
         self.assertIn("/glimmerwick/odd%3A%20name%20%26%20more%231.deb:", self.probe_feed())
         self.check("--packages", self.folder)
 
+    def test_a_package_that_would_never_be_updated_again_is_refused(self):
+        other = self.make_key(self.folder / "other")
+        good = self.make_package()
+        for update_key, reason in {None: "looks for no updates", other: "updates of another key"}.items():
+            bad = self.make_package(architecture="arm64", update_key=update_key)
+            for packages in (bad,), (good, bad):
+                self.assertIn(reason, self.refuse(*self.feed_arguments(*packages)))
+        self.assertFalse(self.feed.exists())
+
+        self.publish(good)
+
     def test_what_is_no_release_is_refused(self):
-        package = make_package(self.folder)
+        package = self.make_package()
         no_package = self.folder / "no.deb"
         no_package.write_text("nothing", encoding="ascii")
         self.assertIn("not a Debian package", self.refuse(*self.feed_arguments(no_package)))
         no_package.write_bytes(b"")
         self.refuse(*self.feed_arguments(no_package))
         self.refuse(*self.feed_arguments(self.folder / "missing.deb"))
-        self.refuse(*self.feed_arguments(make_package(self.folder, name="another")))
-        another = make_package(self.folder, "0.3-1")
+        self.refuse(*self.feed_arguments(self.make_package(name="another")))
+        another = self.make_package("0.3-1")
         self.assertIn("different versions", self.refuse(*self.feed_arguments(package, another)))
         self.assertIn("same architecture", self.refuse(*self.feed_arguments(package, package)))
         self.refuse("feed", "--key", self.key)
@@ -246,28 +266,83 @@ class FeedTest(ReleaseTest):
         self.assertFalse(self.feed.exists())
 
     def test_a_feed_of_another_key_is_not_continued(self):
-        package = make_package(self.folder)
+        package = self.make_package()
         self.publish(package)
         before = self.feed.read_bytes()
         other = self.folder / "other"
-        self.make_key(other)
+        of_another = self.make_package("0.3.0-1", update_key=self.make_key(other))
 
-        self.assertIn("not signed by this key", self.refuse(*self.feed_arguments(package, key=other)))
+        self.assertIn("not signed by this key", self.refuse(*self.feed_arguments(of_another, key=other)))
         self.feed.write_bytes(before.replace(b"0.2.0", b"0.2.1"))
         self.assertIn("not signed by this key", self.refuse(*self.feed_arguments(package)))
 
     def test_nothing_is_left_behind(self):
-        package = make_package(self.folder)
+        package = self.make_package()
         before = set(os.listdir(self.folder))
         self.publish(package)
         self.publish(package)
         self.assertEqual(set(os.listdir(self.folder)) - before, {"appcast.xml"})
 
 
+class WithdrawalTest(ReleaseTest):
+    def setUp(self):
+        super().setUp()
+        self.publish(self.make_package("0.2.0-1"), options=["--link", "https://example.invalid/releases"])
+        self.publish(self.make_package("0.3.0~rc1-1"))
+        self.before = self.serial()
+
+    def test_what_is_withdrawn_is_offered_no_longer(self):
+        # To one who runs a pre-release, others are offered too.
+        self.assertTrue(self.probe_feed(installed="0.1.0-a").startswith("offer 0.3.0-rc.1"))
+
+        said = self.succeed(*self.withdraw_arguments("0.3.0-rc.1"))
+
+        self.assertIn("withdrew 0.3.0-rc.1, 1 releases left", said)
+        self.assertTrue(self.probe_feed(installed="0.1.0-a").startswith("offer 0.2.0"))
+        self.assertEqual(self.probe_feed(installed="0.3.0-rc.1"), "up to date")
+        self.assertIn("1 releases, signed by this key", self.check("--packages", self.folder))
+        self.assertIn("<link>https://example.invalid/releases</link>", self.feed.read_text(encoding="utf-8"))
+
+    def test_who_saw_the_withdrawal_does_not_go_back(self):
+        old = self.feed.read_bytes()
+        self.succeed(*self.withdraw_arguments("0.2.0"))
+        after = self.serial()
+        self.assertGreater(after, self.before)
+
+        self.feed.write_bytes(old)
+
+        self.assertIn("old one served again", self.probe_feed(greatest=after))
+
+    def test_the_last_release_can_be_withdrawn_and_another_follow(self):
+        for version in "0.2", "0.3.0-rc.1":
+            self.succeed(*self.withdraw_arguments(version))
+        self.assertEqual(self.probe_feed(), "up to date")
+        self.assertIn("0 releases", self.check())
+
+        self.publish(self.make_package("0.3.0-1"))
+
+        self.assertTrue(self.probe_feed().startswith("offer 0.3.0 of"))
+
+    def test_what_cannot_be_withdrawn_leaves_the_feed_alone(self):
+        other = self.folder / "other"
+        self.make_key(other)
+        before = self.feed.read_bytes()
+
+        self.assertIn("has no 0.4.0, but 0.3.0-rc.1, 0.2.0", self.refuse(*self.withdraw_arguments("0.4.0")))
+        self.assertIn("not the version", self.refuse(*self.withdraw_arguments("0.2.0~rc1")))
+        self.assertIn("not signed by this key", self.refuse(*self.withdraw_arguments("0.2.0", key=other)))
+        self.refuse("withdraw", "--key", self.key, "--feed", self.feed)
+
+        self.assertEqual(self.feed.read_bytes(), before)
+        self.feed.unlink()
+        self.assertIn("cannot read", self.refuse(*self.withdraw_arguments("0.2.0")))
+        self.assertFalse(self.feed.exists())
+
+
 class ForgeryTest(ReleaseTest):
     def setUp(self):
         super().setUp()
-        self.package = make_package(self.folder)
+        self.package = self.make_package()
         self.publish(self.package)
         self.good = self.feed.read_bytes()
 
@@ -323,6 +398,18 @@ class ForgeryTest(ReleaseTest):
         self.package.unlink()
         self.refuse_check("--packages", self.folder)
 
+    def test_a_signed_package_that_would_never_be_updated_again_is_noticed(self):
+        for update_key, reason in {None: "looks for no updates", "A" * 43 + "=": "updates of another key"}.items():
+            self.make_package(update_key=update_key)
+            data = self.package.read_bytes()
+            from nacl.signing import SigningKey
+            secret = base64.b64decode(self.key.read_text(encoding="ascii").splitlines()[1])
+            signature = base64.b64encode(SigningKey(secret).sign(b"glimmerwick package 1\n" + data).signature)
+            content = re.sub(rb'length="[0-9]+"', b'length="%d"' % len(data), self.good.rsplit(b"<!--", 1)[0])
+            self.sign_by_hand(re.sub(rb':signature="[^"]+"', b':signature="' + signature + b'"', content))
+
+            self.assertIn(reason, self.refuse_check("--packages", self.folder))
+
     def test_another_key_says_no(self):
         other = self.make_key(self.folder / "other")
         self.assertIn("not signed by the key", self.probe_feed(public=other))
@@ -338,7 +425,7 @@ class ForgeryTest(ReleaseTest):
         self.assertTrue(self.probe_feed().startswith("refused: "))
 
         # Even for a package that is a feed itself.
-        forged = make_package(self.folder, "0.4-1")
+        forged = self.make_package("0.4-1")
         content = self.good.rsplit(b"<!--", 1)[0]
         forged.write_bytes(content)
         from nacl.signing import SigningKey
@@ -377,7 +464,7 @@ class ForgeryTest(ReleaseTest):
 
 class UsageTest(unittest.TestCase):
     def test_help_is_there_for_every_command(self):
-        for arguments in ["--help"], ["key", "--help"], ["feed", "--help"], ["check", "--help"]:
+        for arguments in ["--help"], ["key", "--help"], ["feed", "--help"], ["check", "--help"], ["withdraw", "--help"]:
             run = subprocess.run([RELEASE, *arguments], capture_output=True, text=True, check=True)
             self.assertIn("usage: dev/release key FILE", run.stdout)
 

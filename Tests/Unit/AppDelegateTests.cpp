@@ -921,6 +921,19 @@ TEST_F(AppDelegateTest, plainFurtherStartShowsThePicker)
     EXPECT_TRUE(isShown());
 }
 
+TEST_F(AppDelegateTest, furtherStartInTheBackgroundChangesNothing)
+{
+    launchAndLoad({"--background"});
+    EXPECT_FALSE(isShown());
+
+    EXPECT_EQ(delegate->handleArguments({"--background"}), std::nullopt);
+    EXPECT_FALSE(isShown());
+
+    delegate->perform(PickerAction::show);
+    EXPECT_EQ(delegate->handleArguments({"--background"}), std::nullopt);
+    EXPECT_TRUE(isShown());
+}
+
 TEST_F(AppDelegateTest, furtherStartTogglesThePicker)
 {
     launchAndLoad();

@@ -60,6 +60,7 @@ std::vector<Accepted> acceptedCommandLines()
              line.showPicker = true;
              line.targetApp = "a";
          })},
+        {{"--background"}, with([](CommandLine& line) { line.background = true; })},
         {{"-style", "fusion", "--toggle", "--platform", "xcb"}, with([](CommandLine& line) {
              line.toggle = true;
              line.toolkitArguments = {"-style", "fusion", "--platform", "xcb"};
@@ -97,6 +98,7 @@ TEST(CommandLineTest, acceptedCommandLinesMeanWhatTheySay)
         EXPECT_EQ(parsed.value().request, expected.request);
         EXPECT_EQ(parsed.value().showPicker, expected.showPicker);
         EXPECT_EQ(parsed.value().toggle, expected.toggle);
+        EXPECT_EQ(parsed.value().background, expected.background);
         EXPECT_EQ(parsed.value().targetApp, expected.targetApp);
         EXPECT_THAT(parsed.value().toolkitArguments, ElementsAreArray(expected.toolkitArguments));
     }
@@ -145,15 +147,16 @@ TEST(CommandLineTest, onlyAStartThatAsksForNothingIsPlain)
     for (const Words& words : {Words{}, {"--disable-event-tap"}, {"-style", "fusion"}, {"--target-app"}}) {
         EXPECT_TRUE(CommandLine::parse(words).value().isPlainStart()) << testing::PrintToString(words);
     }
-    for (const Words& words : {Words{"--toggle"}, {"--show-picker"}, {"--target-app", "a"}}) {
+    for (const Words& words :
+         {Words{"--toggle"}, {"--background"}, {"--show-picker"}, {"--target-app", "a"}}) {
         EXPECT_FALSE(CommandLine::parse(words).value().isPlainStart()) << testing::PrintToString(words);
     }
 }
 
 TEST(CommandLineTest, usageNamesEveryOption)
 {
-    for (const char* option :
-         {"--toggle", "--show-picker", "--target-app ID", "--disable-event-tap", "--help", "--version"}) {
+    for (const char* option : {"--toggle", "--background", "--show-picker", "--target-app ID",
+                               "--disable-event-tap", "--help", "--version"}) {
         EXPECT_THAT(std::string(CommandLine::usage()), HasSubstr(option));
     }
 }

@@ -63,11 +63,21 @@ bool startsProgram(const path& file)
     return entry && startsProgram(entry.value());
 }
 
+/// Starts the program without its log, which carries clipboard texts: desktops keep what programs print.
+std::string startCommand(const std::string& program)
+{
+    // Desktops that leave the start to systemd do not read escapes as the others do, so there are none as
+    // long as the path can do without.
+    if (program.find_first_of("'\"\\$`%") == std::string::npos) {
+        return desktopCommand({"sh", "-c", "exec '" + program + "' --background >/dev/null"});
+    }
+    return desktopCommand({"sh", "-c", "exec \"$0\" --background >/dev/null", program});
+}
+
 void setProgram(DesktopEntry& entry, const std::string& program)
 {
     entry.setString(tryExecKey, program);
-    // The log carries clipboard texts, and desktops keep what programs print.
-    entry.setString(execKey, desktopCommand({"sh", "-c", "exec \"$0\" >/dev/null", program}));
+    entry.setString(execKey, startCommand(program));
 }
 
 /// Changes no more than what keeps it from starting the program.
