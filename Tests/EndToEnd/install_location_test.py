@@ -65,19 +65,14 @@ class InstallLocationTest(unittest.TestCase):
         picker.wait_until_ready()
         return picker
 
-    def views(self, role, name=None):
-        program = self.reader.program(PANEL_CLASS)
-        return self.reader.find(program, role, name) if program else []
-
     def texts(self):
-        return [label.name for label in self.views(self.reader.api.ROLE_LABEL)]
+        return self.reader.texts(PANEL_CLASS)
 
     def wait_for_alert(self):
         self.reader.wait_for(lambda: TITLE in self.texts(), "the alert is shown")
 
     def push(self, name):
-        button = self.reader.wait_for(lambda: self.views(self.reader.api.ROLE_PUSH_BUTTON, name), f"{name} is there")
-        self.reader.do(button[0], "Press")
+        self.reader.push(PANEL_CLASS, name)
 
     def wait_for_no_alert(self):
         self.reader.wait_for(lambda: TITLE not in self.texts(), "the alert is gone")
@@ -93,7 +88,7 @@ class InstallLocationTest(unittest.TestCase):
         picker = self.start("ro")
         self.wait_for_alert()
         self.assertIn(TEXT, self.texts())
-        buttons = {button.name for button in self.views(self.reader.api.ROLE_PUSH_BUTTON)}
+        buttons = {button.name for button in self.reader.views(PANEL_CLASS, self.reader.api.ROLE_PUSH_BUTTON)}
         self.assertEqual(buttons, {OPEN, LATER})
         self.push(LATER)
         self.wait_for_no_alert()

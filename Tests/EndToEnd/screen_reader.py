@@ -106,6 +106,20 @@ class ScreenReader:
             pending[:0] = [view.getChildAtIndex(index) for index in range(view.childCount)]
         return found
 
+    def views(self, program, role, name=None):
+        """Those of a program on the screen, as `find` finds them; none while it has not been seen yet."""
+        root = self.program(program)
+        return self.find(root, role, name) if root else []
+
+    def texts(self, program):
+        """What its labels say."""
+        return [label.name for label in self.views(program, self.api.ROLE_LABEL)]
+
+    def push(self, program, name):
+        """Pushes the button of that name once it is there."""
+        button = self.wait_for(lambda: self.views(program, self.api.ROLE_PUSH_BUTTON, name), f"{name!r} is there")
+        self.do(button[0], "Press")
+
     @staticmethod
     def actions(view):
         actions = view.queryAction()

@@ -150,20 +150,14 @@ class UpdateTest(unittest.TestCase):
                           "/com/glimmerwick/Glimmerwick", "--method",
                           "org.freedesktop.Application.ActivateAction", "check-for-updates", "[]", "{}")
 
-    def views(self, role, name=None):
-        program = self.reader.program(PANEL_CLASS)
-        return self.reader.find(program, role, name) if program else []
-
     def texts(self):
-        return [label.name for label in self.views(self.reader.api.ROLE_LABEL)]
+        return self.reader.texts(PANEL_CLASS)
 
     def wait_for_text(self, text):
         self.reader.wait_for(lambda: any(text in shown for shown in self.texts()), f"a window says {text!r}")
 
     def push(self, name):
-        button = self.reader.wait_for(lambda: self.views(self.reader.api.ROLE_PUSH_BUTTON, name),
-                                      f"there is a button {name!r}")[0]
-        self.reader.do(button, "Press")
+        self.reader.push(PANEL_CLASS, name)
 
     def problems(self):
         """What the program says of updates."""
@@ -224,7 +218,7 @@ class UpdateTest(unittest.TestCase):
         self.check_now()
 
         self.wait_for_text(f"Glimmerwick {NEWER} is available")
-        shown = [view.queryText().getText(0, -1) for view in self.views(self.reader.api.ROLE_TEXT)]
+        shown = [view.queryText().getText(0, -1) for view in self.reader.views(PANEL_CLASS, self.reader.api.ROLE_TEXT)]
         self.assertIn(NOTES.strip(), [text.strip() for text in shown])
 
     def test_nothing_is_downloaded_before_the_answer(self):
