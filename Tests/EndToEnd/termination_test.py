@@ -152,15 +152,18 @@ class TerminationTest(EndToEndTest):
                 self.assert_ends_cleanly(picker)
                 self.assert_recorded(SMILE_KEY)
 
-    def test_whatever_is_under_way_stops_no_quit(self):
-        target = self.start_target("gtk")
-        states = {
+    def states_under_way(self):
+        """What brings a picker into the middle of something, by what that is."""
+        return {
             "the panel is open": lambda picker: picker.open(),
             "a search is under way": lambda picker: (picker.open(), self.desktop.press_now("r", "o")),
             "Return was pressed": lambda picker: (picker.open(), self.desktop.press_now("Return")),
             "a paste is under way": self.pick,
         }
-        for name, reach in states.items():
+
+    def test_whatever_is_under_way_stops_no_quit(self):
+        target = self.start_target("gtk")
+        for name, reach in self.states_under_way().items():
             with self.subTest(name):
                 picker = self.start()
                 reach(picker)
@@ -252,13 +255,7 @@ class TerminationTest(EndToEndTest):
     # The display server
 
     def test_a_crash_of_the_display_server_ends_it_with_the_settings_saved(self):
-        states = {
-            "it is idle": lambda picker: None,
-            "the panel is open": lambda picker: picker.open(),
-            "a search is under way": lambda picker: (picker.open(), self.desktop.press_now("r", "o")),
-            "Return was pressed": lambda picker: (picker.open(), self.desktop.press_now("Return")),
-            "a paste is under way": self.pick,
-        }
+        states = {"it is idle": lambda picker: None, **self.states_under_way()}
         for name, reach in states.items():
             with self.subTest(name):
                 self.desktop = desktop_in(self.enterContext)
