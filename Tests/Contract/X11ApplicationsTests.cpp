@@ -1,5 +1,5 @@
-#include "Platform/X11/DesktopFiles.h"
-#include "Platform/X11/PasteChords.h"
+#include "Platform/Linux/DesktopFiles.h"
+#include "Platform/Linux/PasteChords.h"
 
 #include "Contract/TemporaryFolder.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Platform/EventPoster.h"
-#include "Platform/X11/PasteChords.h"
+#include "Platform/Linux/PasteChords.h"
 #include "Platform/X11/X11Keyboard.h"
 
 #include <memory>

@@ -1,8 +1,8 @@
 #include "Platform/X11/X11Platform.h"
 
+#include "Platform/Linux/PasteChords.h"
 #include "Platform/MainQueue.h"
 #include "Platform/Qt/KeyEventFilter.h"
-#include "Platform/X11/PasteChords.h"
 #include "Platform/X11/X11AccessibilityTrust.h"
 #include "Platform/X11/X11Connection.h"
 #include "Platform/X11/X11EventMonitors.h"

@@ -1,16 +1,12 @@
 #pragma once
 
+#include "Platform/Linux/HistoryHint.h"
+
 #include <map>
 #include <memory>
 #include <string>
 
 namespace glimmerwick {
-
-/// What password managers offer with a secret, and clipboard histories look for before they record an entry.
-namespace historyHint {
-inline const std::string target = "x-kde-passwordManagerHint";
-inline const std::string secret = "secret";
-} // namespace historyHint
 
 /// What a selection holds, under the logic's names of types. Never changed once shared: transfers under way
 /// keep what they began with.

@@ -1,8 +1,8 @@
 #include "Platform/X11/X11SelectionService.h"
 
 #include "Platform/Pasteboard.h"
+#include "Platform/Qt/SelectionText.h"
 #include "Platform/X11/X11IncomingTransfer.h"
-#include "Platform/X11/X11SelectionText.h"
 
 #include <poll.h>
 

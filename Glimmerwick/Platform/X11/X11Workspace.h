@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Platform/Linux/DesktopFiles.h"
 #include "Platform/Workspace.h"
-#include "Platform/X11/DesktopFiles.h"
 
 #include <cstdint>
 #include <future>

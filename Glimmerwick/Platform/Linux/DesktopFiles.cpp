@@ -1,4 +1,4 @@
-#include "Platform/X11/DesktopFiles.h"
+#include "Platform/Linux/DesktopFiles.h"
 
 #include <algorithm>
 #include <cstdlib>

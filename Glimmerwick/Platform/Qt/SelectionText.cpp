@@ -1,4 +1,4 @@
-#include "Platform/X11/X11SelectionText.h"
+#include "Platform/Qt/SelectionText.h"
 
 #include "Platform/Qt/Text.h"
 

@@ -1,4 +1,4 @@
-#include "Platform/X11/PasteChords.h"
+#include "Platform/Linux/PasteChords.h"
 
 #include <algorithm>
 #include <cstdio>
