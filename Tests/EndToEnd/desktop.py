@@ -160,36 +160,20 @@ class Window:
         return origin.x, origin.y, geometry.width, geometry.height
 
 
-class Desktop(contextlib.AbstractContextManager):
-    """Starts everything on entering and ends it on leaving. Files go into `folder`."""
+class Session(contextlib.AbstractContextManager):
+    """What desktops have in common: folders, a session bus, programs. Starts on entering, ends on leaving."""
 
-    def __init__(self, folder, compositor=False, window_manager="openbox", nested=False,
-                 on_step=lambda name: None):
-        """In a nested desktop `hardware` works the keyboard as a user's fingers do. Elsewhere keys are pressed
-        by a test extension alone, whose keyboard is one that programs can release and press themselves."""
+    def __init__(self, folder, on_step=lambda name: None):
         self.folder = pathlib.Path(folder)
-        self._wants_compositor = compositor
-        self._window_manager = window_manager
-        self._is_nested = nested
-        self._hardware_environment = None
         self._on_step = on_step
         self._cleanup = contextlib.ExitStack()
         self.programs = []
-        self.clipboard_owner = None
         self.environment = {}
-        self.display = None
-        self.root = None
 
     def __enter__(self):
         with contextlib.ExitStack() as guard:
             guard.push(self)
-            self._on_step("starting the virtual display")
-            self._prepare_environment()
-            self._start_screen()
-            self._on_step("starting the session bus")
-            self._start_bus()
-            self._on_step("starting the window manager")
-            self._start_window_manager()
+            self._start()
             guard.pop_all()
         return self
 
@@ -197,15 +181,20 @@ class Desktop(contextlib.AbstractContextManager):
         self._cleanup.close()
         return False
 
+    def _start(self):
+        """Starts what the desktop consists of, in order."""
+        raise NotImplementedError
+
     # Programs
 
-    def run(self, name, *command, descriptors=()):
-        """Starts a program that lives until the desktop ends."""
+    def run(self, name, *command, descriptors=(), environment=None):
+        """Starts a program that lives until the desktop ends; in the desktop's environment unless told otherwise."""
         output = self.folder / f"{name}.log"
         with output.open("wb") as file:
             process = subprocess.Popen(
                 [str(part) for part in command], pass_fds=descriptors, cwd=self.folder,
-                stdin=subprocess.DEVNULL, stdout=file, stderr=subprocess.STDOUT, env=self.environment)
+                stdin=subprocess.DEVNULL, stdout=file, stderr=subprocess.STDOUT,
+                env=self.environment if environment is None else environment)
         program = Program(name, process, output)
         self.programs.append(program)
         self._cleanup.callback(program.stop)
@@ -224,6 +213,85 @@ class Desktop(contextlib.AbstractContextManager):
         program = next(program for program in self.programs if program.name == name)
         program.process.kill()
         program.process.wait()
+
+    # Setting up
+
+    def _prepare_environment(self):
+        home = self.folder / "home"
+        runtime = self.folder / "runtime"
+        home.mkdir(parents=True, exist_ok=True)
+        runtime.mkdir(mode=0o700, exist_ok=True)
+        inherited = {name: value for name, value in os.environ.items()
+                     if name == "PATH" or name.endswith("SAN_OPTIONS")}
+        self.environment = {
+            **inherited,
+            "HOME": str(home),
+            "XDG_RUNTIME_DIR": str(runtime),
+            "XDG_CONFIG_HOME": str(home / ".config"),
+            "XDG_CACHE_HOME": str(home / ".cache"),
+            "XDG_DATA_HOME": str(home / ".local" / "share"),
+            "LANG": "C.UTF-8",
+            # Settings of the programs around the picker stay in memory, and no helper services are started.
+            "GSETTINGS_BACKEND": "memory",
+            "GIO_USE_VFS": "local",
+            "GTK_USE_PORTAL": "0",
+            "NO_AT_BRIDGE": "1",
+        }
+
+    def _start_bus(self):
+        with self._reported_line("the session bus's address") as (descriptor, read):
+            self.run("dbus-daemon", "dbus-daemon", "--session", "--nofork", "--nopidfile",
+                     f"--print-address={descriptor}", descriptors=(descriptor,))
+            address = read()
+        # What happens to the machine itself is none of the programs' business.
+        self.environment.update(DBUS_SESSION_BUS_ADDRESS=address, DBUS_SYSTEM_BUS_ADDRESS=address)
+
+    @contextlib.contextmanager
+    def _reported_line(self, what):
+        """A descriptor for a program to report one line on, and the function that waits for that line."""
+        reading, writing = os.pipe()
+        received = bytearray()
+
+        def read():
+            os.close(writing)
+            os.set_blocking(reading, False)
+
+            def complete():
+                with contextlib.suppress(BlockingIOError):
+                    received.extend(os.read(reading, 4096))
+                return received.endswith(b"\n")
+            wait_until(complete, what)
+            return received.decode().strip()
+        try:
+            yield writing, read
+        finally:
+            os.close(reading)
+
+
+class Desktop(Session):
+    """Starts everything on entering and ends it on leaving. Files go into `folder`."""
+
+    def __init__(self, folder, compositor=False, window_manager="openbox", nested=False,
+                 on_step=lambda name: None):
+        """In a nested desktop `hardware` works the keyboard as a user's fingers do. Elsewhere keys are pressed
+        by a test extension alone, whose keyboard is one that programs can release and press themselves."""
+        super().__init__(folder, on_step)
+        self._wants_compositor = compositor
+        self._window_manager = window_manager
+        self._is_nested = nested
+        self._hardware_environment = None
+        self.clipboard_owner = None
+        self.display = None
+        self.root = None
+
+    def _start(self):
+        self._on_step("starting the virtual display")
+        self._prepare_environment()
+        self._start_screen()
+        self._on_step("starting the session bus")
+        self._start_bus()
+        self._on_step("starting the window manager")
+        self._start_window_manager()
 
     # What a user does
 
@@ -402,28 +470,6 @@ class Desktop(contextlib.AbstractContextManager):
 
     # Setting up
 
-    def _prepare_environment(self):
-        home = self.folder / "home"
-        runtime = self.folder / "runtime"
-        home.mkdir(parents=True, exist_ok=True)
-        runtime.mkdir(mode=0o700, exist_ok=True)
-        inherited = {name: value for name, value in os.environ.items()
-                     if name == "PATH" or name.endswith("SAN_OPTIONS")}
-        self.environment = {
-            **inherited,
-            "HOME": str(home),
-            "XDG_RUNTIME_DIR": str(runtime),
-            "XDG_CONFIG_HOME": str(home / ".config"),
-            "XDG_CACHE_HOME": str(home / ".cache"),
-            "XDG_DATA_HOME": str(home / ".local" / "share"),
-            "LANG": "C.UTF-8",
-            # Settings of the programs around the picker stay in memory, and no helper services are started.
-            "GSETTINGS_BACKEND": "memory",
-            "GIO_USE_VFS": "local",
-            "GTK_USE_PORTAL": "0",
-            "NO_AT_BRIDGE": "1",
-        }
-
     def _start_screen(self):
         self._start_server("xvfb", "Xvfb", "-screen", "0", "1280x800x24", "-noreset")
         if self._is_nested:
@@ -455,14 +501,6 @@ class Desktop(contextlib.AbstractContextManager):
             return False
         wait_until(reaches_inner, "the nested server gets keys")
 
-    def _start_bus(self):
-        with self._reported_line("the session bus's address") as (descriptor, read):
-            self.run("dbus-daemon", "dbus-daemon", "--session", "--nofork", "--nopidfile",
-                     f"--print-address={descriptor}", descriptors=(descriptor,))
-            address = read()
-        # What happens to the machine itself is none of the programs' business.
-        self.environment.update(DBUS_SESSION_BUS_ADDRESS=address, DBUS_SYSTEM_BUS_ADDRESS=address)
-
     def _start_window_manager(self):
         if self._wants_compositor:
             self.run("picom", "picom", "--config", "/dev/null", "--backend", "xrender")
@@ -481,27 +519,6 @@ class Desktop(contextlib.AbstractContextManager):
         started = self.folder / "openbox-started"
         self.run("openbox", "openbox", "--sm-disable", "--startup", f"touch {shlex.quote(str(started))}")
         wait_until(lambda: started.exists() and announced(), "the window manager is ready")
-
-    @contextlib.contextmanager
-    def _reported_line(self, what):
-        """A descriptor for a program to report one line on, and the function that waits for that line."""
-        reading, writing = os.pipe()
-        received = bytearray()
-
-        def read():
-            os.close(writing)
-            os.set_blocking(reading, False)
-
-            def complete():
-                with contextlib.suppress(BlockingIOError):
-                    received.extend(os.read(reading, 4096))
-                return received.endswith(b"\n")
-            wait_until(complete, what)
-            return received.decode().strip()
-        try:
-            yield writing, read
-        finally:
-            os.close(reading)
 
     def _has_property(self, window, name):
         return window.get_full_property(self.display.get_atom(name), Xlib.X.AnyPropertyType) is not None
