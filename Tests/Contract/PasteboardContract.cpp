@@ -1,6 +1,7 @@
 #include "Platform/X11/X11Pasteboard.h"
 
 #include "Contract/EventLoop.h"
+#include "Contract/PasteboardContract.h"
 #include "Contract/SelectionClients.h"
 #include "Fakes/FakeInput.h"
 
@@ -65,77 +66,8 @@ struct X11Subject {
     X11Pasteboard pasteboard{toolkitClient()};
 };
 
-template <typename Subject> class PasteboardContract : public ::testing::Test {
-protected:
-    Subject subject;
-    Pasteboard& pasteboard = subject.pasteboard;
-};
-
 using Subjects = ::testing::Types<FakeSubject, X11Subject>;
-TYPED_TEST_SUITE(PasteboardContract, Subjects);
-
-TYPED_TEST(PasteboardContract, holdsNothingAfterClearing)
-{
-    this->pasteboard.clearContents();
-
-    EXPECT_EQ(this->pasteboard.string(pasteboardType::string), std::nullopt);
-    EXPECT_EQ(this->pasteboard.string(pasteboardType::concealed), std::nullopt);
-}
-
-TYPED_TEST(PasteboardContract, readsBackWhatWasSet)
-{
-    this->pasteboard.clearContents();
-
-    EXPECT_TRUE(this->pasteboard.setString("👍🏽 ok", pasteboardType::string));
-
-    EXPECT_EQ(this->pasteboard.string(pasteboardType::string), "👍🏽 ok");
-    EXPECT_EQ(this->pasteboard.string(pasteboardType::concealed), std::nullopt);
-}
-
-TYPED_TEST(PasteboardContract, holdsBothTypesAfterACopy)
-{
-    this->pasteboard.clearContents();
-
-    EXPECT_TRUE(this->pasteboard.setString("😀", pasteboardType::string));
-    EXPECT_TRUE(this->pasteboard.setData("glimmerwick", pasteboardType::concealed));
-
-    EXPECT_EQ(this->pasteboard.string(pasteboardType::string), "😀");
-    EXPECT_EQ(this->pasteboard.string(pasteboardType::concealed), "glimmerwick");
-}
-
-TYPED_TEST(PasteboardContract, clearingDropsEveryType)
-{
-    this->pasteboard.clearContents();
-    this->pasteboard.setString("😀", pasteboardType::string);
-    this->pasteboard.setData("glimmerwick", pasteboardType::concealed);
-
-    this->pasteboard.clearContents();
-
-    EXPECT_EQ(this->pasteboard.string(pasteboardType::string), std::nullopt);
-    EXPECT_EQ(this->pasteboard.string(pasteboardType::concealed), std::nullopt);
-}
-
-TYPED_TEST(PasteboardContract, aLaterTextReplacesAnEarlierOne)
-{
-    this->pasteboard.clearContents();
-    this->pasteboard.setString("earlier", pasteboardType::string);
-
-    EXPECT_TRUE(this->pasteboard.setString("later", pasteboardType::string));
-
-    EXPECT_EQ(this->pasteboard.string(pasteboardType::string), "later");
-}
-
-TYPED_TEST(PasteboardContract, keepsAnyBytes)
-{
-    const std::string bytes("nul \0 line\n ill-formed \xff\xc3", 26);
-    this->pasteboard.clearContents();
-
-    this->pasteboard.setString("", pasteboardType::string);
-    this->pasteboard.setData(bytes, "application/x-anything");
-
-    EXPECT_EQ(this->pasteboard.string(pasteboardType::string), "");
-    EXPECT_EQ(this->pasteboard.string("application/x-anything"), bytes);
-}
+INSTANTIATE_TYPED_TEST_SUITE_P(FakeAndX11, PasteboardContract, Subjects);
 
 class X11PasteboardTest : public ::testing::Test {
 protected:
