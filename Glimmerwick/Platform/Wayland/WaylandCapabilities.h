@@ -18,13 +18,13 @@ struct WaylandGlobal {
 struct WaylandOutput {
     /// Such as "DP-1"; empty when the compositor does not tell.
     std::string name;
-    /// In the space in which the compositor lays its screens out.
+    /// Where it lies in the space in which the compositor lays its screens out, in points. All 0 where the
+    /// compositor lacks the protocol for that: what wl_output says of it is 0, too, or in pixels.
     std::int32_t x = 0;
     std::int32_t y = 0;
-    /// Of its current mode, in pixels.
     std::int32_t width = 0;
     std::int32_t height = 0;
-    /// Whole number of pixels a point; what is no whole number is rounded up.
+    /// Pixels a point; what is no whole number is rounded up.
     std::int32_t scale = 1;
 
     friend bool operator==(const WaylandOutput&, const WaylandOutput&) = default;

@@ -4,6 +4,7 @@
 
 #include <poll.h>
 #include <wayland-client.h>
+#include <xdg-output-unstable-v1.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -149,6 +150,9 @@ void WaylandDisplay::announce(std::uint32_t name, const char* interface, std::ui
         m_outputs->add(
             name,
             static_cast<wl_output*>(bindNamed(announced, wl_output_interface, WaylandOutputs::version)));
+    } else if (announced.global.interface == zxdg_output_manager_v1_interface.name) {
+        m_outputs->setManager(static_cast<zxdg_output_manager_v1*>(
+            bindNamed(announced, zxdg_output_manager_v1_interface, WaylandOutputs::managerVersion)));
     }
 }
 

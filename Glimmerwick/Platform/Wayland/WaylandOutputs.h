@@ -8,22 +8,24 @@
 #include <vector>
 
 struct wl_output;
-struct wl_output_listener;
+struct zxdg_output_manager_v1;
 
 namespace glimmerwick {
 
 /// The screens and what the compositor says of them. The display's thread.
 class WaylandOutputs {
 public:
-    /// The version of wl_output that is understood; from the last one screens have names.
+    /// The versions that are understood. From its last one on wl_output has names.
     static constexpr std::uint32_t version = 4;
+    static constexpr std::uint32_t managerVersion = 3;
 
     WaylandOutputs();
     ~WaylandOutputs();
     WaylandOutputs(const WaylandOutputs&) = delete;
     WaylandOutputs& operator=(const WaylandOutputs&) = delete;
 
-    /// Takes the proxy over.
+    /// Says where screens lie. The proxies are taken over.
+    void setManager(zxdg_output_manager_v1* manager);
     void add(std::uint32_t globalName, wl_output* output);
     void remove(std::uint32_t globalName);
 
@@ -33,6 +35,7 @@ public:
 private:
     class Output;
 
+    zxdg_output_manager_v1* m_manager = nullptr;
     std::map<std::uint32_t, std::unique_ptr<Output>> m_outputs;
 };
 

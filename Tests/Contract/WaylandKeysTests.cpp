@@ -1,0 +1,250 @@
+#include "Contract/Eventually.h"
+#include "Contract/TemporaryFolder.h"
+#include "Contract/WaylandClients.h"
+#include "Contract/WaylandTestWindow.h"
+#include "Fakes/FakeServices.h"
+#include "Platform/Linux/SystemClocks.h"
+#include "Platform/MainQueue.h"
+#include "Platform/Wayland/WaylandConnection.h"
+#include "Platform/Wayland/WaylandEventPoster.h"
+#include "Platform/Wayland/WaylandPasteboard.h"
+#include "Platform/Wayland/WaylandWindows.h"
+#include "Platform/Wayland/WaylandWorkspace.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <memory>
+#include <sstream>
+#include <string>
+
+namespace glimmerwick::contract {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+/// For what nobody looks at here.
+class ForgetfulQueue : public MainQueue {
+public:
+    void async(std::function<void()>) override { }
+    Registration asyncAfter(std::chrono::nanoseconds, std::function<void()>) override { return {}; }
+    Registration every(std::chrono::nanoseconds, std::function<void()>) override { return {}; }
+};
+
+PasteChords chords()
+{
+    PasteChords loaded;
+    loaded.load(std::filesystem::path(GLIMMERWICK_SOURCE_DIR "/Resources/paste-chords.txt"));
+    std::istringstream lines("org.example.Insert Shift+Insert settle");
+    loaded.load(lines, "test");
+    return loaded;
+}
+
+class WaylandEventPosterTest : public ::testing::Test {
+protected:
+    /// Down and up, as typing posts them. False when there is no event to post.
+    bool press(std::uint16_t code, EventFlags flags)
+    {
+        const auto source = poster.makeSource();
+        for (const KeyDirection direction : {KeyDirection::down, KeyDirection::up}) {
+            const auto event = source->makeKeyboardEvent(code, direction);
+            if (!event) {
+                return false;
+            }
+            event->setFlags(flags);
+            event->post();
+        }
+        return true;
+    }
+
+    bool paste() { return press(keyCode::v, eventFlag::command); }
+
+    void put(const std::string& text)
+    {
+        pasteboard.clearContents();
+        ASSERT_TRUE(pasteboard.setString(text, pasteboardType::string));
+    }
+
+    /// As typing does before the keys.
+    bool activate(const std::string& identifier)
+    {
+        return eventually([&] {
+            const auto application = workspace.frontmostApplication();
+            return application && application->bundleIdentifier() == identifier
+                && application->activate(ActivationOption::ignoringOtherApps);
+        });
+    }
+
+    ForgetfulQueue mainQueue;
+    fakes::FakeUserNotice userNotice;
+    SteadyClock clock;
+    WaylandConnection connection{{}};
+    WaylandWindows windows{connection};
+    WaylandWorkspace workspace{windows};
+    WaylandPasteboard pasteboard{connection, mainQueue, userNotice, [] { return std::nullopt; }};
+    WaylandEventPoster poster{connection, windows, pasteboard, chords(), clock};
+};
+
+TEST_F(WaylandEventPosterTest, aPasteIsControlVWithExactlyThatModifier)
+{
+    TestWindow window("org.example.Editor");
+    ASSERT_TRUE(activate("org.example.Editor"));
+    put("😀");
+
+    EXPECT_TRUE(paste());
+
+    EXPECT_THAT(window.pressedKeys(), ElementsAre("Control_L", "Control+v"));
+    EXPECT_TRUE(window.isIdle());
+}
+
+TEST_F(WaylandEventPosterTest, modifiersOfOtherKeyboardsTakeNoPart)
+{
+    TestWindow window("org.example.Editor");
+    ASSERT_TRUE(activate("org.example.Editor"));
+    put("😀");
+    WaylandConnection users{{}};
+    auto keyboard = users.perform([](WaylandDisplay& display) {
+        auto made = WaylandVirtualKeyboard::make(display);
+        made->press(*made->keyTyping(XKB_KEY_Super_L));
+        made->press(*made->keyTyping(XKB_KEY_Shift_L));
+        display.roundTrip();
+        return made;
+    });
+    ASSERT_THAT(window.pressedKeys(), ElementsAre("Super_L", "Mod4+Shift_L"));
+
+    EXPECT_TRUE(paste());
+
+    EXPECT_THAT(window.pressedKeys(), ElementsAre("Super_L", "Mod4+Shift_L", "Control_L", "Control+v"));
+    users.perform([&](WaylandDisplay& display) {
+        keyboard.reset();
+        display.roundTrip();
+    });
+}
+
+TEST_F(WaylandEventPosterTest, thePastesKeysAreTheApplications)
+{
+    TestWindow window("foot");
+    ASSERT_TRUE(activate("foot"));
+    put("😀");
+
+    EXPECT_TRUE(paste());
+
+    EXPECT_THAT(window.pressedKeys(), ElementsAre("Control_L", "Control+Shift_L", "Control+Shift+v"));
+}
+
+TEST_F(WaylandEventPosterTest, whereTheSelectedTextIsPastedItIsTheEmojiAsWell)
+{
+    SelectionPeer peer;
+    peer.offer({{"UTF8_STRING", "selected"}}, WaylandSelection::primary);
+    TestWindow window("org.example.Insert");
+    ASSERT_TRUE(activate("org.example.Insert"));
+    put("😀");
+
+    EXPECT_TRUE(paste());
+
+    EXPECT_THAT(window.pressedKeys(), ElementsAre("Shift_L", "Shift+Insert"));
+    EXPECT_EQ(peer.read("UTF8_STRING", WaylandSelection::primary), "😀");
+    EXPECT_EQ(peer.read(), "😀");
+    EXPECT_TRUE(
+        eventually([&] { return peer.read("UTF8_STRING", WaylandSelection::primary) == "selected"; }));
+}
+
+TEST_F(WaylandEventPosterTest, otherKeysComeWithTheirModifiers)
+{
+    constexpr std::uint16_t a = 0;
+    TestWindow window("org.example.Editor");
+    ASSERT_TRUE(activate("org.example.Editor"));
+
+    EXPECT_TRUE(press(a, 0));
+    EXPECT_TRUE(press(keyCode::return_, eventFlag::option));
+    EXPECT_TRUE(press(keyCode::leftArrow, eventFlag::control | eventFlag::shift));
+
+    EXPECT_THAT(window.pressedKeys(),
+                ElementsAre("a", "Alt_L", "Mod1+Return", "Super_L", "Mod4+Shift_L", "Shift+Mod4+Left"));
+    EXPECT_TRUE(window.isIdle());
+    EXPECT_FALSE(press(keyCode::unknown, 0));
+}
+
+TEST_F(WaylandEventPosterTest, keysGoUpWithWhatPressedThem)
+{
+    TestWindow window("org.example.Editor");
+    ASSERT_TRUE(activate("org.example.Editor"));
+    put("😀");
+    auto source = poster.makeSource();
+    auto event = source->makeKeyboardEvent(keyCode::v, KeyDirection::down);
+    ASSERT_TRUE(event);
+    event->setFlags(eventFlag::command);
+    event->post();
+    EXPECT_FALSE(window.isIdle());
+
+    event.reset();
+    source.reset();
+
+    EXPECT_TRUE(window.isIdle());
+}
+
+TEST_F(WaylandEventPosterTest, nothingIsPressedInAnotherWindowThanTheOneActivated)
+{
+    const TestWindow window("org.example.Editor");
+    ASSERT_TRUE(activate("org.example.Editor"));
+    put("😀");
+    const auto source = poster.makeSource();
+    const auto made = source->makeKeyboardEvent(keyCode::v, KeyDirection::down);
+    ASSERT_TRUE(made);
+    TestWindow other("org.example.Other");
+    ASSERT_TRUE(eventually([&] { return other.hasKeys(); }));
+    ASSERT_TRUE(eventually([&] { return windows.obstacle().has_value(); }));
+
+    EXPECT_FALSE(paste());
+    made->setFlags(eventFlag::command);
+    made->post();
+
+    EXPECT_THAT(other.pressedKeys(), IsEmpty());
+}
+
+TEST_F(WaylandEventPosterTest, nothingIsPressedWhenAnotherProgramHasTakenTheClipboard)
+{
+    TestWindow window("org.example.Editor");
+    ASSERT_TRUE(activate("org.example.Editor"));
+    put("😀");
+    SelectionPeer peer;
+    peer.offer({{"UTF8_STRING", "theirs"}});
+
+    paste();
+
+    EXPECT_THAT(window.pressedKeys(), IsEmpty());
+}
+
+TEST_F(WaylandEventPosterTest, theEmojiArrivesInATerminalAndTheUsersTextComesBack)
+{
+    const TemporaryFolder folder;
+    const std::filesystem::path typed = folder.path() / "typed";
+    SelectionPeer peer;
+    peer.offer({{"UTF8_STRING", "the user's text"}});
+    const ForeignProgram terminal("foot --app-id=foot sh -c 'stty raw -echo; echo > \"" + typed.string()
+                                  + "\"; exec cat >> \"" + typed.string() + "\"'");
+    ASSERT_TRUE(activate("foot"));
+    ASSERT_TRUE(eventually([&] { return std::filesystem::exists(typed); }));
+    const auto saved = pasteboard.string(pasteboardType::string);
+    ASSERT_EQ(saved, "the user's text");
+    put("👩🏽‍🚀");
+
+    EXPECT_TRUE(paste());
+    put(*saved);
+
+    const auto content = [&] {
+        std::ifstream file(typed);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    };
+    EXPECT_TRUE(eventually([&] { return content().ends_with("👩🏽‍🚀"); })) << content();
+    EXPECT_TRUE(eventually([&] { return peer.read("UTF8_STRING") == "the user's text"; }));
+}
+
+} // namespace
+} // namespace glimmerwick::contract
