@@ -20,6 +20,7 @@
 #include <functional>
 #include <iterator>
 #include <memory>
+#include <ostream>
 #include <sstream>
 #include <string>
 
@@ -245,6 +246,96 @@ TEST_F(WaylandEventPosterTest, theEmojiArrivesInATerminalAndTheUsersTextComesBac
     EXPECT_TRUE(eventually([&] { return content().ends_with("👩🏽‍🚀"); })) << content();
     EXPECT_TRUE(eventually([&] { return peer.read("UTF8_STRING") == "the user's text"; }));
 }
+
+struct Toolkit {
+    std::string name;
+    /// Begins what is run with the file for the text, and one for a log.
+    std::string command;
+};
+
+std::ostream& operator<<(std::ostream& stream, const Toolkit& toolkit)
+{
+    return stream << toolkit.name;
+}
+
+class WaylandTypingTest : public WaylandEventPosterTest, public ::testing::WithParamInterface<Toolkit> {
+protected:
+    /// As typing does it, with its waits, from the hiding of the panel to the text that is put back. Another
+    /// window stands for the panel.
+    void pick(const std::string& emoji, RunningApplication& panel, RunningApplication& application)
+    {
+        using namespace std::chrono_literals;
+        ASSERT_TRUE(panel.activate(ActivationOption::ignoringOtherApps));
+        ASSERT_TRUE(application.activate(ActivationOption::ignoringOtherApps));
+        clock.sleep(50ms);
+        ASSERT_TRUE(application.activate(ActivationOption::ignoringOtherApps));
+        clock.sleep(20ms);
+        const auto saved = pasteboard.string(pasteboardType::string);
+        ASSERT_EQ(saved, "the user's text");
+        put(emoji);
+        const auto source = poster.makeSource();
+        const auto down = source->makeKeyboardEvent(keyCode::v, KeyDirection::down);
+        ASSERT_TRUE(down);
+        down->setFlags(eventFlag::command);
+        down->post();
+        clock.sleep(10ms);
+        const auto up = source->makeKeyboardEvent(keyCode::v, KeyDirection::up);
+        ASSERT_TRUE(up);
+        up->post();
+        clock.sleep(100ms);
+        put(*saved);
+    }
+
+    std::string textIn(const std::filesystem::path& path)
+    {
+        std::ifstream file(path);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    }
+};
+
+TEST_P(WaylandTypingTest, everyEmojiArrivesOnceAndInOrder)
+{
+    const TemporaryFolder folder;
+    const auto file = folder.path() / "text";
+    SelectionPeer peer;
+    peer.offer({{"text/plain;charset=utf-8", "the user's text"}, {"UTF8_STRING", "the user's text"}});
+    const TestWindow panelWindow("org.example.Panel");
+    ASSERT_TRUE(activate("org.example.Panel"));
+    const auto panel = workspace.frontmostApplication();
+    const ForeignProgram program(GetParam().command + " \"" + file.string() + "\" \""
+                                 + (folder.path() / "log").string() + '"');
+    ASSERT_TRUE(eventually([&] { return std::filesystem::exists(file); }));
+    std::shared_ptr<RunningApplication> application;
+    ASSERT_TRUE(eventually([&] {
+        application = workspace.frontmostApplication();
+        return application && application->bundleIdentifier() != "org.example.Panel";
+    }));
+
+    std::string expected;
+    for (const std::string emoji : {"😀", "👩🏽‍🚀", "🇩🇪", "1️⃣", "👍🏿", "❤️",
+                                    "🏴󠁧󠁢󠁥󠁮󠁧󠁿", "🫶"}) {
+        pick(emoji, *panel, *application);
+        expected += emoji;
+        ASSERT_TRUE(eventually([&] { return textIn(file) == expected; })) << textIn(file);
+    }
+
+    EXPECT_TRUE(eventually([&] { return peer.read() == "the user's text"; }));
+    EXPECT_TRUE(userNotice.posted.empty());
+}
+
+const std::string targets = GLIMMERWICK_SOURCE_DIR "/Tests/EndToEnd/";
+const std::string gtkTarget = "/usr/bin/python3 " + targets + "gtk_target.py gtk-target";
+const std::string qtTarget = GLIMMERWICK_QT_TARGET " qt-target";
+const std::string terminalTarget = "/usr/bin/python3 " + targets + "terminal_target.py";
+
+INSTANTIATE_TEST_SUITE_P(Toolkits, WaylandTypingTest,
+                         ::testing::Values(Toolkit{"gtk", "env GDK_BACKEND=wayland " + gtkTarget},
+                                           Toolkit{"gtkUnderXWayland", "env GDK_BACKEND=x11 " + gtkTarget},
+                                           Toolkit{"qt", "env QT_QPA_PLATFORM=wayland " + qtTarget},
+                                           Toolkit{"qtUnderXWayland", "env QT_QPA_PLATFORM=xcb " + qtTarget},
+                                           Toolkit{"foot", "foot " + terminalTarget},
+                                           Toolkit{"xtermUnderXWayland", "xterm -e " + terminalTarget}),
+                         [](const auto& parameter) { return parameter.param.name; });
 
 } // namespace
 } // namespace glimmerwick::contract
