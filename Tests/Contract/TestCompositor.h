@@ -7,6 +7,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 #include <wayland-server.h>
+#include <wlr-foreign-toplevel-management-unstable-v1-server.h>
 
 #include <gtest/gtest.h>
 
@@ -62,6 +63,50 @@ public:
                                                     static_cast<int>(version), id);
                              wl_resource_set_implementation(manager, &managerRequests, self, nullptr);
                          });
+    }
+
+    /// Windows, which `addToplevel` makes, for one client.
+    void announceToplevels()
+    {
+        wl_global_create(m_display, &zwlr_foreign_toplevel_manager_v1_interface, 3, this,
+                         [](wl_client* client, void* self, std::uint32_t version, std::uint32_t id) {
+                             wl_resource* manager =
+                                 wl_resource_create(client, &zwlr_foreign_toplevel_manager_v1_interface,
+                                                    static_cast<int>(version), id);
+                             wl_resource_set_implementation(manager, &toplevelManagerRequests, self, nullptr);
+                             static_cast<TestCompositor*>(self)->m_toplevelManager = manager;
+                         });
+    }
+
+    enum class ToplevelState { maximized = 0, minimized = 1, activated = 2 };
+
+    /// The client must have bound the manager. Nobody but the test changes the state.
+    wl_resource* addToplevel(const std::string& appId, const std::vector<ToplevelState>& states,
+                             wl_resource* parent = nullptr)
+    {
+        wl_resource* toplevel = nullptr;
+        perform([&] {
+            toplevel = wl_resource_create(wl_resource_get_client(m_toplevelManager),
+                                          &zwlr_foreign_toplevel_handle_v1_interface, 3, 0);
+            wl_resource_set_dispatcher(toplevel, noteToplevelRequest, nullptr, this, nullptr);
+            zwlr_foreign_toplevel_manager_v1_send_toplevel(m_toplevelManager, toplevel);
+            zwlr_foreign_toplevel_handle_v1_send_app_id(toplevel, appId.c_str());
+            zwlr_foreign_toplevel_handle_v1_send_parent(toplevel, parent);
+            sendStates(toplevel, states);
+        });
+        return toplevel;
+    }
+    void setStates(wl_resource* toplevel, const std::vector<ToplevelState>& states)
+    {
+        perform([&] { sendStates(toplevel, states); });
+    }
+
+    /// The names of the requests that were made for windows.
+    std::vector<std::string> toplevelRequests()
+    {
+        std::vector<std::string> requests;
+        perform([&] { requests = m_toplevelRequests; });
+        return requests;
     }
 
     void begin()
@@ -168,6 +213,26 @@ private:
     }
     static void destroy(wl_client*, wl_resource* resource) { wl_resource_destroy(resource); }
 
+    static int noteToplevelRequest(const void*, void* resource, std::uint32_t, const wl_message* message,
+                                   wl_argument*)
+    {
+        from(static_cast<wl_resource*>(resource)).m_toplevelRequests.emplace_back(message->name);
+        return 0;
+    }
+
+    static void sendStates(wl_resource* toplevel, const std::vector<ToplevelState>& states)
+    {
+        wl_array wire;
+        wl_array_init(&wire);
+        for (const ToplevelState state : states) {
+            *static_cast<std::uint32_t*>(wl_array_add(&wire, sizeof(std::uint32_t))) =
+                static_cast<std::uint32_t>(state);
+        }
+        zwlr_foreign_toplevel_handle_v1_send_state(toplevel, &wire);
+        zwlr_foreign_toplevel_handle_v1_send_done(toplevel);
+        wl_array_release(&wire);
+    }
+
     static void createSource(wl_client* client, wl_resource*, std::uint32_t id)
     {
         wl_resource* source = wl_resource_create(client, &ext_data_control_source_v1_interface, 1, id);
@@ -236,6 +301,9 @@ private:
         }
     }
 
+    static constexpr struct zwlr_foreign_toplevel_manager_v1_interface toplevelManagerRequests {
+        [](wl_client*, wl_resource*) {}
+    };
     static constexpr struct ext_data_control_manager_v1_interface managerRequests {
         createSource, getDevice, destroy
     };
@@ -258,6 +326,8 @@ private:
     wl_resource* m_device = nullptr;
     wl_resource* m_selection = nullptr;
     std::string m_foreignText;
+    wl_resource* m_toplevelManager = nullptr;
+    std::vector<std::string> m_toplevelRequests;
 };
 
 } // namespace glimmerwick::contract

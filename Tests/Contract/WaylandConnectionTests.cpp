@@ -228,5 +228,67 @@ TEST_F(TestCompositorTest, theClipboardIsKeptByTheNewerProtocolToo)
     EXPECT_FALSE(connection.isLost());
 }
 
+class TestToplevelsTest : public TestCompositorTest {
+protected:
+    using State = TestCompositor::ToplevelState;
+
+    void SetUp() override
+    {
+        TestCompositorTest::SetUp();
+        compositor.announceToplevels();
+        compositor.begin();
+        connection.emplace(options());
+        windows.emplace(*connection);
+        workspace.emplace(*windows);
+    }
+
+    std::optional<WaylandConnection> connection;
+    std::optional<WaylandWindows> windows;
+    std::optional<WaylandWorkspace> workspace;
+};
+
+TEST_F(TestToplevelsTest, aDialogOfTheWindowMayHaveTheKeys)
+{
+    wl_resource* editor = compositor.addToplevel("editor", {State::activated});
+    ASSERT_TRUE(workspace->frontmostApplication()->activate(ActivationOption::ignoringOtherApps));
+
+    compositor.setStates(editor, {State::maximized});
+    wl_resource* dialog = compositor.addToplevel("editor", {State::maximized}, editor);
+    EXPECT_EQ(windows->obstacle(), WaylandWindows::Obstacle::anotherWindowHasTheKeys);
+    wl_resource* question = compositor.addToplevel("editor", {State::activated}, dialog);
+    EXPECT_EQ(windows->obstacle(), std::nullopt);
+
+    compositor.setStates(question, {});
+    compositor.addToplevel("editor", {State::activated});
+    EXPECT_EQ(windows->obstacle(), WaylandWindows::Obstacle::anotherWindowHasTheKeys);
+}
+
+TEST_F(TestToplevelsTest, windowsThatCallEachOtherParentsAreNobodysDialogs)
+{
+    wl_resource* meant = compositor.addToplevel("meant", {State::activated});
+    ASSERT_TRUE(workspace->frontmostApplication()->activate(ActivationOption::ignoringOtherApps));
+    compositor.setStates(meant, {});
+    wl_resource* first = compositor.addToplevel("circle", {State::activated});
+    wl_resource* second = compositor.addToplevel("circle", {}, first);
+    compositor.perform([&] { zwlr_foreign_toplevel_handle_v1_send_parent(first, second); });
+    compositor.setStates(first, {State::activated});
+
+    EXPECT_EQ(windows->obstacle(), WaylandWindows::Obstacle::anotherWindowHasTheKeys);
+    ASSERT_EQ(windows->all().size(), 3U);
+    EXPECT_NE(windows->all().at(1).parent, 0U);
+}
+
+TEST_F(TestToplevelsTest, aWindowThatDoesNotComeToTheFrontIsNotWaitedForForEver)
+{
+    wl_resource* window = compositor.addToplevel("stubborn", {State::activated});
+    const auto application = workspace->frontmostApplication();
+    compositor.setStates(window, {State::minimized});
+
+    EXPECT_FALSE(application->activate(ActivationOption::ignoringOtherApps));
+
+    EXPECT_THAT(compositor.toplevelRequests(), ElementsAre("unset_minimized", "activate"));
+    EXPECT_EQ(windows->obstacle(), WaylandWindows::Obstacle::anotherWindowHasTheKeys);
+}
+
 } // namespace
 } // namespace glimmerwick::contract

@@ -144,6 +144,8 @@ std::optional<WaylandToplevel> WaylandToplevels::activated() const
 
 bool WaylandToplevels::activate(std::uint64_t identifier, Time until)
 {
+    // It may have been closed or minimised since anybody looked.
+    m_display.roundTrip();
     const auto found = std::ranges::find(m_toplevels, identifier, &Toplevel::identifier);
     if (found == m_toplevels.end()) {
         return false;

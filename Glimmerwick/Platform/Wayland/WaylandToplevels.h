@@ -39,7 +39,7 @@ public:
     WaylandToplevels(const WaylandToplevels&) = delete;
     WaylandToplevels& operator=(const WaylandToplevels&) = delete;
 
-    /// In the order in which they were made.
+    /// Those that were there before this in the compositor's order, the others as they were made.
     std::vector<WaylandToplevel> all() const;
     std::optional<WaylandToplevel> find(std::uint64_t identifier) const;
     std::optional<WaylandToplevel> activated() const;

@@ -2,6 +2,8 @@
 
 #include "Platform/Wayland/WaylandConnection.h"
 
+#include <utility>
+
 namespace glimmerwick {
 
 WaylandWindows::WaylandWindows(WaylandConnection& connection)
@@ -58,15 +60,18 @@ std::optional<WaylandWindows::Obstacle> WaylandWindows::obstacle()
 
 bool WaylandWindows::belongs(WaylandToplevel toplevel, std::uint64_t identifier) const
 {
-    while (toplevel.identifier != identifier) {
-        const auto parent = m_toplevels->find(toplevel.parent);
-        // Parents are older than their dialogs; anything else would lead in a circle.
-        if (!parent || parent->identifier >= toplevel.identifier) {
+    // No chain of parents is longer than there are windows, unless it goes in a circle.
+    for (std::size_t remaining = m_toplevels->all().size(); remaining > 0; --remaining) {
+        if (toplevel.identifier == identifier) {
+            return true;
+        }
+        auto parent = m_toplevels->find(toplevel.parent);
+        if (!parent) {
             return false;
         }
-        toplevel = *parent;
+        toplevel = *std::move(parent);
     }
-    return true;
+    return false;
 }
 
 } // namespace glimmerwick
