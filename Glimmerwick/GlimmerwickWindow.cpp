@@ -70,6 +70,12 @@ const QScreen* screenContaining(QPoint point)
     return nullptr;
 }
 
+QPoint pointerPosition(PanelHost& panelHost)
+{
+    const auto position = panelHost.pointerPosition();
+    return position ? QPointF(position->x, position->y).toPoint() : QCursor::pos();
+}
+
 NativeWindow nativeWindow(const QWidget& window)
 {
     return NativeWindow{window.windowHandle()->winId()};
@@ -133,6 +139,7 @@ GlimmerwickWindow::GlimmerwickWindow(const Platform& platform, EmojiDataManager&
             applyShape();
         }
     });
+    m_keysLostObserver = platform.panelHost.onKeysLost([this] { dismiss(); });
 }
 
 GlimmerwickWindow::~GlimmerwickWindow()
@@ -157,7 +164,7 @@ void GlimmerwickWindow::showAtMouseLocation()
 
 QPoint GlimmerwickWindow::calculateWindowPosition() const
 {
-    const QPoint pointer = QCursor::pos();
+    const QPoint pointer = pointerPosition(m_platform.panelHost);
     // Only there can the panel go, and only its visible frame is worth the questions.
     std::vector<ScreenArea> screens;
     std::optional<ScreenArea> mainScreen;

@@ -110,6 +110,7 @@ private:
     QPointer<SearchField> m_searchField;
     QPointer<CollectionView> m_emojiCollectionView;
     Registration m_backdropObserver;
+    Registration m_keysLostObserver;
     QMetaObject::Connection m_screenObserver;
     Registration m_localEventMonitor;
     Registration m_globalEventMonitor;

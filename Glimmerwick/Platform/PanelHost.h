@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 
 namespace glimmerwick {
 
@@ -18,6 +19,14 @@ struct ScreenRect {
     int height = 0;
 
     friend bool operator==(const ScreenRect&, const ScreenRect&) = default;
+};
+
+/// In points, from the top left corner of all screens together.
+struct ScreenPoint {
+    double x = 0;
+    double y = 0;
+
+    friend bool operator==(const ScreenPoint&, const ScreenPoint&) = default;
 };
 
 /// A rectangle with rounded corners, in pixels of the screen.
@@ -42,6 +51,10 @@ class PanelHost {
 public:
     virtual ~PanelHost() = default;
 
+    /// Where the pointer is, for the panel to open there; nothing where the toolkit knows it by itself. May
+    /// wait for the window system for a moment.
+    virtual std::optional<ScreenPoint> pointerPosition() = 0;
+
     /// The panel's window exists and is visible; key taps deliver to it from now on.
     virtual void panelDidShow(NativeWindow panel) = 0;
 
@@ -60,6 +73,10 @@ public:
 
     /// Runs the handler after the backdrop may have changed, as when a compositor starts or ends.
     virtual Registration onBackdropChanged(std::function<void()> handler) = 0;
+
+    /// Runs the handler when the panel that is shown gets no keys any more, because the user has turned to
+    /// another program and the window system cannot tell of it in another way.
+    virtual Registration onKeysLost(std::function<void()> handler) = 0;
 };
 
 } // namespace glimmerwick

@@ -55,6 +55,15 @@ public:
         });
     }
 
+    /// How often a mouse button went down on it.
+    int clicks()
+    {
+        return m_connection.perform([this](WaylandDisplay& display) {
+            display.roundTrip();
+            return m_clicks;
+        });
+    }
+
     /// How many keys are down, and whether any modifier is on.
     bool isIdle()
     {
@@ -78,6 +87,7 @@ private:
         m_shm = display.bind<wl_shm>(wl_shm_interface, 1);
         m_shell = display.bind<xdg_wm_base>(xdg_wm_base_interface, 1);
         listenToKeyboard(display);
+        listenToPointer(display);
         static constexpr xdg_wm_base_listener shellListener{
             [](void*, xdg_wm_base* shell, std::uint32_t serial) { xdg_wm_base_pong(shell, serial); }};
         xdg_wm_base_add_listener(m_shell, &shellListener, this);
@@ -140,6 +150,28 @@ private:
         wl_keyboard_add_listener(m_keyboard, &listener, this);
     }
 
+    void listenToPointer(WaylandDisplay& display)
+    {
+        m_pointer = wl_seat_get_pointer(display.seat());
+        static constexpr wl_pointer_listener listener = [] {
+            wl_pointer_listener made{};
+            made.enter = [](void*, wl_pointer*, std::uint32_t, wl_surface*, wl_fixed_t, wl_fixed_t) {};
+            made.leave = [](void*, wl_pointer*, std::uint32_t, wl_surface*) {};
+            made.motion = [](void*, wl_pointer*, std::uint32_t, wl_fixed_t, wl_fixed_t) {};
+            made.button = [](void* self, wl_pointer*, std::uint32_t, std::uint32_t, std::uint32_t,
+                             std::uint32_t state) {
+                from(self).m_clicks += state == WL_POINTER_BUTTON_STATE_PRESSED ? 1 : 0;
+            };
+            made.axis = [](void*, wl_pointer*, std::uint32_t, std::uint32_t, wl_fixed_t) {};
+            made.frame = [](void*, wl_pointer*) {};
+            made.axis_source = [](void*, wl_pointer*, std::uint32_t) {};
+            made.axis_stop = [](void*, wl_pointer*, std::uint32_t, std::uint32_t) {};
+            made.axis_discrete = [](void*, wl_pointer*, std::uint32_t, std::int32_t) {};
+            return made;
+        }();
+        wl_pointer_add_listener(m_pointer, &listener, this);
+    }
+
     void useKeymap(std::uint32_t format, int file, std::uint32_t size)
     {
         xkb_state_unref(std::exchange(m_state, nullptr));
@@ -178,6 +210,7 @@ private:
     void close()
     {
         wl_keyboard_release(m_keyboard);
+        wl_pointer_release(m_pointer);
         xdg_toplevel_destroy(m_toplevel);
         xdg_surface_destroy(m_shellSurface);
         wl_surface_destroy(m_surface);
@@ -198,6 +231,7 @@ private:
     wl_buffer* m_buffer = nullptr;
     wl_surface* m_surface = nullptr;
     wl_keyboard* m_keyboard = nullptr;
+    wl_pointer* m_pointer = nullptr;
     xdg_wm_base* m_shell = nullptr;
     xdg_surface* m_shellSurface = nullptr;
     xdg_toplevel* m_toplevel = nullptr;
@@ -207,6 +241,7 @@ private:
     bool m_isMapped = false;
     bool m_hasKeys = false;
     int m_keysDown = 0;
+    int m_clicks = 0;
     std::uint32_t m_modifiers = 0;
     std::vector<std::string> m_pressed;
 };

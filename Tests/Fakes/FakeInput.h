@@ -304,6 +304,7 @@ private:
 
 class FakePanelHost : public PanelHost {
 public:
+    std::optional<ScreenPoint> pointerPosition() override { return pointer; }
     void panelDidShow(NativeWindow) override { note("panelDidShow"); }
     void makePanelKey(NativeWindow) override { note("makePanelKey"); }
     void panelWillHide(NativeWindow) override { note("panelWillHide"); }
@@ -322,6 +323,14 @@ public:
         backdropChanged = std::move(handler);
         return Registration([this] { backdropChanged = nullptr; });
     }
+    Registration onKeysLost(std::function<void()> handler) override
+    {
+        keysLost = std::move(handler);
+        return Registration([this] { keysLost = nullptr; });
+    }
+
+    /// Nothing when the toolkit knows.
+    std::optional<ScreenPoint> pointer;
 
     Backdrop backdrop = Backdrop::translucent;
     /// In pixels, along the bottom of every screen.
@@ -329,6 +338,7 @@ public:
     std::vector<ScreenRect> screens;
     /// Null while nobody listens.
     std::function<void()> backdropChanged;
+    std::function<void()> keysLost;
     std::vector<PanelOutline> outlines;
     CallLog calls;
 

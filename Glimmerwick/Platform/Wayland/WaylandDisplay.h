@@ -50,6 +50,9 @@ public:
     /// As announced so far.
     WaylandCapabilities capabilities() const;
 
+    /// The screens, with what is needed to put something on them.
+    const WaylandOutputs& outputs() const { return *m_outputs; }
+
     /// The first seat; null when there is none.
     wl_seat* seat() const { return m_seat; }
 

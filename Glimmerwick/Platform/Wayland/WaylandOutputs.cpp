@@ -35,6 +35,7 @@ public:
     }
 
     const WaylandOutput& value() const { return m_complete; }
+    wl_output* proxy() const { return m_output; }
 
 private:
     static const wl_output_listener listener;
@@ -115,6 +116,15 @@ std::vector<WaylandOutput> WaylandOutputs::all() const
         values.push_back(output->value());
     }
     return values;
+}
+
+std::vector<wl_output*> WaylandOutputs::proxies() const
+{
+    std::vector<wl_output*> proxies;
+    for (const auto& [name, output] : m_outputs) {
+        proxies.push_back(output->proxy());
+    }
+    return proxies;
 }
 
 } // namespace glimmerwick

@@ -31,6 +31,8 @@ public:
 
     /// In the order in which they were announced.
     std::vector<WaylandOutput> all() const;
+    /// The proxies that belong to them, in the same order. They are not given away.
+    std::vector<wl_output*> proxies() const;
 
 private:
     class Output;

@@ -16,12 +16,15 @@ public:
     X11PanelHost(X11Connection& toolkit, X11Connection& display, X11EventWatcher& watcher,
                  X11KeyboardGrab& keyboardGrab);
 
+    std::optional<ScreenPoint> pointerPosition() override { return std::nullopt; }
     void panelDidShow(NativeWindow panel) override;
     void makePanelKey(NativeWindow panel) override;
     void panelWillHide(NativeWindow panel) override;
     Backdrop shapePanel(NativeWindow panel, PanelOutline outline) override;
     ScreenRect visibleFrame(ScreenRect screen) override { return m_workAreas.visibleFrame(screen); }
     Registration onBackdropChanged(std::function<void()> handler) override;
+    /// Never: a grab keeps the keys, and monitors tell of clicks.
+    Registration onKeysLost(std::function<void()>) override { return Registration(); }
 
 private:
     bool isCompositing();

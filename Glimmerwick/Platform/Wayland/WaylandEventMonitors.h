@@ -1,0 +1,24 @@
+#pragma once
+
+#include "Platform/EventMonitors.h"
+
+namespace glimmerwick {
+
+class KeyEventFilter;
+
+/// Local presses come from the toolkit. What happens in other programs is nobody's business under Wayland, so
+/// the global monitors stay silent; `PanelHost::onKeysLost` tells of clicks elsewhere. Main thread.
+class WaylandEventMonitors : public EventMonitors {
+public:
+    explicit WaylandEventMonitors(KeyEventFilter& keyEventFilter);
+    ~WaylandEventMonitors() override;
+
+    Registration addLocalKeyDownMonitor(std::function<MonitorDecision(const KeyEvent&)> handler) override;
+    Registration addGlobalKeyDownMonitor(std::function<void(const KeyEvent&)> handler) override;
+    Registration addGlobalMouseDownMonitor(std::function<void()> handler) override;
+
+private:
+    KeyEventFilter& m_keyEventFilter;
+};
+
+} // namespace glimmerwick

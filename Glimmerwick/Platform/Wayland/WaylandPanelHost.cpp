@@ -1,0 +1,87 @@
+#include "Platform/Wayland/WaylandPanelHost.h"
+
+#include "Platform/Wayland/WaylandPanel.h"
+
+#include <QGuiApplication>
+#include <QWindow>
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace glimmerwick {
+
+namespace {
+
+QWindow* windowOf(NativeWindow panel)
+{
+    const QWindowList windows = QGuiApplication::allWindows();
+    const auto found = std::ranges::find_if(windows, [panel](const QWindow* window) {
+        return window->handle() && NativeWindow{window->winId()} == panel;
+    });
+    return found == windows.end() ? nullptr : *found;
+}
+
+} // namespace
+
+WaylandPanelHost::WaylandPanelHost(WaylandConnection& connection) : m_pointerProbe(connection) { }
+
+WaylandPanelHost::~WaylandPanelHost() = default;
+
+std::optional<ScreenPoint> WaylandPanelHost::pointerPosition()
+{
+    return m_pointerProbe.probe();
+}
+
+void WaylandPanelHost::panelDidShow(NativeWindow panel)
+{
+    m_panel.reset();
+    if (QWindow* const window = windowOf(panel)) {
+        m_panel =
+            std::make_unique<WaylandPanel>(m_toolkit, *window, [this] { m_keysLostHandlers.callAll(); });
+    }
+}
+
+void WaylandPanelHost::makePanelKey(NativeWindow)
+{
+    if (m_panel) {
+        m_panel->takeKeys();
+    }
+}
+
+void WaylandPanelHost::panelWillHide(NativeWindow)
+{
+    m_panel.reset();
+}
+
+// Corners are round by transparency, and compositors that blur have a protocol of their own for it.
+Backdrop WaylandPanelHost::shapePanel(NativeWindow, PanelOutline)
+{
+    return Backdrop::translucent;
+}
+
+ScreenRect WaylandPanelHost::visibleFrame(ScreenRect screen)
+{
+    const auto area = m_pointerProbe.freeArea(screen.x, screen.y);
+    if (!area) {
+        return screen;
+    }
+    const double ratio = static_cast<double>(screen.width) / area->outputWidth;
+    const auto pixels = [ratio](std::int32_t points) {
+        return static_cast<int>(std::lround(points * ratio));
+    };
+    return {screen.x + pixels(area->left), screen.y + pixels(area->top), pixels(area->width),
+            pixels(area->height)};
+}
+
+Registration WaylandPanelHost::onBackdropChanged(std::function<void()>)
+{
+    return Registration();
+}
+
+Registration WaylandPanelHost::onKeysLost(std::function<void()> handler)
+{
+    return m_keysLostHandlers.append(std::move(handler));
+}
+
+} // namespace glimmerwick

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+class QScreen;
+class QWindow;
+struct wl_display;
+struct wl_event_queue;
+struct wl_output;
+struct wl_registry;
+struct wl_surface;
+struct zwlr_layer_shell_v1;
+
+namespace glimmerwick {
+
+class WaylandLayerSurface;
+
+/// The toolkit's own connection to the compositor: its windows' surfaces can be given roles there alone. Its
+/// events are handled by the toolkit; those that cannot wait for it are on a queue of this object. Main
+/// thread, while there is a QGuiApplication.
+class WaylandToolkit {
+public:
+    /// Has windows with BypassWindowManagerHint made without a role, so that they can be given one. Before
+    /// the QGuiApplication is made.
+    static void leaveBypassingWindowsWithoutRole();
+
+    /// Whether Qt runs on a Wayland compositor.
+    static bool isAvailable();
+
+    /// `isAvailable()` must be true.
+    WaylandToolkit();
+    ~WaylandToolkit();
+    WaylandToolkit(const WaylandToolkit&) = delete;
+    WaylandToolkit& operator=(const WaylandToolkit&) = delete;
+
+    bool hasLayerShell() const { return m_shell != nullptr; }
+
+    /// A role for the surface on the screen's output. Null without a layer shell.
+    std::unique_ptr<WaylandLayerSurface> makeLayerSurface(wl_surface* surface, const QScreen& screen);
+
+    /// Waits until the compositor has configured the surface; false when it refuses, and when the connection
+    /// is lost. From then on the toolkit handles the surface's events.
+    bool waitForConfiguration(WaylandLayerSurface& layerSurface);
+
+    /// Null while the window has none.
+    static wl_surface* surfaceOf(const QWindow& window);
+
+    wl_display* display() const { return m_display; }
+
+private:
+    void announce(std::uint32_t name, const char* interface, std::uint32_t version);
+
+    wl_display* const m_display;
+    wl_event_queue* const m_queue;
+    wl_registry* m_registry = nullptr;
+    zwlr_layer_shell_v1* m_shell = nullptr;
+};
+
+} // namespace glimmerwick

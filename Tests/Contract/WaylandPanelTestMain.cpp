@@ -1,0 +1,14 @@
+#include "Platform/Wayland/WaylandToolkit.h"
+
+#include <QApplication>
+
+#include <gtest/gtest.h>
+
+int main(int argc, char** argv)
+{
+    ::testing::InitGoogleTest(&argc, argv);
+    qputenv("QT_QPA_PLATFORM", "wayland");
+    glimmerwick::WaylandToolkit::leaveBypassingWindowsWithoutRole();
+    const QApplication application(argc, argv);
+    return RUN_ALL_TESTS();
+}

@@ -1,0 +1,258 @@
+#include "Contract/EventLoop.h"
+#include "Contract/WaylandClients.h"
+#include "Contract/WaylandDevices.h"
+#include "Contract/WaylandScreenshots.h"
+#include "Contract/WaylandTestWindow.h"
+#include "GlimmerwickWindow.h"
+#include "Platform/Qt/KeyEventFilter.h"
+#include "Platform/Qt/QtMainQueue.h"
+#include "Platform/Wayland/WaylandEventMonitors.h"
+#include "Platform/Wayland/WaylandEventTap.h"
+#include "Platform/Wayland/WaylandPanelHost.h"
+#include "Views/ViewsFixture.h"
+#include "Views/EmojiGridViewController.h"
+#include "Views/SearchBarView.h"
+
+#include <QGuiApplication>
+#include <QScreen>
+
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace glimmerwick::contract {
+namespace {
+
+using ::testing::ElementsAre;
+
+// Two outputs of this size side by side, as the desktop of these tests has them.
+constexpr int outputWidth = 1280;
+constexpr int outputHeight = 800;
+constexpr const char* leftOutput = "HEADLESS-1";
+constexpr const char* rightOutput = "HEADLESS-2";
+constexpr QSize panelSize(320, 400);
+
+/// Has the compositor do something.
+void sway(const std::string& command)
+{
+    ASSERT_TRUE(outputOf("swaymsg -- " + command).has_value()) << command;
+}
+
+/// Has the right output show two pixels a point.
+class FineOutput {
+public:
+    FineOutput() { sway("output HEADLESS-2 resolution 2560x1600 scale 2"); }
+    ~FineOutput()
+    {
+        sway("output HEADLESS-2 resolution 1280x800 scale 1");
+        EXPECT_TRUE(handleEventsUntil([] {
+            return QGuiApplication::screens().size() == 2
+                && QGuiApplication::screens()[1]->devicePixelRatio() == 1;
+        }));
+    }
+    FineOutput(const FineOutput&) = delete;
+    FineOutput& operator=(const FineOutput&) = delete;
+};
+
+/// The picker's own window on the compositor, with a program that the user comes from.
+class WaylandPanelTest : public tests::ViewsFixture {
+protected:
+    WaylandPanelTest()
+    {
+        loadManifest(tests::manifestDocument({{"a", "First", tests::codepoints(0x1f600, 40)}}));
+        QWidget* const container = window.contentContainerView();
+        searchBar = new SearchBarView(platform, container);
+        searchBar->setGeometry(8, 8, 304, 36);
+        grid = std::make_unique<EmojiGridViewController>(platform, dataManager, recents, preferences,
+                                                         renderer, popover);
+        grid->view()->setParent(container);
+        grid->view()->setGeometry(0, 52, 320, 312);
+        window.setSearchField(searchBar->internalSearchField());
+        window.setEmojiCollectionView(grid->internalCollectionView());
+    }
+
+    ~WaylandPanelTest() override
+    {
+        window.dismiss();
+        grid.reset();
+    }
+
+    void show(int x, int y)
+    {
+        devices.movePointer(static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y));
+        window.showAtMouseLocation();
+        ASSERT_TRUE(handleEventsUntil([this] { return window.isActiveWindow(); }));
+    }
+
+    bool isGone()
+    {
+        return handleEventsUntil([this] { return !window.isVisible(); });
+    }
+
+    /// Where on an output the panel is to be seen, in the output's pixels, once it is there whole.
+    QRect shownAt(const std::string& output, const QImage& before, QSize size)
+    {
+        QRect found;
+        handleEventsUntil([&] {
+            found = difference(before, screenshot(output));
+            return found.size() == size;
+        });
+        return found;
+    }
+
+    std::string searchText() { return searchBar->internalSearchField()->text().toStdString(); }
+
+    WaylandConnection connection{{}};
+    QtMainQueue mainQueue;
+    KeyEventFilter keyEventFilter{mainQueue};
+    WaylandEventTap eventTap{keyEventFilter};
+    WaylandEventMonitors eventMonitors{keyEventFilter};
+    WaylandPanelHost panelHost{connection};
+    Platform platform{fakes.process,       fakes.log,          mainQueue,
+                      fakes.time,          fakes.time,         fakes.fileClock,
+                      fakes.fileSystem,    fakes.userDefaults, fakes.notificationCenter,
+                      fakes.httpClient,    fakes.textLayout,   fakes.imageCodec,
+                      fakes.pasteboard,    fakes.workspace,    eventTap,
+                      fakes.eventPoster,   eventMonitors,      fakes.accessibilityTrust,
+                      panelHost,           fakes.menuHost,     fakes.alert,
+                      fakes.fileViewer,    fakes.volumeInfo,   fakes.updater,
+                      fakes.userNotice};
+    GlimmerwickWindow window{platform, dataManager, popover};
+    SearchBarView* searchBar = nullptr;
+    std::unique_ptr<EmojiGridViewController> grid;
+    UserDevices devices{2 * outputWidth, outputHeight};
+};
+
+TEST_F(WaylandPanelTest, opensBelowThePointer)
+{
+    devices.movePointer(640, 200);
+    const QImage before = screenshot(leftOutput);
+
+    show(640, 200);
+
+    EXPECT_EQ(window.pos(), QPoint(640 - 160, 210));
+    EXPECT_EQ(shownAt(leftOutput, before, panelSize), QRect(QPoint(480, 210), panelSize));
+}
+
+TEST_F(WaylandPanelTest, opensOnTheOutputWithThePointer)
+{
+    devices.movePointer(outputWidth + 400, 100);
+    const QImage left = screenshot(leftOutput);
+    const QImage right = screenshot(rightOutput);
+
+    show(outputWidth + 400, 100);
+
+    EXPECT_EQ(window.pos(), QPoint(outputWidth + 240, 110));
+    EXPECT_EQ(shownAt(rightOutput, right, panelSize), QRect(QPoint(240, 110), panelSize));
+    EXPECT_EQ(difference(left, screenshot(leftOutput)), QRect());
+}
+
+TEST_F(WaylandPanelTest, typedKeysGoToTheSearchFieldAndNotToTheProgramInUse)
+{
+    TestWindow inUse("org.example.InUse");
+    ASSERT_TRUE(inUse.hasKeys());
+    show(640, 200);
+    EXPECT_FALSE(inUse.hasKeys());
+
+    for (const char* key : {"c", "a", "t"}) {
+        devices.typeKey(key);
+    }
+
+    EXPECT_TRUE(handleEventsUntil([this] { return searchText() == "cat"; })) << searchText();
+    devices.typeKey("Escape");
+    EXPECT_TRUE(isGone());
+    EXPECT_TRUE(eventually([&] { return inUse.hasKeys(); }));
+    devices.typeKey("x");
+    EXPECT_THAT(inUse.pressedKeys(), ElementsAre("x"));
+}
+
+TEST_F(WaylandPanelTest, theProgramInUseGetsTheKeysBackEachTime)
+{
+    TestWindow other("org.example.Other");
+    TestWindow inUse("org.example.InUse");
+    ASSERT_TRUE(inUse.hasKeys());
+    for (int round = 0; round < 50; ++round) {
+        show(round % 2 == 0 ? 640 : outputWidth + 640, 100 + round);
+        ASSERT_FALSE(inUse.hasKeys()) << round;
+
+        window.dismiss();
+
+        ASSERT_TRUE(eventually([&] { return inUse.hasKeys(); })) << round;
+        ASSERT_FALSE(other.hasKeys()) << round;
+    }
+}
+
+TEST_F(WaylandPanelTest, aFineOutputShowsItWithAsManyPoints)
+{
+    const FineOutput fine;
+    ASSERT_TRUE(handleEventsUntil([] {
+        return QGuiApplication::screens().size() == 2
+            && QGuiApplication::screens()[1]->devicePixelRatio() == 2;
+    }));
+    devices.movePointer(outputWidth + 400, 100);
+    const QImage before = screenshot(rightOutput);
+    ASSERT_EQ(before.size(), 2 * QSize(outputWidth, outputHeight));
+
+    show(outputWidth + 400, 100);
+
+    EXPECT_EQ(window.pos(), QPoint(outputWidth + 240, 110));
+    EXPECT_EQ(shownAt(rightOutput, before, 2 * panelSize), QRect(2 * QPoint(240, 110), 2 * panelSize));
+}
+
+TEST_F(WaylandPanelTest, aClickElsewhereDismissesItAndIsNotSwallowed)
+{
+    TestWindow inUse("org.example.InUse");
+    show(640, 200);
+
+    devices.movePointer(100, 50);
+    devices.click();
+
+    EXPECT_TRUE(isGone());
+    EXPECT_TRUE(eventually([&] { return inUse.hasKeys(); }));
+    EXPECT_EQ(inUse.clicks(), 1);
+}
+
+TEST_F(WaylandPanelTest, aClickOnTheEmptyDesktopDismissesIt)
+{
+    show(640, 200);
+
+    devices.movePointer(100, 700);
+    devices.click();
+
+    EXPECT_TRUE(isGone());
+}
+
+TEST_F(WaylandPanelTest, aClickIntoItLeavesItThere)
+{
+    TestWindow inUse("org.example.InUse");
+    show(640, 200);
+
+    devices.movePointer(640, 230);
+    devices.click();
+    devices.typeKey("d");
+
+    EXPECT_TRUE(handleEventsUntil([this] { return searchText() == "d"; }));
+    EXPECT_TRUE(window.isVisible());
+    EXPECT_FALSE(inUse.hasKeys());
+}
+
+TEST_F(WaylandPanelTest, theKeysDoNotFollowThePointerAway)
+{
+    TestWindow inUse("org.example.InUse");
+    sway("focus_follows_mouse yes");
+    show(640, 200);
+
+    devices.movePointer(640, 300);
+    devices.movePointer(100, 50);
+    devices.typeKey("e");
+
+    EXPECT_TRUE(handleEventsUntil([this] { return searchText() == "e"; }));
+    EXPECT_TRUE(window.isVisible());
+    sway("focus_follows_mouse no");
+}
+
+} // namespace
+} // namespace glimmerwick::contract
