@@ -24,8 +24,8 @@ public:
     {
         m_connection.perform([this](WaylandDisplay& display) {
             m_keyboard = WaylandVirtualKeyboard::make(display);
-            m_manager = display.bind<zwlr_virtual_pointer_manager_v1>(
-                zwlr_virtual_pointer_manager_v1_interface, 2);
+            m_manager =
+                display.bind<zwlr_virtual_pointer_manager_v1>(zwlr_virtual_pointer_manager_v1_interface, 2);
             m_pointer = zwlr_virtual_pointer_manager_v1_create_virtual_pointer(m_manager, display.seat());
             display.roundTrip();
         });
@@ -63,8 +63,7 @@ public:
     void typeKey(const std::string& symbol)
     {
         m_connection.perform([&](WaylandDisplay& display) {
-            const auto key =
-                m_keyboard->keyTyping(xkb_keysym_from_name(symbol.c_str(), XKB_KEYSYM_NO_FLAGS));
+            const auto key = m_keyboard->keyTyping(xkb_keysym_from_name(symbol.c_str(), XKB_KEYSYM_NO_FLAGS));
             ASSERT_TRUE(key.has_value()) << symbol;
             m_keyboard->press(*key);
             m_keyboard->release(*key);

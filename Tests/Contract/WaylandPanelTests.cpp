@@ -1,4 +1,5 @@
 #include "Contract/EventLoop.h"
+#include "Contract/TemporaryFolder.h"
 #include "Contract/WaylandClients.h"
 #include "Contract/WaylandDevices.h"
 #include "Contract/WaylandScreenshots.h"
@@ -6,19 +7,24 @@
 #include "GlimmerwickWindow.h"
 #include "Platform/Qt/KeyEventFilter.h"
 #include "Platform/Qt/QtMainQueue.h"
+#include "Platform/Wayland/LayerShellProtocol.h"
 #include "Platform/Wayland/WaylandEventMonitors.h"
 #include "Platform/Wayland/WaylandEventTap.h"
+#include "Platform/Wayland/WaylandOutputs.h"
 #include "Platform/Wayland/WaylandPanelHost.h"
-#include "Views/ViewsFixture.h"
+#include "Platform/Wayland/WaylandProbeSurface.h"
+#include "Platform/Wayland/WaylandWindows.h"
 #include "Views/EmojiGridViewController.h"
 #include "Views/SearchBarView.h"
+#include "Views/ViewsFixture.h"
 
 #include <QGuiApplication>
 #include <QScreen>
 
 #include <gmock/gmock.h>
 
-#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -27,6 +33,7 @@ namespace glimmerwick::contract {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 // Two outputs of this size side by side, as the desktop of these tests has them.
 constexpr int outputWidth = 1280;
@@ -55,6 +62,69 @@ public:
     }
     FineOutput(const FineOutput&) = delete;
     FineOutput& operator=(const FineOutput&) = delete;
+};
+
+/// A program's bar along the top of the left output.
+class TopBar {
+public:
+    static constexpr int height = 30;
+
+    TopBar()
+    {
+        m_connection.perform([this](WaylandDisplay& display) {
+            m_globals = std::make_unique<WaylandProbeSurface::Globals>(display);
+            m_surface = wl_compositor_create_surface(m_globals->compositor);
+            m_role = zwlr_layer_shell_v1_get_layer_surface(m_globals->layerShell, m_surface,
+                                                           display.outputs().proxies().front(),
+                                                           ZWLR_LAYER_SHELL_V1_LAYER_TOP, "bar");
+            static constexpr zwlr_layer_surface_v1_listener listener{
+                [](void*, zwlr_layer_surface_v1* role, std::uint32_t serial, std::uint32_t, std::uint32_t) {
+                    zwlr_layer_surface_v1_ack_configure(role, serial);
+                },
+                [](void*, zwlr_layer_surface_v1*) {}};
+            zwlr_layer_surface_v1_add_listener(m_role, &listener, nullptr);
+            zwlr_layer_surface_v1_set_anchor(m_role,
+                                             ZWLR_LAYER_SURFACE_V1_ANCHOR_TOP
+                                                 | ZWLR_LAYER_SURFACE_V1_ANCHOR_LEFT
+                                                 | ZWLR_LAYER_SURFACE_V1_ANCHOR_RIGHT);
+            zwlr_layer_surface_v1_set_size(m_role, 0, height);
+            zwlr_layer_surface_v1_set_exclusive_zone(m_role, height);
+            wl_surface_commit(m_surface);
+            display.roundTrip();
+            draw();
+            display.roundTrip();
+        });
+    }
+    ~TopBar()
+    {
+        m_connection.perform([this](WaylandDisplay& display) {
+            zwlr_layer_surface_v1_destroy(m_role);
+            wl_surface_destroy(m_surface);
+            display.roundTrip();
+        });
+    }
+    TopBar(const TopBar&) = delete;
+    TopBar& operator=(const TopBar&) = delete;
+
+private:
+    void draw()
+    {
+        constexpr int stride = outputWidth * 4;
+        const int file = memfd_create("bar", MFD_CLOEXEC);
+        ASSERT_EQ(ftruncate(file, stride * height), 0);
+        wl_shm_pool* const pool = wl_shm_create_pool(m_globals->shm, file, stride * height);
+        wl_surface_attach(
+            m_surface,
+            wl_shm_pool_create_buffer(pool, 0, outputWidth, height, stride, WL_SHM_FORMAT_XRGB8888), 0, 0);
+        wl_surface_commit(m_surface);
+        wl_shm_pool_destroy(pool);
+        close(file);
+    }
+
+    WaylandConnection m_connection{{}};
+    std::unique_ptr<WaylandProbeSurface::Globals> m_globals;
+    wl_surface* m_surface = nullptr;
+    zwlr_layer_surface_v1* m_role = nullptr;
 };
 
 /// The picker's own window on the compositor, with a program that the user comes from.
@@ -111,14 +181,14 @@ protected:
     WaylandEventTap eventTap{keyEventFilter};
     WaylandEventMonitors eventMonitors{keyEventFilter};
     WaylandPanelHost panelHost{connection};
-    Platform platform{fakes.process,       fakes.log,          mainQueue,
-                      fakes.time,          fakes.time,         fakes.fileClock,
-                      fakes.fileSystem,    fakes.userDefaults, fakes.notificationCenter,
-                      fakes.httpClient,    fakes.textLayout,   fakes.imageCodec,
-                      fakes.pasteboard,    fakes.workspace,    eventTap,
-                      fakes.eventPoster,   eventMonitors,      fakes.accessibilityTrust,
-                      panelHost,           fakes.menuHost,     fakes.alert,
-                      fakes.fileViewer,    fakes.volumeInfo,   fakes.updater,
+    Platform platform{fakes.process,     fakes.log,          mainQueue,
+                      fakes.time,        fakes.time,         fakes.fileClock,
+                      fakes.fileSystem,  fakes.userDefaults, fakes.notificationCenter,
+                      fakes.httpClient,  fakes.textLayout,   fakes.imageCodec,
+                      fakes.pasteboard,  fakes.workspace,    eventTap,
+                      fakes.eventPoster, eventMonitors,      fakes.accessibilityTrust,
+                      panelHost,         fakes.menuHost,     fakes.alert,
+                      fakes.fileViewer,  fakes.volumeInfo,   fakes.updater,
                       fakes.userNotice};
     GlimmerwickWindow window{platform, dataManager, popover};
     SearchBarView* searchBar = nullptr;
@@ -202,27 +272,30 @@ TEST_F(WaylandPanelTest, aFineOutputShowsItWithAsManyPoints)
     EXPECT_EQ(shownAt(rightOutput, before, 2 * panelSize), QRect(2 * QPoint(240, 110), 2 * panelSize));
 }
 
-TEST_F(WaylandPanelTest, aClickElsewhereDismissesItAndIsNotSwallowed)
+TEST_F(WaylandPanelTest, aPressElsewhereDismissesItAndIsNotSwallowed)
 {
     TestWindow inUse("org.example.InUse");
     show(640, 200);
 
     devices.movePointer(100, 50);
-    devices.click();
+    devices.pressButton();
 
     EXPECT_TRUE(isGone());
+    devices.releaseButton();
     EXPECT_TRUE(eventually([&] { return inUse.hasKeys(); }));
     EXPECT_EQ(inUse.clicks(), 1);
 }
 
-TEST_F(WaylandPanelTest, aClickOnTheEmptyDesktopDismissesIt)
+TEST_F(WaylandPanelTest, aWindowThatOpensLeavesTheKeysWhereTheyAre)
 {
     show(640, 200);
 
-    devices.movePointer(100, 700);
-    devices.click();
+    TestWindow opened("org.example.Opened");
+    devices.typeKey("f");
 
-    EXPECT_TRUE(isGone());
+    EXPECT_TRUE(handleEventsUntil([this] { return searchText() == "f"; }));
+    EXPECT_TRUE(window.isVisible());
+    EXPECT_THAT(opened.pressedKeys(), IsEmpty());
 }
 
 TEST_F(WaylandPanelTest, aClickIntoItLeavesItThere)
@@ -252,6 +325,81 @@ TEST_F(WaylandPanelTest, theKeysDoNotFollowThePointerAway)
     EXPECT_TRUE(handleEventsUntil([this] { return searchText() == "e"; }));
     EXPECT_TRUE(window.isVisible());
     sway("focus_follows_mouse no");
+}
+
+TEST_F(WaylandPanelTest, barsAreLeftFree)
+{
+    const TopBar bar;
+    const ScreenRect left{0, 0, outputWidth, outputHeight};
+    const ScreenRect belowBar{0, TopBar::height, outputWidth, outputHeight - TopBar::height};
+    devices.movePointer(640, 300);
+    ASSERT_TRUE(eventually([&] {
+        panelHost.pointerPosition();
+        return panelHost.visibleFrame(left) == belowBar;
+    }));
+
+    // On the bar itself.
+    devices.movePointer(640, 3);
+
+    EXPECT_EQ(panelHost.pointerPosition(), (ScreenPoint{640, 3}));
+    EXPECT_EQ(panelHost.visibleFrame(left), belowBar);
+    const ScreenRect right{outputWidth, 0, outputWidth, outputHeight};
+    EXPECT_EQ(panelHost.visibleFrame(right), right);
+    show(640, 3);
+    EXPECT_EQ(window.pos(), QPoint(480, TopBar::height + 8));
+}
+
+TEST_F(WaylandPanelTest, canBeDraggedByItsBackground)
+{
+    devices.movePointer(640, 200);
+    const QImage before = screenshot(leftOutput);
+    show(640, 200);
+    // Between the search field and the edge.
+    devices.movePointer(484, 214);
+    ASSERT_TRUE(handleEventsUntil([this] { return window.underMouse(); }));
+    devices.pressButton();
+    const QPoint start = window.pos();
+
+    for (std::uint32_t step = 1; step <= 20; ++step) {
+        devices.movePointer(484 + 10 * step, 214 + 5 * step);
+        QCoreApplication::processEvents();
+    }
+
+    EXPECT_TRUE(handleEventsUntil([&] { return window.pos() == start + QPoint(200, 100); }))
+        << window.x() << ' ' << window.y();
+    devices.releaseButton();
+    devices.movePointer(640, 200);
+    EXPECT_EQ(shownAt(leftOutput, before, panelSize), QRect(start + QPoint(200, 100), panelSize));
+}
+
+TEST_F(WaylandPanelTest, aTerminalThatIsTypedIntoGetsWhatIsTypedBeforeAndAfter)
+{
+    const TemporaryFolder folder;
+    const std::string file = (folder.path() / "typed").string();
+    const ForeignProgram terminal("foot --app-id=org.example.Terminal sh -c 'cat > " + file + "'");
+    WaylandWindows windows(connection);
+    ASSERT_TRUE(eventually([&] {
+        const auto front = windows.frontmost();
+        return front && front->appId == "org.example.Terminal" && std::filesystem::exists(file);
+    }));
+    devices.typeKey("a");
+    for (const std::string meant : {"x", "y", "z"}) {
+        show(640, 200);
+        devices.typeKey(meant);
+        ASSERT_TRUE(handleEventsUntil([&] { return searchText().ends_with(meant); }));
+        devices.typeKey("Escape");
+        ASSERT_TRUE(isGone());
+        devices.typeKey("b");
+    }
+
+    devices.typeKey("Return");
+
+    std::string typed;
+    EXPECT_TRUE(eventually([&] {
+        std::ifstream(file) >> typed;
+        return typed.size() >= 4;
+    })) << typed;
+    EXPECT_EQ(typed, "abbb");
 }
 
 } // namespace

@@ -2,7 +2,6 @@
 
 #include "Platform/Wayland/LayerShellProtocol.h"
 
-
 namespace glimmerwick {
 
 namespace {

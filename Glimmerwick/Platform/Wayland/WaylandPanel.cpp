@@ -25,23 +25,31 @@ QScreen* screenOf(const QWindow& window)
 
 } // namespace
 
-WaylandPanel::WaylandPanel(WaylandToolkit& toolkit, QWindow& window, std::function<void()> onKeysLost)
-    : m_toolkit(toolkit), m_window(&window), m_screen(screenOf(window)), m_onKeysLost(std::move(onKeysLost))
+WaylandPanel::WaylandPanel(WaylandToolkit& toolkit, QWindow& window, Hooks hooks)
+    : m_toolkit(toolkit), m_window(&window), m_screen(screenOf(window)), m_hooks(std::move(hooks))
 {
     giveRole();
     window.installEventFilter(this);
-    // The toolkit says at once that nobody has the focus when it goes from one own window to another.
-    connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, &WaylandPanel::followFocus,
-            Qt::QueuedConnection);
+    connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, &WaylandPanel::letGoOnceFocused);
     connect(&window, &QWindow::xChanged, this, &WaylandPanel::followWindow);
     connect(&window, &QWindow::yChanged, this, &WaylandPanel::followWindow);
+    m_focusObserver = toolkit.keyboardFocus().onLeft([this](wl_surface* surface) {
+        if (m_window && surface == WaylandToolkit::surfaceOf(*m_window)) {
+            keysHaveLeft();
+        }
+    });
 }
 
 WaylandPanel::~WaylandPanel()
 {
-    if (m_moving) {
-        wl_callback_destroy(m_moving);
+    for (wl_callback* const callback : {m_moving, m_leaving}) {
+        if (callback) {
+            wl_callback_destroy(callback);
+        }
     }
+    m_role.reset();
+    // The toolkit would wait for its next turn, and the program in use for the keys.
+    wl_display_flush(m_toolkit.display());
 }
 
 void WaylandPanel::giveRole()
@@ -56,7 +64,8 @@ void WaylandPanel::giveRole()
     m_role->placeAt({position.x(), position.y(), static_cast<std::uint32_t>(m_window->width()),
                      static_cast<std::uint32_t>(m_window->height())});
     m_role->takeKeys(WaylandLayerSurface::Keys::all);
-    m_role->onClosed = m_onKeysLost;
+    m_takesAllKeys = true;
+    m_role->onClosed = m_hooks.keysLost;
     commit();
     if (!m_toolkit.waitForConfiguration(*m_role)) {
         m_role.reset();
@@ -66,23 +75,49 @@ void WaylandPanel::giveRole()
 void WaylandPanel::takeKeys()
 {
     if (m_role && QGuiApplication::focusWindow() != m_window) {
-        m_hasHadKeys = false;
         m_role->takeKeys(WaylandLayerSurface::Keys::all);
+        m_takesAllKeys = true;
         commit();
     }
 }
 
-void WaylandPanel::followFocus()
+// A panel that goes on taking all keys would keep them where the user clicks on another window. One that
+// never took all of them would not get any without a click.
+void WaylandPanel::letGoOnceFocused()
 {
-    const QWindow* const focused = QGuiApplication::focusWindow();
-    if (focused == m_window && m_role && !std::exchange(m_hasHadKeys, true)) {
-        // All of them would stay even where the user clicks on another window.
+    if (m_role && m_window && QGuiApplication::focusWindow() == m_window
+        && std::exchange(m_takesAllKeys, false)) {
         m_role->takeKeys(WaylandLayerSurface::Keys::untilElsewhere);
         commit();
-    } else if (!focused && m_hasHadKeys) {
+    }
+}
+
+void WaylandPanel::keysHaveLeft()
+{
+    if (m_leaving) {
+        return;
+    }
+    m_leaving = wl_display_sync(m_toolkit.display());
+    static constexpr wl_callback_listener listener{[](void* self, wl_callback* callback, std::uint32_t) {
+        wl_callback_destroy(callback);
+        static_cast<WaylandPanel*>(self)->m_leaving = nullptr;
+        static_cast<WaylandPanel*>(self)->judgeLeaving();
+    }};
+    wl_callback_add_listener(m_leaving, &listener, this);
+}
+
+// sway 1.7 gives the keys back at once, whatever the user clicks on; and it does the same when the pointer
+// comes over another window where the focus follows it, or when a window opens.
+void WaylandPanel::judgeLeaving()
+{
+    const wl_surface* const focused = m_toolkit.keyboardFocus().surface();
+    const bool isBack = m_window && focused && focused == WaylandToolkit::surfaceOf(*m_window);
+    const bool isLost =
+        !focused || (isBack && QGuiApplication::mouseButtons() == Qt::NoButton && m_hooks.isPointerHeld());
+    if (isLost) {
         // A copy: it may destroy this.
-        const auto handler = m_onKeysLost;
-        handler();
+        const auto keysLost = m_hooks.keysLost;
+        keysLost();
     }
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/Registration.h"
+
 #include <QObject>
 #include <QPointer>
 #include <QWindow>
@@ -19,9 +21,16 @@ class WaylandToolkit;
 /// and brings it the keys until the user turns to another window. Main thread.
 class WaylandPanel : public QObject {
 public:
-    /// The window must be visible and not painted yet. `onKeysLost` runs from the event loop when another
-    /// program has got the keys, or when the panel is not shown any more; it may destroy this.
-    WaylandPanel(WaylandToolkit& toolkit, QWindow& window, std::function<void()> onKeysLost);
+    struct Hooks {
+        /// Whether a mouse button is down on something of another program.
+        std::function<bool()> isPointerHeld;
+        /// Runs from the event loop when the user has turned to another program, or when the panel is not
+        /// shown any more; it may destroy the panel.
+        std::function<void()> keysLost;
+    };
+
+    /// The window must be visible and not painted yet.
+    WaylandPanel(WaylandToolkit& toolkit, QWindow& window, Hooks hooks);
     /// Before the window is hidden, so that the compositor gives the keys back at once.
     ~WaylandPanel() override;
 
@@ -32,19 +41,24 @@ public:
 
 private:
     void giveRole();
-    void followFocus();
+    void letGoOnceFocused();
     void followWindow();
+    void keysHaveLeft();
+    void judgeLeaving();
     void commit();
     QPoint positionOnScreen() const;
 
     WaylandToolkit& m_toolkit;
     const QPointer<QWindow> m_window;
     const QPointer<QScreen> m_screen;
-    const std::function<void()> m_onKeysLost;
+    const Hooks m_hooks;
     std::unique_ptr<WaylandLayerSurface> m_role;
     /// There while the compositor has not moved the panel to where the window is.
     wl_callback* m_moving = nullptr;
-    bool m_hasHadKeys = false;
+    /// There while it is open whether keys that have left come back.
+    wl_callback* m_leaving = nullptr;
+    bool m_takesAllKeys = false;
+    Registration m_focusObserver;
 };
 
 } // namespace glimmerwick

@@ -37,8 +37,10 @@ void WaylandPanelHost::panelDidShow(NativeWindow panel)
 {
     m_panel.reset();
     if (QWindow* const window = windowOf(panel)) {
-        m_panel =
-            std::make_unique<WaylandPanel>(m_toolkit, *window, [this] { m_keysLostHandlers.callAll(); });
+        m_panel = std::make_unique<WaylandPanel>(
+            m_toolkit, *window,
+            WaylandPanel::Hooks{[this] { return m_pointerProbe.isPointerHeld(); },
+                                [this] { m_keysLostHandlers.callAll(); }});
     }
 }
 

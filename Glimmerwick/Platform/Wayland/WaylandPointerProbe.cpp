@@ -65,13 +65,22 @@ public:
         if (m_display.isLost() || !m_globals.areThere()) {
             return std::nullopt;
         }
-        auto finding = m_pointer ? findPointer() : std::nullopt;
+        auto finding = findPointer();
         if (!finding) {
             finding = findOutputInUse();
         }
-        m_entered = nullptr;
         wl_display_flush(m_display.get());
         return finding;
+    }
+
+    bool isPointerHeld()
+    {
+        if (m_display.isLost() || !m_globals.areThere() || !m_pointer) {
+            return false;
+        }
+        const bool isFree = Surfaces(*this).entered().has_value();
+        wl_display_flush(m_display.get());
+        return !isFree;
     }
 
 private:
@@ -88,32 +97,70 @@ private:
         }
     }
 
+    /// A surface on each output.
+    class Surfaces {
+    public:
+        explicit Surfaces(Worker& worker) : m_worker(worker)
+        {
+            for (wl_output* const output : worker.m_display.outputs().proxies()) {
+                m_surfaces.push_back(
+                    std::make_unique<WaylandProbeSurface>(worker.m_globals, output, Extent::output));
+            }
+        }
+        ~Surfaces() { m_worker.m_entered = nullptr; }
+        Surfaces(const Surfaces&) = delete;
+        Surfaces& operator=(const Surfaces&) = delete;
+
+        /// The index of the one that the pointer comes on, which is waited for.
+        std::optional<std::size_t> entered()
+        {
+            auto found = m_surfaces.end();
+            m_worker.m_display.turnUntil(
+                [&] {
+                    std::ranges::for_each(m_surfaces, showWhenReady);
+                    found = std::ranges::find_if(m_surfaces,
+                                                 [&](const auto& each) { return m_worker.isOn(*each); });
+                    return found != m_surfaces.end();
+                },
+                inAMoment());
+            return found == m_surfaces.end()
+                ? std::nullopt
+                : std::optional(static_cast<std::size_t>(found - m_surfaces.begin()));
+        }
+
+        const WaylandProbeSurface& operator[](std::size_t index) const { return *m_surfaces[index]; }
+
+    private:
+        static void showWhenReady(const std::unique_ptr<WaylandProbeSurface>& surface)
+        {
+            if (surface->role().isConfigured() && !surface->isShown()) {
+                surface->show();
+            }
+        }
+
+        Worker& m_worker;
+        std::vector<std::unique_ptr<WaylandProbeSurface>> m_surfaces;
+    };
+
     std::optional<Finding> findPointer()
     {
-        const auto outputs = m_display.outputs().all();
-        std::vector<std::unique_ptr<WaylandProbeSurface>> surfaces;
-        for (wl_output* const output : m_display.outputs().proxies()) {
-            surfaces.push_back(std::make_unique<WaylandProbeSurface>(m_globals, output, Extent::output));
-        }
-        auto found = surfaces.end();
-        m_display.turnUntil(
-            [&] {
-                std::ranges::for_each(surfaces, showWhenReady);
-                found = std::ranges::find_if(surfaces, [&](const auto& each) { return isOn(*each); });
-                return found != surfaces.end();
-            },
-            inAMoment());
-        if (found == surfaces.end()) {
+        if (!m_pointer) {
             return std::nullopt;
         }
-        const auto index = found - surfaces.begin();
-        const WaylandOutput& output = outputs[static_cast<std::size_t>(index)];
-        wl_output* const proxy = m_display.outputs().proxies()[static_cast<std::size_t>(index)];
-        const ScreenPoint onOutput = m_place;
-        return Finding{{output.x + onOutput.x, output.y + onOutput.y},
+        const auto outputs = m_display.outputs().all();
+        const auto proxies = m_display.outputs().proxies();
+        Surfaces surfaces(*this);
+        const auto index = surfaces.entered();
+        // An output may have gone meanwhile.
+        if (!index || *index >= outputs.size() || proxies != m_display.outputs().proxies()) {
+            return std::nullopt;
+        }
+        const WaylandOutput& output = outputs[*index];
+        const ScreenPoint place = m_place;
+        return Finding{{output.x + place.x, output.y + place.y},
                        output.x,
                        output.y,
-                       findFreeArea(**found, proxy, onOutput)};
+                       findFreeArea(surfaces[*index], proxies[*index], place)};
     }
 
     /// Sizes are told, but where the free area lies shows only in the pointer's place on it.
@@ -170,13 +217,6 @@ private:
                        std::nullopt};
     }
 
-    static void showWhenReady(const std::unique_ptr<WaylandProbeSurface>& surface)
-    {
-        if (surface->role().isConfigured() && !surface->isShown()) {
-            surface->show();
-        }
-    }
-
     bool isOn(const WaylandProbeSurface& surface) const { return m_entered == surface.surface(); }
 
     WaylandDisplay& m_display;
@@ -202,7 +242,8 @@ const wl_seat_listener WaylandPointerProbe::Worker::seatListener{
 // What came later than the version that is bound stays null.
 const wl_pointer_listener WaylandPointerProbe::Worker::pointerListener = [] {
     wl_pointer_listener listener{};
-    listener.enter = [](void* data, wl_pointer*, std::uint32_t, wl_surface* surface, wl_fixed_t x, wl_fixed_t y) {
+    listener.enter = [](void* data, wl_pointer*, std::uint32_t, wl_surface* surface, wl_fixed_t x,
+                        wl_fixed_t y) {
         auto& self = *static_cast<Worker*>(data);
         self.m_entered = surface;
         self.m_place = {wl_fixed_to_double(x), wl_fixed_to_double(y)};
@@ -234,6 +275,11 @@ std::optional<ScreenPoint> WaylandPointerProbe::probe()
     auto finding = m_connection.perform([this](WaylandDisplay&) { return m_worker->probe(); });
     m_last = finding ? std::make_unique<Finding>(*finding) : nullptr;
     return finding ? std::optional(finding->place) : std::nullopt;
+}
+
+bool WaylandPointerProbe::isPointerHeld()
+{
+    return m_connection.perform([this](WaylandDisplay&) { return m_worker->isPointerHeld(); });
 }
 
 std::optional<WaylandPointerProbe::FreeArea> WaylandPointerProbe::freeArea(int outputX, int outputY) const

@@ -37,6 +37,9 @@ public:
     /// use. Nothing where the compositor shows nothing above windows, and after a loss of the connection.
     std::optional<ScreenPoint> probe();
 
+    /// Whether a mouse button is down on something of another program: nothing else gets the pointer then.
+    bool isPointerHeld();
+
     /// Of the output with its corner at this point, as the last probe has seen it; nothing for an output that
     /// the pointer was not on.
     std::optional<FreeArea> freeArea(int outputX, int outputY) const;

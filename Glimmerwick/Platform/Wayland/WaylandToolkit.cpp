@@ -19,6 +19,8 @@ namespace {
 
 // Keys on demand came with it; nothing later is used.
 constexpr std::uint32_t shellVersion = 4;
+// With it keyboards can be released; nothing later is used.
+constexpr std::uint32_t seatVersion = 3;
 
 QPlatformNativeInterface& nativeInterface()
 {
@@ -53,10 +55,12 @@ WaylandToolkit::WaylandToolkit()
         [](void*, wl_registry*, std::uint32_t) {}};
     wl_registry_add_listener(m_registry, &listener, this);
     wl_display_roundtrip_queue(m_display, m_queue);
+    m_keyboardFocus = std::make_unique<WaylandKeyboardFocus>(m_seat);
 }
 
 WaylandToolkit::~WaylandToolkit()
 {
+    m_keyboardFocus.reset();
     if (m_shell && zwlr_layer_shell_v1_get_version(m_shell) >= ZWLR_LAYER_SHELL_V1_DESTROY_SINCE_VERSION) {
         zwlr_layer_shell_v1_destroy(m_shell);
     } else if (m_shell) {
@@ -71,6 +75,11 @@ void WaylandToolkit::announce(std::uint32_t name, const char* interface, std::ui
     if (!m_shell && std::string_view(interface) == zwlr_layer_shell_v1_interface.name) {
         m_shell = static_cast<zwlr_layer_shell_v1*>(wl_registry_bind(
             m_registry, name, &zwlr_layer_shell_v1_interface, std::min(version, shellVersion)));
+    } else if (!m_seat && std::string_view(interface) == wl_seat_interface.name) {
+        m_seat = static_cast<wl_seat*>(
+            wl_registry_bind(m_registry, name, &wl_seat_interface, std::min(version, seatVersion)));
+        // What becomes of the keys is of interest in the order in which the toolkit learns it.
+        wl_proxy_set_queue(reinterpret_cast<wl_proxy*>(m_seat), nullptr);
     }
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/Wayland/WaylandKeyboardFocus.h"
+
 #include <cstdint>
 #include <memory>
 
@@ -9,6 +11,7 @@ struct wl_display;
 struct wl_event_queue;
 struct wl_output;
 struct wl_registry;
+struct wl_seat;
 struct wl_surface;
 struct zwlr_layer_shell_v1;
 
@@ -47,6 +50,7 @@ public:
     static wl_surface* surfaceOf(const QWindow& window);
 
     wl_display* display() const { return m_display; }
+    WaylandKeyboardFocus& keyboardFocus() { return *m_keyboardFocus; }
 
 private:
     void announce(std::uint32_t name, const char* interface, std::uint32_t version);
@@ -55,6 +59,8 @@ private:
     wl_event_queue* const m_queue;
     wl_registry* m_registry = nullptr;
     zwlr_layer_shell_v1* m_shell = nullptr;
+    wl_seat* m_seat = nullptr;
+    std::unique_ptr<WaylandKeyboardFocus> m_keyboardFocus;
 };
 
 } // namespace glimmerwick
