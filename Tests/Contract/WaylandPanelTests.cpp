@@ -162,13 +162,13 @@ protected:
         return handleEventsUntil([this] { return !window.isVisible(); });
     }
 
-    /// Where on an output the panel is to be seen, in the output's pixels, once it is there whole.
-    QRect shownAt(const std::string& output, const QImage& before, QSize size)
+    /// Where the panel is to be seen on an output, in the output's pixels, once it is there or time is up.
+    QRect shownAt(const QRect& expected, const std::string& output, const QImage& before)
     {
         QRect found;
         handleEventsUntil([&] {
             found = difference(before, screenshot(output));
-            return found.size() == size;
+            return found == expected;
         });
         return found;
     }
@@ -204,7 +204,8 @@ TEST_F(WaylandPanelTest, opensBelowThePointer)
     show(640, 200);
 
     EXPECT_EQ(window.pos(), QPoint(640 - 160, 210));
-    EXPECT_EQ(shownAt(leftOutput, before, panelSize), QRect(QPoint(480, 210), panelSize));
+    const QRect expected(QPoint(480, 210), panelSize);
+    EXPECT_EQ(shownAt(expected, leftOutput, before), expected);
 }
 
 TEST_F(WaylandPanelTest, opensOnTheOutputWithThePointer)
@@ -216,7 +217,8 @@ TEST_F(WaylandPanelTest, opensOnTheOutputWithThePointer)
     show(outputWidth + 400, 100);
 
     EXPECT_EQ(window.pos(), QPoint(outputWidth + 240, 110));
-    EXPECT_EQ(shownAt(rightOutput, right, panelSize), QRect(QPoint(240, 110), panelSize));
+    const QRect expected(QPoint(240, 110), panelSize);
+    EXPECT_EQ(shownAt(expected, rightOutput, right), expected);
     EXPECT_EQ(difference(left, screenshot(leftOutput)), QRect());
 }
 
@@ -269,7 +271,8 @@ TEST_F(WaylandPanelTest, aFineOutputShowsItWithAsManyPoints)
     show(outputWidth + 400, 100);
 
     EXPECT_EQ(window.pos(), QPoint(outputWidth + 240, 110));
-    EXPECT_EQ(shownAt(rightOutput, before, 2 * panelSize), QRect(2 * QPoint(240, 110), 2 * panelSize));
+    const QRect expected(2 * QPoint(240, 110), 2 * panelSize);
+    EXPECT_EQ(shownAt(expected, rightOutput, before), expected);
 }
 
 TEST_F(WaylandPanelTest, aPressElsewhereDismissesItAndIsNotSwallowed)
@@ -369,7 +372,8 @@ TEST_F(WaylandPanelTest, canBeDraggedByItsBackground)
         << window.x() << ' ' << window.y();
     devices.releaseButton();
     devices.movePointer(640, 200);
-    EXPECT_EQ(shownAt(leftOutput, before, panelSize), QRect(start + QPoint(200, 100), panelSize));
+    const QRect expected(start + QPoint(200, 100), panelSize);
+    EXPECT_EQ(shownAt(expected, leftOutput, before), expected);
 }
 
 TEST_F(WaylandPanelTest, aTerminalThatIsTypedIntoGetsWhatIsTypedBeforeAndAfter)

@@ -156,6 +156,25 @@ TEST_F(GlimmerwickWindowTests, opensBelowThePointer)
     EXPECT_TRUE(window->isVisible());
 }
 
+TEST_F(GlimmerwickWindowTests, opensBelowThePointerThatTheToolkitDoesNotKnow)
+{
+    fakes.panelHost.pointer = ScreenPoint{300.4, 120.6};
+
+    window->showAtMouseLocation();
+
+    EXPECT_EQ(window->pos(), QPoint(300 - 160, 121 + 10));
+}
+
+TEST_F(GlimmerwickWindowTests, hidesWhenTheKeysAreLost)
+{
+    window->showAtMouseLocation();
+
+    fakes.panelHost.keysLost();
+
+    EXPECT_FALSE(window->isVisible());
+    EXPECT_EQ(monitorCount(), 0U);
+}
+
 TEST_F(GlimmerwickWindowTests, staysOnTheScreenAndOffItsDock)
 {
     const QRect area = QGuiApplication::primaryScreen()->geometry();

@@ -42,10 +42,8 @@ WaylandPanel::WaylandPanel(WaylandToolkit& toolkit, QWindow& window, Hooks hooks
 
 WaylandPanel::~WaylandPanel()
 {
-    for (wl_callback* const callback : {m_moving, m_leaving}) {
-        if (callback) {
-            wl_callback_destroy(callback);
-        }
+    if (m_leaving) {
+        wl_callback_destroy(m_leaving);
     }
     m_role.reset();
     // The toolkit would wait for its next turn, and the program in use for the keys.
@@ -123,29 +121,50 @@ void WaylandPanel::judgeLeaving()
 
 void WaylandPanel::followWindow()
 {
-    if (!m_role) {
+    if (!m_role || m_heldAt) {
         return;
     }
     const QPoint position = positionOnScreen();
     m_role->moveTo(position.x(), position.y());
     commit();
-    if (m_moving) {
-        wl_callback_destroy(m_moving);
-    }
-    m_moving = wl_display_sync(m_toolkit.display());
-    static constexpr wl_callback_listener listener{[](void* self, wl_callback* callback, std::uint32_t) {
-        wl_callback_destroy(callback);
-        static_cast<WaylandPanel*>(self)->m_moving = nullptr;
-    }};
-    wl_callback_add_listener(m_moving, &listener, this);
 }
 
-// The pointer's place is told relative to the panel, and where that is nobody knows while it moves: a drag
-// would overshoot.
+// While a button is down, compositors tell the pointer's place relative to where the panel is, or to where it
+// was when the button went down; sway does the latter. Both are the same as long as the panel stays, so it
+// follows a drag at its end.
 bool WaylandPanel::eventFilter(QObject* watched, QEvent* event)
 {
-    return watched == m_window && event->type() == QEvent::MouseMove && m_moving
-        && static_cast<QMouseEvent*>(event)->buttons() != Qt::NoButton;
+    if (watched != m_window) {
+        return false;
+    }
+    switch (event->type()) {
+    case QEvent::MouseButtonPress:
+        m_heldAt = m_heldAt.value_or(m_window->position());
+        return false;
+    case QEvent::MouseButtonRelease:
+        if (static_cast<QMouseEvent*>(event)->buttons() == Qt::NoButton) {
+            m_heldAt.reset();
+            followWindow();
+        }
+        return false;
+    case QEvent::MouseMove:
+        return m_heldAt && correctPlace(static_cast<QMouseEvent&>(*event));
+    default:
+        return false;
+    }
+}
+
+bool WaylandPanel::correctPlace(const QMouseEvent& event)
+{
+    const QPointF place = *m_heldAt + event.position();
+    if (place == event.globalPosition()) {
+        return false;
+    }
+    QMouseEvent corrected(event.type(), event.position(), event.scenePosition(), place, event.button(),
+                          event.buttons(), event.modifiers(), event.pointingDevice());
+    corrected.setTimestamp(event.timestamp());
+    QCoreApplication::sendEvent(m_window, &corrected);
+    return true;
 }
 
 void WaylandPanel::commit()

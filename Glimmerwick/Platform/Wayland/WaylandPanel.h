@@ -3,12 +3,15 @@
 #include "Platform/Registration.h"
 
 #include <QObject>
+#include <QPoint>
 #include <QPointer>
 #include <QWindow>
 
 #include <functional>
 #include <memory>
+#include <optional>
 
+class QMouseEvent;
 class QScreen;
 struct wl_callback;
 
@@ -43,6 +46,7 @@ private:
     void giveRole();
     void letGoOnceFocused();
     void followWindow();
+    bool correctPlace(const QMouseEvent& event);
     void keysHaveLeft();
     void judgeLeaving();
     void commit();
@@ -53,8 +57,8 @@ private:
     const QPointer<QScreen> m_screen;
     const Hooks m_hooks;
     std::unique_ptr<WaylandLayerSurface> m_role;
-    /// There while the compositor has not moved the panel to where the window is.
-    wl_callback* m_moving = nullptr;
+    /// Where the panel was when the first of the mouse buttons went down on it that are down.
+    std::optional<QPoint> m_heldAt;
     /// There while it is open whether keys that have left come back.
     wl_callback* m_leaving = nullptr;
     bool m_takesAllKeys = false;
