@@ -330,6 +330,24 @@ TEST_F(WaylandPanelTest, theKeysDoNotFollowThePointerAway)
     sway("focus_follows_mouse no");
 }
 
+TEST_F(WaylandPanelTest, withoutAPointerTheMiddleOfTheOutputInUseStandsForIt)
+{
+    devices.movePointer(100, 100);
+    sway("focus output HEADLESS-2");
+    // Which takes the devices from it.
+    sway("seat seat0 fallback no");
+
+    EXPECT_TRUE(eventually([this] {
+        return panelHost.pointerPosition() == ScreenPoint{outputWidth + outputWidth / 2, outputHeight / 2};
+    }));
+
+    sway("seat seat0 fallback yes");
+    EXPECT_TRUE(eventually([this] {
+        devices.movePointer(200, 100);
+        return panelHost.pointerPosition() == ScreenPoint{200, 100};
+    }));
+}
+
 TEST_F(WaylandPanelTest, barsAreLeftFree)
 {
     const TopBar bar;

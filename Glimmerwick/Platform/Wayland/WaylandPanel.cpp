@@ -29,6 +29,10 @@ WaylandPanel::WaylandPanel(WaylandToolkit& toolkit, QWindow& window, Hooks hooks
     : m_toolkit(toolkit), m_window(&window), m_screen(screenOf(window)), m_hooks(std::move(hooks))
 {
     giveRole();
+    if (!m_role) {
+        // Nobody sees it, so nobody would hide it.
+        QMetaObject::invokeMethod(this, m_hooks.keysLost, Qt::QueuedConnection);
+    }
     window.installEventFilter(this);
     connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, &WaylandPanel::letGoOnceFocused);
     connect(&window, &QWindow::xChanged, this, &WaylandPanel::followWindow);

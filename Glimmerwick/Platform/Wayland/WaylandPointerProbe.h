@@ -33,8 +33,8 @@ public:
     WaylandPointerProbe(const WaylandPointerProbe&) = delete;
     WaylandPointerProbe& operator=(const WaylandPointerProbe&) = delete;
 
-    /// Where the pointer is. After 60 ms, which is what a hidden pointer takes, the middle of the output in
-    /// use. Nothing where the compositor shows nothing above windows, and after a loss of the connection.
+    /// Where the pointer is; the middle of the output in use where there is none, or none shows in 60 ms.
+    /// Nothing where the compositor shows nothing above windows, and after a loss of the connection.
     std::optional<ScreenPoint> probe();
 
     /// Whether a mouse button is down on something of another program: nothing else gets the pointer then.
