@@ -12,6 +12,7 @@
 #include "Managers/TypeManager.h"
 #include "Managers/UpdateManager.h"
 #include "PermissionManager.h"
+#include "Platform/AccessibilityTrust.h"
 #include "Platform/Log.h"
 #include "Platform/MainQueue.h"
 #include "Platform/MenuHost.h"
@@ -66,7 +67,7 @@ std::string defaultDescription(const EmojiDataManager::ManifestError& error)
     return "noData";
 }
 
-/// Reports that a widget has been shown or hidden, by whomever.
+/// Reports that a widget has been shown or hidden, or has got the keys or lost them, by whomever.
 class VisibilityObserver : public QObject {
 public:
     VisibilityObserver(QObject& widget, std::function<void()> report) : m_report(std::move(report))
@@ -76,7 +77,8 @@ public:
 
     bool eventFilter(QObject* watched, QEvent* event) override
     {
-        if (event->type() == QEvent::Show || event->type() == QEvent::Hide) {
+        if (event->type() == QEvent::Show || event->type() == QEvent::Hide
+            || event->type() == QEvent::ActivationChange) {
             m_report();
         }
         return QObject::eventFilter(watched, event);
@@ -193,6 +195,11 @@ void AppDelegate::setupHotkey()
     if (hotkey.start()) {
         return;
     }
+    if (!m_platform.accessibilityTrust.canBeGranted()) {
+        // There is nothing to wait for.
+        tellThatTheShortcutIsTaken();
+        return;
+    }
     PermissionManager& permission = PermissionManager::shared();
     permission.requestAccessibilityPermission();
     permission.onPermissionGranted = [this, alive = m_lifetime.watch(), &hotkey] {
@@ -212,6 +219,15 @@ void AppDelegate::tellThatTheShortcutIsTaken()
              "AppDelegate",
              "Ctrl+Super+Space belongs to another program, or this keyboard lacks it. Have your desktop's "
              "keyboard settings run this command on a key of your choice: glimmerwick --toggle"))});
+}
+
+void AppDelegate::tellThatTypingIsRefused()
+{
+    m_platform.userNotice.post({translated(QT_TRANSLATE_NOOP("AppDelegate", "Emoji cannot be typed")),
+                                translated(QT_TRANSLATE_NOOP(
+                                    "AppDelegate",
+                                    "Your desktop was not allowed to let Glimmerwick type. It asks again the "
+                                    "next time you pick an emoji; with Alt held down, a pick is copied."))});
 }
 
 void AppDelegate::setupNotificationObservers()
@@ -383,7 +399,7 @@ void AppDelegate::hidePicker()
 
 void AppDelegate::reportState()
 {
-    const PickerState state{m_pickerWindow && m_pickerWindow->isVisible(), m_isIndexed};
+    const PickerState state{m_pickerWindow && m_pickerWindow->isReadyForKeys(), m_isIndexed};
     if (state == m_reportedState) {
         return;
     }
@@ -462,12 +478,30 @@ void AppDelegate::handleSkinToneSelected(SkinTone skinTone, const Emoji& emoji)
 
 void AppDelegate::typeAndReset(const std::string& text, const Emoji& emoji)
 {
+    if (!m_platform.accessibilityTrust.canBeGranted()) {
+        copyForPastingByHand(text, emoji);
+        return;
+    }
     TypeManager::shared().typeCharacter(text, emoji, m_pickerWindow.get(),
                                         [this, alive = m_lifetime.watch()](bool) {
                                             if (alive) {
                                                 resetPickerState();
                                             }
                                         });
+}
+
+void AppDelegate::copyForPastingByHand(const std::string& text, const Emoji& emoji)
+{
+    m_platform.log.print("[Glimmerwick] This session lets no program type: copying instead");
+    const bool isCopied = ClipboardManager::shared().copyToClipboard(text, emoji);
+    dismissPickerAfterSelection();
+    if (isCopied) {
+        m_platform.userNotice.post(
+            {translated(QT_TRANSLATE_NOOP("AppDelegate", "Emoji copied")),
+             translated(QT_TRANSLATE_NOOP("AppDelegate",
+                                          "This desktop lets no program type for you. To insert the emoji, "
+                                          "press Ctrl+V."))});
+    }
 }
 
 void AppDelegate::showCopiedToast()

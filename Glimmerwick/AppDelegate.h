@@ -56,6 +56,10 @@ public:
     /// The "Check for Updates..." menu item.
     void checkForUpdates();
 
+    /// Notices for what the user alone can change.
+    void tellThatTheShortcutIsTaken();
+    void tellThatTypingIsRefused();
+
     void didSelectCategory(CategoryTabBar& tabBar, const EmojiCategory& category) override;
     void didScrollToCategory(EmojiGridViewController& grid, const EmojiCategory& category) override;
 
@@ -74,7 +78,6 @@ private:
     Task<bool> fetchAndApplyManifest();
     void applyManifest();
     UpdateManager& updateManager();
-    void tellThatTheShortcutIsTaken();
     void honourFlags();
     void honourTargetAppFlag(const std::vector<std::string>& arguments);
     void honourShowPickerFlag(const std::vector<std::string>& arguments);
@@ -88,6 +91,7 @@ private:
     void handleEmojiSelected(const Notification& notification);
     void handleSkinToneSelected(SkinTone skinTone, const Emoji& emoji);
     void typeAndReset(const std::string& text, const Emoji& emoji);
+    void copyForPastingByHand(const std::string& text, const Emoji& emoji);
     void showCopiedToast();
     void dismissPickerAfterSelection();
 

@@ -115,12 +115,20 @@ void tellDelegateOfPick(CollectionView& collectionView, IndexPath path)
     }
 }
 
+Qt::WindowFlags panelFlags(const PanelHost& host)
+{
+    if (host.needsOrdinaryPanel()) {
+        return Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint;
+    }
+    return Qt::ToolTip | Qt::BypassWindowManagerHint | Qt::FramelessWindowHint;
+}
+
 } // namespace
 
 GlimmerwickWindow::GlimmerwickWindow(const Platform& platform, EmojiDataManager& emojiDataManager,
                                      SkinTonePopoverController& skinTonePopoverController)
-    : QWidget(nullptr, Qt::ToolTip | Qt::BypassWindowManagerHint | Qt::FramelessWindowHint),
-      m_platform(platform), m_emojiDataManager(emojiDataManager),
+    : QWidget(nullptr, panelFlags(platform.panelHost)), m_platform(platform),
+      m_emojiDataManager(emojiDataManager),
       m_skinTonePopoverController(skinTonePopoverController), m_keyOverlays{&skinTonePopoverController},
       m_keyEventInterceptor(platform.eventTap, platform.mainQueue)
 {
@@ -129,7 +137,7 @@ GlimmerwickWindow::GlimmerwickWindow(const Platform& platform, EmojiDataManager&
     setWindowTitle(QStringLiteral("Glimmerwick"));
     setAccessibleName(windowTitle());
     setAttribute(Qt::WA_TranslucentBackground);
-    setAttribute(Qt::WA_ShowWithoutActivating);
+    setAttribute(Qt::WA_ShowWithoutActivating, !platform.panelHost.needsOrdinaryPanel());
     setAttribute(Qt::WA_QuitOnClose, false);
     setFixedSize(panelWidth, panelHeight);
     m_background = new PanelBackgroundView(backgroundMaterial(platform.process), this);
@@ -200,6 +208,11 @@ void GlimmerwickWindow::makeKeyAndOrderFront()
         Qt::QueuedConnection);
     m_platform.panelHost.panelDidShow(nativeWindow(*this));
     installEventMonitors();
+}
+
+bool GlimmerwickWindow::isReadyForKeys() const
+{
+    return isVisible() && (!m_platform.panelHost.needsOrdinaryPanel() || isActiveWindow());
 }
 
 void GlimmerwickWindow::applyShape()

@@ -62,6 +62,10 @@ public:
 
     /// Shows the panel where it is and installs the event monitors.
     void makeKeyAndOrderFront();
+
+    /// Whether it is shown and what is typed goes to it. A panel that takes the focus as every window does
+    /// gets it a while after it is shown.
+    bool isReadyForKeys() const;
     /// Replaces monitors that are installed already.
     void installEventMonitors();
     void removeEventMonitors();

@@ -51,6 +51,10 @@ class PanelHost {
 public:
     virtual ~PanelHost() = default;
 
+    /// Whether the panel is to be a window like any other, which takes the focus from the application in use:
+    /// there, no other window gets keys.
+    virtual bool needsOrdinaryPanel() const = 0;
+
     /// Where the pointer is, for the panel to open there; nothing where the toolkit knows it by itself. May
     /// wait for the window system for a moment.
     virtual std::optional<ScreenPoint> pointerPosition() = 0;

@@ -22,6 +22,7 @@ public:
 
 /// What others may know of it.
 struct PickerState {
+    /// And what is typed goes to the picker.
     bool isVisible = false;
     /// The catalogue is shown and can be searched without delay.
     bool isReady = false;

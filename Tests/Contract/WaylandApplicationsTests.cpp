@@ -70,7 +70,7 @@ TEST_F(WaylandWorkspaceTest, theApplicationThatHasTheKeysIsInFront)
 
 TEST_F(WaylandWorkspaceTest, aDesktopFileNamesTheApplication)
 {
-    const ForeignProgram terminal("foot --app-id=foot sleep 100");
+    const TestWindow terminal("foot");
     ASSERT_TRUE(isInFront("foot"));
 
     const auto application = workspace.frontmostApplication();

@@ -5,7 +5,9 @@
 #include "Fakes/FakeServices.h"
 #include "Platform/Linux/SystemClocks.h"
 #include "Platform/MainQueue.h"
-#include "Platform/Wayland/WaylandEventPoster.h"
+#include "Platform/Qt/InjectedEventPoster.h"
+#include "Platform/Wayland/WaylandInjectedKeyboard.h"
+#include "Platform/Wayland/WaylandPasteSurroundings.h"
 #include "Platform/Wayland/WaylandPasteboard.h"
 #include "Platform/Wayland/WaylandWindows.h"
 #include "Platform/Wayland/WaylandWorkspace.h"
@@ -152,10 +154,12 @@ TEST_F(TestCompositorTest, aCompositorThatEndsIsAnEventAndNotTheEnd)
     WaylandWindows windows(connection);
     WaylandWorkspace workspace(windows);
     WaylandPasteboard pasteboard(connection, mainQueue, userNotice, [] { return std::nullopt; });
-    WaylandEventPoster poster(connection, windows, pasteboard, PasteChords(), clock);
+    WaylandPasteSurroundings surroundings(windows, pasteboard);
+    WaylandInjectedKeyboard keyboard(connection);
+    InjectedEventPoster poster(keyboard, surroundings, PasteChords(), clock);
     pasteboard.clearContents();
     ASSERT_TRUE(pasteboard.setString("😀", pasteboardType::string));
-    ASSERT_TRUE(pasteboard.pasteWillBegin(WaylandPasteboard::PasteSelections::clipboard));
+    ASSERT_TRUE(pasteboard.pasteWillBegin(PasteSelections::clipboard));
 
     compositor.end();
 
@@ -164,7 +168,7 @@ TEST_F(TestCompositorTest, aCompositorThatEndsIsAnEventAndNotTheEnd)
     EXPECT_EQ(connection.capabilities(), WaylandCapabilities());
     pasteboard.clearContents();
     EXPECT_FALSE(pasteboard.setString("😀", pasteboardType::string));
-    EXPECT_FALSE(pasteboard.pasteWillBegin(WaylandPasteboard::PasteSelections::clipboard));
+    EXPECT_FALSE(pasteboard.pasteWillBegin(PasteSelections::clipboard));
     EXPECT_EQ(pasteboard.string(pasteboardType::string), std::nullopt);
     EXPECT_EQ(poster.makeSource(), nullptr);
     EXPECT_EQ(workspace.frontmostApplication(), nullptr);
@@ -191,12 +195,14 @@ TEST_F(TestCompositorTest, aCompositorThatLendsNothingIsNoError)
     WaylandWindows windows(connection);
     WaylandWorkspace workspace(windows);
     WaylandPasteboard pasteboard(connection, mainQueue, userNotice, [] { return std::nullopt; });
-    WaylandEventPoster poster(connection, windows, pasteboard, PasteChords(), clock);
+    WaylandPasteSurroundings surroundings(windows, pasteboard);
+    WaylandInjectedKeyboard keyboard(connection);
+    InjectedEventPoster poster(keyboard, surroundings, PasteChords(), clock);
 
     pasteboard.clearContents();
     EXPECT_FALSE(pasteboard.setString("😀", pasteboardType::string));
     EXPECT_EQ(pasteboard.string(pasteboardType::string), std::nullopt);
-    EXPECT_FALSE(pasteboard.pasteWillBegin(WaylandPasteboard::PasteSelections::clipboard));
+    EXPECT_FALSE(pasteboard.pasteWillBegin(PasteSelections::clipboard));
     pasteboard.pasteWasCancelled();
     EXPECT_EQ(poster.makeSource(), nullptr);
     EXPECT_EQ(workspace.frontmostApplication(), nullptr);

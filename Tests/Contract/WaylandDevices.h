@@ -1,16 +1,12 @@
 #pragma once
 
+#include "Contract/WaylandSeatDevices.h"
 #include "Platform/Wayland/WaylandConnection.h"
-#include "Platform/Wayland/WaylandVirtualKeyboard.h"
-
-#include <linux/input-event-codes.h>
-#include <wayland-client-protocol.h>
-#include <wlr-virtual-pointer-unstable-v1.h>
-#include <xkbcommon/xkbcommon.h>
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <string>
 
@@ -22,72 +18,67 @@ public:
     /// The pointer moves in a space of this size, which is that of all outputs together.
     UserDevices(std::uint32_t width, std::uint32_t height) : m_width(width), m_height(height)
     {
-        m_connection.perform([this](WaylandDisplay& display) {
-            m_keyboard = WaylandVirtualKeyboard::make(display);
-            m_manager =
-                display.bind<zwlr_virtual_pointer_manager_v1>(zwlr_virtual_pointer_manager_v1_interface, 2);
-            m_pointer = zwlr_virtual_pointer_manager_v1_create_virtual_pointer(m_manager, display.seat());
-            display.roundTrip();
+        perform([this](WaylandDisplay& display) {
+            m_devices = SeatDevices::make(display);
+            ASSERT_TRUE(m_devices) << "the compositor lends no devices";
         });
     }
     ~UserDevices()
     {
-        m_connection.perform([this](WaylandDisplay& display) {
-            m_keyboard.reset();
-            zwlr_virtual_pointer_v1_destroy(m_pointer);
-            zwlr_virtual_pointer_manager_v1_destroy(m_manager);
-            display.roundTrip();
-        });
+        perform([this](WaylandDisplay&) { m_devices.reset(); });
     }
     UserDevices(const UserDevices&) = delete;
     UserDevices& operator=(const UserDevices&) = delete;
 
     void movePointer(std::uint32_t x, std::uint32_t y)
     {
-        m_connection.perform([&](WaylandDisplay& display) {
-            zwlr_virtual_pointer_v1_motion_absolute(m_pointer, ++m_time, x, y, m_width, m_height);
-            zwlr_virtual_pointer_v1_frame(m_pointer);
-            display.roundTrip();
-        });
+        perform([&](WaylandDisplay&) { m_devices->movePointer(x, y, m_width, m_height); });
     }
 
-    void pressButton() { moveButton(WL_POINTER_BUTTON_STATE_PRESSED); }
-    void releaseButton() { moveButton(WL_POINTER_BUTTON_STATE_RELEASED); }
+    void pressButton()
+    {
+        perform([&](WaylandDisplay&) { m_devices->moveButton(SeatDevices::Motion::down); });
+    }
+    void releaseButton()
+    {
+        perform([&](WaylandDisplay&) { m_devices->moveButton(SeatDevices::Motion::up); });
+    }
     void click()
     {
         pressButton();
         releaseButton();
     }
 
-    /// By the symbol that the key has without modifiers: "v", "Escape".
+    /// By the symbol that the key has without modifiers on a US keyboard: "v", "Escape".
+    void pressKey(const std::string& symbol) { moveKey(symbol, {SeatDevices::Motion::down}); }
+    void releaseKey(const std::string& symbol) { moveKey(symbol, {SeatDevices::Motion::up}); }
     void typeKey(const std::string& symbol)
     {
-        m_connection.perform([&](WaylandDisplay& display) {
-            const auto key = m_keyboard->keyTyping(xkb_keysym_from_name(symbol.c_str(), XKB_KEYSYM_NO_FLAGS));
-            ASSERT_TRUE(key.has_value()) << symbol;
-            m_keyboard->press(*key);
-            m_keyboard->release(*key);
-            display.roundTrip();
-        });
+        moveKey(symbol, {SeatDevices::Motion::down, SeatDevices::Motion::up});
     }
 
 private:
-    void moveButton(std::uint32_t state)
+    void moveKey(const std::string& symbol, std::initializer_list<SeatDevices::Motion> motions)
+    {
+        perform([&](WaylandDisplay&) {
+            for (const auto motion : motions) {
+                EXPECT_TRUE(m_devices->moveKey(symbol, motion)) << symbol;
+            }
+        });
+    }
+
+    template <typename Work> void perform(Work work)
     {
         m_connection.perform([&](WaylandDisplay& display) {
-            zwlr_virtual_pointer_v1_button(m_pointer, ++m_time, BTN_LEFT, state);
-            zwlr_virtual_pointer_v1_frame(m_pointer);
+            work(display);
             display.roundTrip();
         });
     }
 
     const std::uint32_t m_width;
     const std::uint32_t m_height;
-    std::uint32_t m_time = 0;
     WaylandConnection m_connection{{}};
-    std::unique_ptr<WaylandVirtualKeyboard> m_keyboard;
-    zwlr_virtual_pointer_manager_v1* m_manager = nullptr;
-    zwlr_virtual_pointer_v1* m_pointer = nullptr;
+    std::unique_ptr<SeatDevices> m_devices;
 };
 
 } // namespace glimmerwick::contract

@@ -1,12 +1,15 @@
 #include "Contract/Eventually.h"
 #include "Contract/TemporaryFolder.h"
 #include "Contract/WaylandClients.h"
+#include "Contract/WaylandDevices.h"
+#include "Contract/WaylandKeyboards.h"
 #include "Contract/WaylandTestWindow.h"
 #include "Fakes/FakeServices.h"
 #include "Platform/Linux/SystemClocks.h"
 #include "Platform/MainQueue.h"
+#include "Platform/Qt/InjectedEventPoster.h"
 #include "Platform/Wayland/WaylandConnection.h"
-#include "Platform/Wayland/WaylandEventPoster.h"
+#include "Platform/Wayland/WaylandPasteSurroundings.h"
 #include "Platform/Wayland/WaylandPasteboard.h"
 #include "Platform/Wayland/WaylandWindows.h"
 #include "Platform/Wayland/WaylandWorkspace.h"
@@ -47,7 +50,7 @@ PasteChords chords()
     return loaded;
 }
 
-class WaylandEventPosterTest : public ::testing::Test {
+class WaylandPosterTest : public ::testing::Test {
 protected:
     /// Down and up, as typing posts them. False when there is no event to post.
     bool press(std::uint16_t code, EventFlags flags)
@@ -89,10 +92,12 @@ protected:
     WaylandWindows windows{connection};
     WaylandWorkspace workspace{windows};
     WaylandPasteboard pasteboard{connection, mainQueue, userNotice, [] { return std::nullopt; }};
-    WaylandEventPoster poster{connection, windows, pasteboard, chords(), clock};
+    WaylandPasteSurroundings surroundings{windows, pasteboard};
+    const std::unique_ptr<InjectedKeyboard> keyboard = makeKeyboard(connection);
+    InjectedEventPoster poster{*keyboard, surroundings, chords(), clock};
 };
 
-TEST_F(WaylandEventPosterTest, aPasteIsControlVWithExactlyThatModifier)
+TEST_F(WaylandPosterTest, aPasteIsControlVWithExactlyThatModifier)
 {
     TestWindow window("org.example.Editor");
     ASSERT_TRUE(activate("org.example.Editor"));
@@ -104,31 +109,24 @@ TEST_F(WaylandEventPosterTest, aPasteIsControlVWithExactlyThatModifier)
     EXPECT_TRUE(window.isIdle());
 }
 
-TEST_F(WaylandEventPosterTest, modifiersOfOtherKeyboardsTakeNoPart)
+TEST_F(WaylandPosterTest, modifiersThatTheUserHoldsTakeNoPart)
 {
     TestWindow window("org.example.Editor");
     ASSERT_TRUE(activate("org.example.Editor"));
     put("😀");
-    WaylandConnection users{{}};
-    auto keyboard = users.perform([](WaylandDisplay& display) {
-        auto made = WaylandVirtualKeyboard::make(display);
-        made->press(*made->keyTyping(XKB_KEY_Super_L));
-        made->press(*made->keyTyping(XKB_KEY_Shift_L));
-        display.roundTrip();
-        return made;
-    });
+    UserDevices hand(1280, 800);
+    hand.pressKey("Super_L");
+    hand.pressKey("Shift_L");
     ASSERT_THAT(window.pressedKeys(), ElementsAre("Super_L", "Mod4+Shift_L"));
 
     EXPECT_TRUE(paste());
 
     EXPECT_THAT(window.pressedKeys(), ElementsAre("Super_L", "Mod4+Shift_L", "Control_L", "Control+v"));
-    users.perform([&](WaylandDisplay& display) {
-        keyboard.reset();
-        display.roundTrip();
-    });
+    hand.releaseKey("Shift_L");
+    hand.releaseKey("Super_L");
 }
 
-TEST_F(WaylandEventPosterTest, thePastesKeysAreTheApplications)
+TEST_F(WaylandPosterTest, thePastesKeysAreTheApplications)
 {
     TestWindow window("foot");
     ASSERT_TRUE(activate("foot"));
@@ -139,7 +137,7 @@ TEST_F(WaylandEventPosterTest, thePastesKeysAreTheApplications)
     EXPECT_THAT(window.pressedKeys(), ElementsAre("Control_L", "Control+Shift_L", "Control+Shift+v"));
 }
 
-TEST_F(WaylandEventPosterTest, whereTheSelectedTextIsPastedItIsTheEmojiAsWell)
+TEST_F(WaylandPosterTest, whereTheSelectedTextIsPastedItIsTheEmojiAsWell)
 {
     SelectionPeer peer;
     peer.offer({{"UTF8_STRING", "selected"}}, WaylandSelection::primary);
@@ -156,7 +154,7 @@ TEST_F(WaylandEventPosterTest, whereTheSelectedTextIsPastedItIsTheEmojiAsWell)
         eventually([&] { return peer.read("UTF8_STRING", WaylandSelection::primary) == "selected"; }));
 }
 
-TEST_F(WaylandEventPosterTest, otherKeysComeWithTheirModifiers)
+TEST_F(WaylandPosterTest, otherKeysComeWithTheirModifiers)
 {
     constexpr std::uint16_t a = 0;
     TestWindow window("org.example.Editor");
@@ -172,7 +170,7 @@ TEST_F(WaylandEventPosterTest, otherKeysComeWithTheirModifiers)
     EXPECT_FALSE(press(keyCode::unknown, 0));
 }
 
-TEST_F(WaylandEventPosterTest, keysGoUpWithWhatPressedThem)
+TEST_F(WaylandPosterTest, keysGoUpWithWhatPressedThem)
 {
     TestWindow window("org.example.Editor");
     ASSERT_TRUE(activate("org.example.Editor"));
@@ -190,7 +188,7 @@ TEST_F(WaylandEventPosterTest, keysGoUpWithWhatPressedThem)
     EXPECT_TRUE(window.isIdle());
 }
 
-TEST_F(WaylandEventPosterTest, nothingIsPressedInAnotherWindowThanTheOneActivated)
+TEST_F(WaylandPosterTest, nothingIsPressedInAnotherWindowThanTheOneActivated)
 {
     const TestWindow window("org.example.Editor");
     ASSERT_TRUE(activate("org.example.Editor"));
@@ -209,7 +207,7 @@ TEST_F(WaylandEventPosterTest, nothingIsPressedInAnotherWindowThanTheOneActivate
     EXPECT_THAT(other.pressedKeys(), IsEmpty());
 }
 
-TEST_F(WaylandEventPosterTest, nothingIsPressedWhenAnotherProgramHasTakenTheClipboard)
+TEST_F(WaylandPosterTest, nothingIsPressedWhenAnotherProgramHasTakenTheClipboard)
 {
     TestWindow window("org.example.Editor");
     ASSERT_TRUE(activate("org.example.Editor"));
@@ -222,7 +220,7 @@ TEST_F(WaylandEventPosterTest, nothingIsPressedWhenAnotherProgramHasTakenTheClip
     EXPECT_THAT(window.pressedKeys(), IsEmpty());
 }
 
-TEST_F(WaylandEventPosterTest, theEmojiArrivesInATerminalAndTheUsersTextComesBack)
+TEST_F(WaylandPosterTest, theEmojiArrivesInATerminalAndTheUsersTextComesBack)
 {
     const TemporaryFolder folder;
     const std::filesystem::path typed = folder.path() / "typed";
@@ -258,7 +256,7 @@ std::ostream& operator<<(std::ostream& stream, const Toolkit& toolkit)
     return stream << toolkit.name;
 }
 
-class WaylandTypingTest : public WaylandEventPosterTest, public ::testing::WithParamInterface<Toolkit> {
+class WaylandTypingTest : public WaylandPosterTest, public ::testing::WithParamInterface<Toolkit> {
 protected:
     /// As typing does it, with its waits, from the hiding of the panel to the text that is put back. Another
     /// window stands for the panel.

@@ -5,11 +5,11 @@
 #include "Contract/WaylandScreenshots.h"
 #include "Contract/WaylandTestWindow.h"
 #include "GlimmerwickWindow.h"
+#include "Platform/Qt/FocusedEventMonitors.h"
+#include "Platform/Qt/FocusedEventTap.h"
 #include "Platform/Qt/KeyEventFilter.h"
 #include "Platform/Qt/QtMainQueue.h"
 #include "Platform/Wayland/LayerShellProtocol.h"
-#include "Platform/Wayland/WaylandEventMonitors.h"
-#include "Platform/Wayland/WaylandEventTap.h"
 #include "Platform/Wayland/WaylandOutputs.h"
 #include "Platform/Wayland/WaylandPanelHost.h"
 #include "Platform/Wayland/WaylandProbeSurface.h"
@@ -38,8 +38,6 @@ using ::testing::IsEmpty;
 // Two outputs of this size side by side, as the desktop of these tests has them.
 constexpr int outputWidth = 1280;
 constexpr int outputHeight = 800;
-constexpr const char* leftOutput = "HEADLESS-1";
-constexpr const char* rightOutput = "HEADLESS-2";
 constexpr QSize panelSize(320, 400);
 
 /// Has the compositor do something.
@@ -163,7 +161,7 @@ protected:
     }
 
     /// Where the panel is to be seen on an output, in the output's pixels, once it is there or time is up.
-    QRect shownAt(const QRect& expected, const std::string& output, const QImage& before)
+    QRect shownAt(const QRect& expected, Output output, const QImage& before)
     {
         QRect found;
         handleEventsUntil([&] {
@@ -178,8 +176,8 @@ protected:
     WaylandConnection connection{{}};
     QtMainQueue mainQueue;
     KeyEventFilter keyEventFilter{mainQueue};
-    WaylandEventTap eventTap{keyEventFilter};
-    WaylandEventMonitors eventMonitors{keyEventFilter};
+    FocusedEventTap eventTap{keyEventFilter};
+    FocusedEventMonitors eventMonitors{keyEventFilter};
     WaylandPanelHost panelHost{connection};
     Platform platform{fakes.process,     fakes.log,          mainQueue,
                       fakes.time,        fakes.time,         fakes.fileClock,
@@ -196,30 +194,35 @@ protected:
     UserDevices devices{2 * outputWidth, outputHeight};
 };
 
+/// What sway does otherwise than others, or has to be told.
+class SwayPanelTest : public WaylandPanelTest { };
+
+class KWinPanelTest : public WaylandPanelTest { };
+
 TEST_F(WaylandPanelTest, opensBelowThePointer)
 {
     devices.movePointer(640, 200);
-    const QImage before = screenshot(leftOutput);
+    const QImage before = screenshot(Output::left);
 
     show(640, 200);
 
     EXPECT_EQ(window.pos(), QPoint(640 - 160, 210));
     const QRect expected(QPoint(480, 210), panelSize);
-    EXPECT_EQ(shownAt(expected, leftOutput, before), expected);
+    EXPECT_EQ(shownAt(expected, Output::left, before), expected);
 }
 
 TEST_F(WaylandPanelTest, opensOnTheOutputWithThePointer)
 {
     devices.movePointer(outputWidth + 400, 100);
-    const QImage left = screenshot(leftOutput);
-    const QImage right = screenshot(rightOutput);
+    const QImage left = screenshot(Output::left);
+    const QImage right = screenshot(Output::right);
 
     show(outputWidth + 400, 100);
 
     EXPECT_EQ(window.pos(), QPoint(outputWidth + 240, 110));
     const QRect expected(QPoint(240, 110), panelSize);
-    EXPECT_EQ(shownAt(expected, rightOutput, right), expected);
-    EXPECT_EQ(difference(left, screenshot(leftOutput)), QRect());
+    EXPECT_EQ(shownAt(expected, Output::right, right), expected);
+    EXPECT_EQ(difference(left, screenshot(Output::left)), QRect());
 }
 
 TEST_F(WaylandPanelTest, typedKeysGoToTheSearchFieldAndNotToTheProgramInUse)
@@ -257,7 +260,7 @@ TEST_F(WaylandPanelTest, theProgramInUseGetsTheKeysBackEachTime)
     }
 }
 
-TEST_F(WaylandPanelTest, aFineOutputShowsItWithAsManyPoints)
+TEST_F(SwayPanelTest, aFineOutputShowsItWithAsManyPoints)
 {
     const FineOutput fine;
     ASSERT_TRUE(handleEventsUntil([] {
@@ -265,18 +268,20 @@ TEST_F(WaylandPanelTest, aFineOutputShowsItWithAsManyPoints)
             && QGuiApplication::screens()[1]->devicePixelRatio() == 2;
     }));
     devices.movePointer(outputWidth + 400, 100);
-    const QImage before = screenshot(rightOutput);
+    const QImage before = screenshot(Output::right);
     ASSERT_EQ(before.size(), 2 * QSize(outputWidth, outputHeight));
 
     show(outputWidth + 400, 100);
 
     EXPECT_EQ(window.pos(), QPoint(outputWidth + 240, 110));
     const QRect expected(2 * QPoint(240, 110), 2 * panelSize);
-    EXPECT_EQ(shownAt(expected, rightOutput, before), expected);
+    EXPECT_EQ(shownAt(expected, Output::right, before), expected);
 }
 
 TEST_F(WaylandPanelTest, aPressElsewhereDismissesItAndIsNotSwallowed)
 {
+    // Windows open where the pointer is.
+    devices.movePointer(640, 200);
     TestWindow inUse("org.example.InUse");
     show(640, 200);
 
@@ -289,7 +294,7 @@ TEST_F(WaylandPanelTest, aPressElsewhereDismissesItAndIsNotSwallowed)
     EXPECT_EQ(inUse.clicks(), 1);
 }
 
-TEST_F(WaylandPanelTest, aWindowThatOpensLeavesTheKeysWhereTheyAre)
+TEST_F(SwayPanelTest, aWindowThatOpensLeavesTheKeysWhereTheyAre)
 {
     show(640, 200);
 
@@ -299,6 +304,17 @@ TEST_F(WaylandPanelTest, aWindowThatOpensLeavesTheKeysWhereTheyAre)
     EXPECT_TRUE(handleEventsUntil([this] { return searchText() == "f"; }));
     EXPECT_TRUE(window.isVisible());
     EXPECT_THAT(opened.pressedKeys(), IsEmpty());
+}
+
+TEST_F(KWinPanelTest, aWindowThatOpensTakesTheKeysAndDismissesIt)
+{
+    show(640, 200);
+
+    TestWindow opened("org.example.Opened");
+
+    EXPECT_TRUE(isGone());
+    devices.typeKey("f");
+    EXPECT_THAT(opened.pressedKeys(), ElementsAre("f"));
 }
 
 TEST_F(WaylandPanelTest, aClickIntoItLeavesItThere)
@@ -315,7 +331,7 @@ TEST_F(WaylandPanelTest, aClickIntoItLeavesItThere)
     EXPECT_FALSE(inUse.hasKeys());
 }
 
-TEST_F(WaylandPanelTest, theKeysDoNotFollowThePointerAway)
+TEST_F(SwayPanelTest, theKeysDoNotFollowThePointerAway)
 {
     TestWindow inUse("org.example.InUse");
     sway("focus_follows_mouse yes");
@@ -330,7 +346,7 @@ TEST_F(WaylandPanelTest, theKeysDoNotFollowThePointerAway)
     sway("focus_follows_mouse no");
 }
 
-TEST_F(WaylandPanelTest, withoutAPointerTheMiddleOfTheOutputInUseStandsForIt)
+TEST_F(SwayPanelTest, withoutAPointerTheMiddleOfTheOutputInUseStandsForIt)
 {
     devices.movePointer(100, 100);
     sway("focus output HEADLESS-2");
@@ -373,7 +389,7 @@ TEST_F(WaylandPanelTest, barsAreLeftFree)
 TEST_F(WaylandPanelTest, canBeDraggedByItsBackground)
 {
     devices.movePointer(640, 200);
-    const QImage before = screenshot(leftOutput);
+    const QImage before = screenshot(Output::left);
     show(640, 200);
     // Between the search field and the edge.
     devices.movePointer(484, 214);
@@ -391,10 +407,10 @@ TEST_F(WaylandPanelTest, canBeDraggedByItsBackground)
     devices.releaseButton();
     devices.movePointer(640, 200);
     const QRect expected(start + QPoint(200, 100), panelSize);
-    EXPECT_EQ(shownAt(expected, leftOutput, before), expected);
+    EXPECT_EQ(shownAt(expected, Output::left, before), expected);
 }
 
-TEST_F(WaylandPanelTest, aTerminalThatIsTypedIntoGetsWhatIsTypedBeforeAndAfter)
+TEST_F(SwayPanelTest, aTerminalThatIsTypedIntoGetsWhatIsTypedBeforeAndAfter)
 {
     const TemporaryFolder folder;
     const std::string file = (folder.path() / "typed").string();

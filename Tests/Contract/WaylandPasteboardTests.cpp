@@ -25,8 +25,6 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
-using PasteSelections = WaylandPasteboard::PasteSelections;
-
 const std::string hint = "x-kde-passwordManagerHint";
 const std::string text = "text/plain;charset=utf-8";
 

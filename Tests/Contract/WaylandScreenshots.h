@@ -10,10 +10,18 @@
 
 namespace glimmerwick::contract {
 
+/// The two outputs of the desktop that the tests run in.
+enum class Output { left, right };
+
 /// What an output shows, in its own pixels.
-inline QImage screenshot(const std::string& output)
+inline QImage screenshot(Output output)
 {
-    const auto bytes = outputOf("grim -t ppm -o " + output + " -");
+    const bool isLeft = output == Output::left;
+    const std::string command = qgetenv("XDG_CURRENT_DESKTOP") == "KDE"
+        ? std::string("/usr/bin/python3 " GLIMMERWICK_SOURCE_DIR "/Tests/EndToEnd/kwin_screenshot.py ")
+            + (isLeft ? "Virtual-0" : "Virtual-1")
+        : std::string("grim -t ppm -o ") + (isLeft ? "HEADLESS-1" : "HEADLESS-2") + " -";
+    const auto bytes = outputOf(command);
     return bytes ? QImage::fromData(QByteArray::fromStdString(*bytes), "PPM") : QImage();
 }
 

@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -64,12 +65,20 @@ public:
         });
     }
 
-    /// How many keys are down, and whether any modifier is on.
+    /// Whether no key is down and no modifier is on.
     bool isIdle()
     {
         return m_connection.perform([this](WaylandDisplay& display) {
             display.roundTrip();
-            return m_keysDown == 0 && m_modifiers == 0;
+            return m_keysDown.empty() && m_modifiers == 0;
+        });
+    }
+
+    void minimize()
+    {
+        m_connection.perform([this](WaylandDisplay& display) {
+            xdg_toplevel_set_minimized(m_toplevel);
+            display.roundTrip();
         });
     }
 
@@ -189,10 +198,11 @@ private:
 
     void noteKey(xkb_keycode_t key, std::uint32_t state)
     {
-        m_keysDown += state == WL_KEYBOARD_KEY_STATE_PRESSED ? 1 : -1;
         if (state != WL_KEYBOARD_KEY_STATE_PRESSED) {
+            m_keysDown.erase(key);
             return;
         }
+        m_keysDown.insert(key);
         std::string chord;
         for (const char* modifier : {XKB_MOD_NAME_CTRL, XKB_MOD_NAME_SHIFT, XKB_MOD_NAME_ALT,
                                      XKB_MOD_NAME_LOGO, XKB_MOD_NAME_CAPS}) {
@@ -240,7 +250,7 @@ private:
     xkb_state* m_state = nullptr;
     bool m_isMapped = false;
     bool m_hasKeys = false;
-    int m_keysDown = 0;
+    std::set<xkb_keycode_t> m_keysDown;
     int m_clicks = 0;
     std::uint32_t m_modifiers = 0;
     std::vector<std::string> m_pressed;

@@ -1,3 +1,4 @@
+#include "Platform/X11/X11Pasteboard.h"
 #include "Platform/X11/X11Platform.h"
 
 #include "Contract/Eventually.h"

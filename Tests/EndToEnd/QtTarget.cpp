@@ -121,6 +121,7 @@ int main(int argc, char** argv)
     const QString name = arguments.at(1);
     const QString textPath = arguments.at(2);
     QApplication::setApplicationName(name);
+    QApplication::setDesktopFileName(name);
 
     QPlainTextEdit editor;
     EventLog log(arguments.at(3), editor);

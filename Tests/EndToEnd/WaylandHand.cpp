@@ -1,10 +1,5 @@
+#include "Contract/WaylandSeatDevices.h"
 #include "Platform/Wayland/WaylandConnection.h"
-#include "Platform/Wayland/WaylandVirtualKeyboard.h"
-
-#include <linux/input-event-codes.h>
-#include <wayland-client-protocol.h>
-#include <wlr-virtual-pointer-unstable-v1.h>
-#include <xkbcommon/xkbcommon.h>
 
 #include <cstdint>
 #include <cstdlib>
@@ -17,7 +12,8 @@
 // The user's hand in a desktop without devices: a keyboard and a pointer that stay as long as this program,
 // and do what its standard input says, a line each:
 //
-//   down SYMBOL, up SYMBOL      a key by the symbol that it has without modifiers: "v", "Control_L"
+//   down SYMBOL, up SYMBOL      a key by the symbol that it has on a US keyboard without modifiers: "v",
+//                               "Control_L"
 //   move X Y WIDTH HEIGHT       the pointer, in a space of that size
 //   button down, button up      the left one
 //   wheel NOTCHES               down when positive
@@ -28,36 +24,13 @@
 namespace {
 
 using namespace glimmerwick;
-
-constexpr std::uint32_t pointerVersion = 2;
-constexpr std::uint32_t noTime = 0;
-constexpr int unitsPerNotch = 15;
+using contract::SeatDevices;
 
 class Hand {
 public:
-    explicit Hand(WaylandDisplay& display)
-        : m_display(display), m_keyboard(WaylandVirtualKeyboard::make(display)),
-          m_pointerManager(display.bind<zwlr_virtual_pointer_manager_v1>(
-              zwlr_virtual_pointer_manager_v1_interface, pointerVersion)),
-          m_pointer(m_pointerManager ? zwlr_virtual_pointer_manager_v1_create_virtual_pointer(
-                        m_pointerManager, display.seat())
-                                     : nullptr)
-    {
-    }
-    ~Hand()
-    {
-        if (m_pointer) {
-            zwlr_virtual_pointer_v1_destroy(m_pointer);
-            zwlr_virtual_pointer_manager_v1_destroy(m_pointerManager);
-        }
-    }
-    Hand(const Hand&) = delete;
-    Hand& operator=(const Hand&) = delete;
+    explicit Hand(WaylandDisplay& display) : m_display(display), m_devices(SeatDevices::make(display)) { }
 
-    std::string begin()
-    {
-        return m_keyboard && m_pointer && m_display.roundTrip() ? "done" : "there are no virtual devices";
-    }
+    std::string begin() { return m_devices ? answer() : "there are no devices to be had"; }
 
     std::string perform(const std::string& line)
     {
@@ -65,7 +38,7 @@ public:
         std::string verb;
         words >> verb;
         if (verb == "down" || verb == "up") {
-            return moveKey(verb == "down", words);
+            return moveKey(motionOf(verb), words);
         }
         if (verb == "move") {
             return movePointer(words);
@@ -74,22 +47,18 @@ public:
     }
 
 private:
+    static SeatDevices::Motion motionOf(const std::string& word)
+    {
+        return word == "down" ? SeatDevices::Motion::down : SeatDevices::Motion::up;
+    }
+
     std::string answer() { return m_display.roundTrip() ? "done" : "the compositor does not answer"; }
 
-    std::string moveKey(bool isDown, std::istream& words)
+    std::string moveKey(SeatDevices::Motion motion, std::istream& words)
     {
         std::string symbol;
         words >> symbol;
-        const auto key = m_keyboard->keyTyping(xkb_keysym_from_name(symbol.c_str(), XKB_KEYSYM_NO_FLAGS));
-        if (!key) {
-            return "no such key";
-        }
-        if (isDown) {
-            m_keyboard->press(*key);
-        } else {
-            m_keyboard->release(*key);
-        }
-        return answer();
+        return m_devices->moveKey(symbol, motion) ? answer() : "no such key";
     }
 
     std::string movePointer(std::istream& words)
@@ -101,8 +70,7 @@ private:
         if (!(words >> x >> y >> width >> height)) {
             return "not a place";
         }
-        zwlr_virtual_pointer_v1_motion_absolute(m_pointer, noTime, x, y, width, height);
-        zwlr_virtual_pointer_v1_frame(m_pointer);
+        m_devices->movePointer(x, y, width, height);
         return answer();
     }
 
@@ -110,10 +78,7 @@ private:
     {
         std::string direction;
         words >> direction;
-        zwlr_virtual_pointer_v1_button(m_pointer, noTime, BTN_LEFT,
-                                       direction == "down" ? WL_POINTER_BUTTON_STATE_PRESSED
-                                                           : WL_POINTER_BUTTON_STATE_RELEASED);
-        zwlr_virtual_pointer_v1_frame(m_pointer);
+        m_devices->moveButton(motionOf(direction));
         return answer();
     }
 
@@ -123,20 +88,12 @@ private:
         if (!(words >> notches)) {
             return "not understood";
         }
-        for (int notch = 0; notch < std::abs(notches); ++notch) {
-            const int direction = notches > 0 ? 1 : -1;
-            zwlr_virtual_pointer_v1_axis_source(m_pointer, WL_POINTER_AXIS_SOURCE_WHEEL);
-            zwlr_virtual_pointer_v1_axis_discrete(m_pointer, noTime, WL_POINTER_AXIS_VERTICAL_SCROLL,
-                                                  wl_fixed_from_int(direction * unitsPerNotch), direction);
-            zwlr_virtual_pointer_v1_frame(m_pointer);
-        }
+        m_devices->turnWheel(notches);
         return answer();
     }
 
     WaylandDisplay& m_display;
-    std::unique_ptr<WaylandVirtualKeyboard> m_keyboard;
-    zwlr_virtual_pointer_manager_v1* const m_pointerManager;
-    zwlr_virtual_pointer_v1* const m_pointer;
+    std::unique_ptr<SeatDevices> m_devices;
 };
 
 void run()

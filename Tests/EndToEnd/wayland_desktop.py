@@ -71,29 +71,14 @@ class Hand:
             self._process.wait()
 
 
-class SwayDesktop(Session):
-    """Starts everything on entering and ends it on leaving. Files go into `folder`."""
+class WaylandDesktop(Session):
+    """What the desktops have in common, whatever the compositor."""
 
-    def __init__(self, folder, hand=None, xwayland=False, on_step=lambda name: None):
-        """`hand` is the program that holds the input devices; without it there are none."""
+    def __init__(self, folder, on_step=lambda name: None):
         super().__init__(folder, on_step)
-        self._hand_binary = hand
-        self._wants_xwayland = xwayland
-        self._compositor_folder = self.folder / "compositor"
         self.compositor = None
         self.hand = None
         self.clipboard_owner = None
-
-    def _start(self):
-        self._prepare_environment()
-        self._on_step("starting the session bus")
-        self._start_bus()
-        self._on_step("starting the compositor")
-        self._start_compositor()
-        if self._hand_binary is not None:
-            self.hand = Hand(self, self._hand_binary)
-            self._cleanup.callback(self.hand.stop)
-            wait_until(lambda: self._seat_can("pointer") and self._seat_can("keyboard"), "the seat has input devices")
 
     # What a user does
 
@@ -119,10 +104,6 @@ class SwayDesktop(Session):
         for letter in letters:
             self.press("space" if letter == " " else letter)
 
-    def move_pointer(self, x, y):
-        """To a place in the layout, where the second output is right of the first."""
-        self.hand.do("move", x, y, OUTPUT_SIZE[0] * len(OUTPUTS), OUTPUT_SIZE[1])
-
     def click(self):
         self.hand.do("button", "down")
         self.hand.do("button", "up")
@@ -131,8 +112,9 @@ class SwayDesktop(Session):
         """Puts a text on the clipboard from a program of its own, which ends when it loses it."""
         source = self.folder / "copied.txt"
         source.write_text(text, encoding="utf-8")
-        self.clipboard_owner = self.run("wl-copy", "sh", "-c",
-                                        shlex.join(["exec", "wl-copy", "--foreground", *options]) + ' < "$0"', source)
+        # It would ask the desktop for the type, each in its own way.
+        command = shlex.join(["exec", "wl-copy", "--foreground", "--type", "text/plain", *options])
+        self.clipboard_owner = self.run("wl-copy", "sh", "-c", f'{command} < "$0"', source)
         wait_until(lambda: self.clipboard() == text, "the clipboard holds the copied text")
 
     def clipboard(self):
@@ -148,6 +130,34 @@ class SwayDesktop(Session):
             return self.call("wl-paste", "--list-types", timeout=5).split("\n")[:-1]
         except (DesktopError, subprocess.TimeoutExpired):
             return []
+
+
+class SwayDesktop(WaylandDesktop):
+    """Starts everything on entering and ends it on leaving. Files go into `folder`."""
+
+    def __init__(self, folder, hand=None, xwayland=False, on_step=lambda name: None):
+        """`hand` is the program that holds the input devices; without it there are none."""
+        super().__init__(folder, on_step)
+        self._hand_binary = hand
+        self._wants_xwayland = xwayland
+        self._compositor_folder = self.folder / "compositor"
+
+    def _start(self):
+        self._prepare_environment()
+        self._on_step("starting the session bus")
+        self._start_bus()
+        self._on_step("starting the compositor")
+        self._start_compositor()
+        if self._hand_binary is not None:
+            self.hand = Hand(self, self._hand_binary)
+            self._cleanup.callback(self.hand.stop)
+            wait_until(lambda: self._seat_can("pointer") and self._seat_can("keyboard"), "the seat has input devices")
+
+    # What a user does
+
+    def move_pointer(self, x, y):
+        """To a place in the layout, where the second output is right of the first."""
+        self.hand.do("move", x, y, OUTPUT_SIZE[0] * len(OUTPUTS), OUTPUT_SIZE[1])
 
     # What a user sees
 

@@ -304,6 +304,7 @@ private:
 
 class FakePanelHost : public PanelHost {
 public:
+    bool needsOrdinaryPanel() const override { return isOrdinary; }
     std::optional<ScreenPoint> pointerPosition() override { return pointer; }
     void panelDidShow(NativeWindow) override { note("panelDidShow"); }
     void makePanelKey(NativeWindow) override { note("makePanelKey"); }
@@ -329,6 +330,7 @@ public:
         return Registration([this] { keysLost = nullptr; });
     }
 
+    bool isOrdinary = false;
     /// Nothing when the toolkit knows.
     std::optional<ScreenPoint> pointer;
 

@@ -291,8 +291,10 @@ public:
         ++promptCount;
         return trusted;
     }
+    bool canBeGranted() override { return grantable; }
 
     bool trusted = true;
+    bool grantable = true;
     int promptCount = 0;
 };
 

@@ -517,6 +517,88 @@ TEST_F(AppDelegateTest, clickWithoutOptionTypesAndShowsNoToast)
     EXPECT_FALSE(system.eventPoster.posted.empty());
 }
 
+TEST_F(AppDelegateTest, whereNothingCanBeTypedATypePickIsCopiedAndTold)
+{
+    system.pasteboard.contents[pasteboardType::string] = "precious";
+    system.accessibilityTrust.grantable = false;
+    launchAndLoad();
+    pressShortcut();
+    type("rock");
+    system.time.advance(50ms);
+
+    press(keyCode::return_);
+
+    EXPECT_FALSE(isShown());
+    EXPECT_EQ(system.pasteboard.contents[pasteboardType::string], "🚀");
+    EXPECT_EQ(shownToast(), nullptr);
+    EXPECT_EQ(delegate->searchBarView()->searchText(), "");
+    EXPECT_THAT(RecentEmojisManager::shared().recentCodepoints(), ElementsAre("1f680"));
+    ASSERT_EQ(system.userNotice.posted.size(), 1u);
+    EXPECT_EQ(system.userNotice.posted[0].summary, "Emoji copied");
+    EXPECT_THAT(system.userNotice.posted[0].body, HasSubstr("press Ctrl+V"));
+    EXPECT_THAT(system.log.lines,
+                Contains("[Glimmerwick] This session lets no program type: copying instead"));
+    system.time.advance(10s);
+    EXPECT_EQ(system.pasteboard.contents[pasteboardType::string], "🚀");
+    EXPECT_TRUE(system.eventPoster.posted.empty());
+}
+
+TEST_F(AppDelegateTest, whereNothingCanBeTypedAToneChoiceIsCopiedAndTold)
+{
+    system.accessibilityTrust.grantable = false;
+    launchAndLoad();
+    pressShortcut();
+
+    SkinTonePopoverController::shared().onSkinToneSelected(SkinTone::dark, emoji("1f44b"));
+    EXPECT_FALSE(isShown());
+    system.time.advance(1s);
+
+    EXPECT_EQ(SkinTonePreferences::shared().preferredSkinTone(), SkinTone::dark);
+    EXPECT_EQ(system.pasteboard.contents[pasteboardType::string], "👋🏿");
+    ASSERT_EQ(system.userNotice.posted.size(), 1u);
+    EXPECT_THAT(system.userNotice.posted[0].body, HasSubstr("press Ctrl+V"));
+    EXPECT_TRUE(system.eventPoster.posted.empty());
+}
+
+TEST_F(AppDelegateTest, whereNothingCanBeTypedACopyPickIsWhatItAlwaysIs)
+{
+    system.accessibilityTrust.grantable = false;
+    launchAndLoad();
+    pressShortcut();
+
+    pick(emoji("1f680"), EmojiSelectionAction::copy);
+
+    EXPECT_EQ(system.pasteboard.contents[pasteboardType::string], "🚀");
+    EXPECT_NE(shownToast(), nullptr);
+    EXPECT_THAT(system.userNotice.posted, IsEmpty());
+}
+
+TEST_F(AppDelegateTest, aClipboardThatTakesNothingIsNotSaidToHoldTheEmoji)
+{
+    system.accessibilityTrust.grantable = false;
+    system.pasteboard.refusals = 1;
+    launchAndLoad();
+    pressShortcut();
+
+    pick(emoji("1f680"), EmojiSelectionAction::type);
+
+    EXPECT_FALSE(isShown());
+    EXPECT_THAT(system.userNotice.posted, IsEmpty());
+}
+
+TEST_F(AppDelegateTest, aPermissionThatIsOnlyMissingLeadsToNoCopy)
+{
+    system.accessibilityTrust.trusted = false;
+    launchAndLoad();
+    pressShortcut();
+
+    pick(emoji("1f680"), EmojiSelectionAction::type);
+    system.time.advance(1s);
+
+    EXPECT_THAT(system.log.lines, Contains("TypeManager: Failed to type '🚀'"));
+    EXPECT_THAT(system.userNotice.posted, IsEmpty());
+}
+
 TEST_F(AppDelegateTest, anOpenMenuTakesTheKeysAheadOfTheGrid)
 {
     launchAndLoad();
@@ -648,6 +730,19 @@ TEST_F(AppDelegateTest, theNoticeOfATakenShortcutIsTranslated)
 
     launchAndLoad();
     system.time.advance(1min);
+
+    ASSERT_EQ(system.userNotice.posted.size(), 1u);
+    EXPECT_THAT(system.userNotice.posted[0].summary, StartsWith(mark.toStdString()));
+    EXPECT_THAT(system.userNotice.posted[0].body, StartsWith(mark.toStdString()));
+}
+
+TEST_F(AppDelegateTest, theNoticeOfACopyToPasteIsTranslated)
+{
+    const MarkingTranslator translator;
+    system.accessibilityTrust.grantable = false;
+    launchAndLoad();
+
+    pick(emoji("1f680"), EmojiSelectionAction::type);
 
     ASSERT_EQ(system.userNotice.posted.size(), 1u);
     EXPECT_THAT(system.userNotice.posted[0].summary, StartsWith(mark.toStdString()));

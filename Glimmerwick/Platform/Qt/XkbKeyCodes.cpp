@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string_view>
 
 namespace glimmerwick::xkb {
 
@@ -139,6 +140,19 @@ constexpr std::array positionTable{
 
 constexpr std::uint32_t xkbOffset = 8;
 
+struct UsRow {
+    std::uint32_t firstKernelKeyCode;
+    std::string_view characters;
+};
+
+// A key symbol of an ASCII character is its code.
+constexpr std::array usRows{
+    UsRow{2, "1234567890-="},
+    UsRow{16, "qwertyuiop[]"},
+    UsRow{30, "asdfghjkl;'`"},
+    UsRow{43, "\\zxcvbnm,./"},
+};
+
 } // namespace
 
 std::uint16_t virtualKeyCode(std::uint32_t xkbKeyCode, std::uint32_t keySymbol)
@@ -157,6 +171,21 @@ std::optional<std::uint32_t> keySymbol(std::uint16_t virtualKeyCode)
 {
     const auto symbol = std::ranges::find(symbolTable, virtualKeyCode, &SymbolEntry::virtualKeyCode);
     return symbol == symbolTable.end() ? std::nullopt : std::optional(symbol->keySymbol);
+}
+
+std::optional<std::uint32_t> usKeySymbol(std::uint16_t virtualKeyCode)
+{
+    if (const auto symbol = keySymbol(virtualKeyCode)) {
+        return symbol;
+    }
+    const auto key = xkbKeyCode(virtualKeyCode);
+    for (const UsRow& row : usRows) {
+        const std::uint32_t first = row.firstKernelKeyCode + xkbOffset;
+        if (key && *key >= first && *key < first + row.characters.size()) {
+            return static_cast<unsigned char>(row.characters[*key - first]);
+        }
+    }
+    return std::nullopt;
 }
 
 std::optional<std::uint32_t> xkbKeyCode(std::uint16_t virtualKeyCode)

@@ -2,12 +2,12 @@
 
 #include <QAbstractNativeEventFilter>
 
+#include <cstdint>
 #include <functional>
-#include <memory>
+
+struct xcb_connection_t;
 
 namespace glimmerwick {
-
-class X11Connection;
 
 /// Tells when there is a tray on the display that takes windows in, as those from before the session bus do.
 /// Main thread, while there is a QGuiApplication.
@@ -24,8 +24,10 @@ public:
 
 private:
     const std::function<void()> m_isThere;
-    /// Null where Qt does not run on X11.
-    const std::unique_ptr<X11Connection> m_display;
+    /// The toolkit's; null where Qt does not run on X11.
+    xcb_connection_t* const m_display;
+    const std::uint32_t m_traySelection;
+    const std::uint32_t m_announcement;
 };
 
 } // namespace glimmerwick

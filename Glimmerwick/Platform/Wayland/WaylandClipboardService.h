@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/PasteSurroundings.h"
 #include "Platform/Registration.h"
 #include "Platform/Wayland/WaylandClipboardContents.h"
 #include "Platform/Wayland/WaylandDataControl.h"
@@ -23,8 +24,6 @@ namespace glimmerwick {
 class WaylandClipboardService {
 public:
     using Time = WaylandDisplay::Time;
-
-    enum class PasteSelections { clipboard, clipboardAndPrimary };
 
     /// The function is called when a paste is over that nobody has taken.
     WaylandClipboardService(WaylandDisplay& display, std::function<void()> onPasteNotTaken);

@@ -1,28 +1,14 @@
 #include "Platform/Wayland/WaylandPanelHost.h"
 
+#include "Platform/Qt/NativeWindows.h"
 #include "Platform/Wayland/WaylandPanel.h"
 
-#include <QGuiApplication>
 #include <QWindow>
 
-#include <algorithm>
 #include <cmath>
 #include <utility>
 
 namespace glimmerwick {
-
-namespace {
-
-QWindow* windowOf(NativeWindow panel)
-{
-    const QWindowList windows = QGuiApplication::allWindows();
-    const auto found = std::ranges::find_if(windows, [panel](const QWindow* window) {
-        return window->handle() && NativeWindow{window->winId()} == panel;
-    });
-    return found == windows.end() ? nullptr : *found;
-}
-
-} // namespace
 
 WaylandPanelHost::WaylandPanelHost(WaylandConnection& connection) : m_pointerProbe(connection) { }
 

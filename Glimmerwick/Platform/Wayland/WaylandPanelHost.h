@@ -21,6 +21,7 @@ public:
     explicit WaylandPanelHost(WaylandConnection& connection);
     ~WaylandPanelHost() override;
 
+    bool needsOrdinaryPanel() const override { return false; }
     std::optional<ScreenPoint> pointerPosition() override;
     void panelDidShow(NativeWindow panel) override;
     void makePanelKey(NativeWindow panel) override;

@@ -28,8 +28,6 @@ class WaylandConnection;
 /// What is here is gone when the program ends: nobody takes it over.
 class WaylandPasteboard : public Pasteboard {
 public:
-    using PasteSelections = WaylandClipboardService::PasteSelections;
-
     /// The text that the toolkit of this program has on the clipboard; nothing when it does not own that. The
     /// toolkit shares the main thread and cannot send its text while that waits here.
     using ToolkitText = std::function<std::optional<std::string>()>;

@@ -36,13 +36,17 @@ void WaylandToolkit::leaveBypassingWindowsWithoutRole()
 
 bool WaylandToolkit::isAvailable()
 {
-    return qGuiApp && QGuiApplication::platformName().startsWith(QLatin1String("wayland"))
-        && nativeInterface().nativeResourceForIntegration("wl_display");
+    return connectedDisplay() != nullptr;
 }
 
-WaylandToolkit::WaylandToolkit()
-    : m_display(static_cast<wl_display*>(nativeInterface().nativeResourceForIntegration("wl_display"))),
-      m_queue(wl_display_create_queue(m_display))
+wl_display* WaylandToolkit::connectedDisplay()
+{
+    return qGuiApp && QGuiApplication::platformName().startsWith(QLatin1String("wayland"))
+        ? static_cast<wl_display*>(nativeInterface().nativeResourceForIntegration("wl_display"))
+        : nullptr;
+}
+
+WaylandToolkit::WaylandToolkit() : m_display(connectedDisplay()), m_queue(wl_display_create_queue(m_display))
 {
     auto* const display = static_cast<wl_display*>(wl_proxy_create_wrapper(m_display));
     wl_proxy_set_queue(reinterpret_cast<wl_proxy*>(display), m_queue);

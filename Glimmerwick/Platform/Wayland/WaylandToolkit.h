@@ -31,6 +31,9 @@ public:
     /// Whether Qt runs on a Wayland compositor.
     static bool isAvailable();
 
+    /// The toolkit's connection; null where it does not run on a compositor.
+    static wl_display* connectedDisplay();
+
     /// `isAvailable()` must be true.
     WaylandToolkit();
     ~WaylandToolkit();

@@ -3,15 +3,10 @@
 #include "Platform/Wayland/WaylandDisplay.h"
 
 #include <cstdint>
-#include <list>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
-
-struct zwlr_foreign_toplevel_handle_v1;
-struct zwlr_foreign_toplevel_manager_v1;
-struct zwlr_foreign_toplevel_manager_v1_listener;
 
 namespace glimmerwick {
 
@@ -28,40 +23,34 @@ struct WaylandToplevel {
     std::uint64_t parent = 0;
 };
 
-/// Everybody's windows. The display's thread.
+/// Everybody's windows, by whichever of the protocols for that the compositor has. The display's thread.
 class WaylandToplevels {
 public:
     using Time = WaylandDisplay::Time;
 
-    /// Null when the compositor does not tell of other programs' windows.
+    /// Null when the compositor does not tell this program of others' windows. Otherwise those that are there
+    /// already are known.
     static std::unique_ptr<WaylandToplevels> make(WaylandDisplay& display);
-    ~WaylandToplevels();
+    virtual ~WaylandToplevels() = default;
     WaylandToplevels(const WaylandToplevels&) = delete;
     WaylandToplevels& operator=(const WaylandToplevels&) = delete;
 
-    /// Those that were there before this in the compositor's order, the others as they were made.
-    std::vector<WaylandToplevel> all() const;
+    /// Those that were there before this in the compositor's order, the others as they were made. Without
+    /// those that have not been described yet.
+    virtual std::vector<WaylandToplevel> all() const = 0;
     std::optional<WaylandToplevel> find(std::uint64_t identifier) const;
     std::optional<WaylandToplevel> activated() const;
 
     /// Brings the window to the front; false when it is gone, or not there until the time.
     bool activate(std::uint64_t identifier, Time until);
 
-private:
-    class Toplevel;
+protected:
+    explicit WaylandToplevels(WaylandDisplay& display) : m_display(display) { }
 
-    static const zwlr_foreign_toplevel_manager_v1_listener managerListener;
-
-    WaylandToplevels(WaylandDisplay& display, zwlr_foreign_toplevel_manager_v1* manager);
-
-    void add(zwlr_foreign_toplevel_handle_v1* handle);
-    void remove(const Toplevel& toplevel);
-    std::uint64_t identifierOf(zwlr_foreign_toplevel_handle_v1* handle) const;
+    /// Asks the compositor, and does not wait. The window is one of `all()`.
+    virtual void requestActivation(const WaylandToplevel& toplevel) = 0;
 
     WaylandDisplay& m_display;
-    zwlr_foreign_toplevel_manager_v1* const m_manager;
-    std::list<std::unique_ptr<Toplevel>> m_toplevels;
-    std::uint64_t m_lastIdentifier = 0;
 };
 
 } // namespace glimmerwick

@@ -1,6 +1,7 @@
 #include "Platform/Wayland/WaylandVirtualKeyboard.h"
 
 #include "Platform/Wayland/WaylandDisplay.h"
+#include "Platform/Wayland/WaylandKeymap.h"
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -17,32 +18,12 @@ namespace glimmerwick {
 namespace {
 
 constexpr std::uint32_t managerVersion = 1;
-// The kernel's codes, which the protocol wants, are XKB's less this.
-constexpr std::uint32_t xkbOffset = 8;
-
-struct ContextDeleter {
-    void operator()(xkb_context* context) const { xkb_context_unref(context); }
-};
-struct KeymapDeleter {
-    void operator()(xkb_keymap* keymap) const { xkb_keymap_unref(keymap); }
-};
 struct StateDeleter {
     void operator()(xkb_state* state) const { xkb_state_unref(state); }
 };
 struct TextDeleter {
     void operator()(char* text) const { std::free(text); }
 };
-
-// Any layout with Latin letters would do. The variables that would change it are the user's, for keyboards
-// that the user types on.
-std::unique_ptr<xkb_keymap, KeymapDeleter> makeKeymap()
-{
-    const std::unique_ptr<xkb_context, ContextDeleter> context(
-        xkb_context_new(XKB_CONTEXT_NO_ENVIRONMENT_NAMES));
-    const xkb_rule_names names{"evdev", "pc105", "us", "", ""};
-    return std::unique_ptr<xkb_keymap, KeymapDeleter>(
-        context ? xkb_keymap_new_from_names(context.get(), &names, XKB_KEYMAP_COMPILE_NO_FLAGS) : nullptr);
-}
 
 /// A file in memory; negative when there is none.
 int fileWith(std::string_view bytes)
@@ -68,7 +49,8 @@ std::uint32_t millisecondsNow()
 } // namespace
 
 struct WaylandVirtualKeyboard::Map {
-    std::unique_ptr<xkb_keymap, KeymapDeleter> keymap;
+    // Any layout with Latin letters would do.
+    std::unique_ptr<WaylandKeymap> keymap;
     std::unique_ptr<xkb_state, StateDeleter> state;
 };
 
@@ -91,12 +73,12 @@ struct WaylandVirtualKeyboard::Proxies {
 
 std::unique_ptr<WaylandVirtualKeyboard> WaylandVirtualKeyboard::make(WaylandDisplay& display)
 {
-    auto keymap = makeKeymap();
+    auto keymap = WaylandKeymap::us();
     if (!keymap || !display.seat() || !display.capabilities().virtualKeyboard) {
         return nullptr;
     }
     const std::unique_ptr<char, TextDeleter> text(
-        xkb_keymap_get_as_string(keymap.get(), XKB_KEYMAP_FORMAT_TEXT_V1));
+        xkb_keymap_get_as_string(keymap->get(), XKB_KEYMAP_FORMAT_TEXT_V1));
     // With the zero at its end.
     const std::string_view bytes(text.get(), std::string_view(text.get()).size() + 1);
     const int file = fileWith(bytes);
@@ -109,7 +91,7 @@ std::unique_ptr<WaylandVirtualKeyboard> WaylandVirtualKeyboard::make(WaylandDisp
     zwp_virtual_keyboard_v1_keymap(proxies->keyboard, WL_KEYBOARD_KEYMAP_FORMAT_XKB_V1, file,
                                    static_cast<std::uint32_t>(bytes.size()));
     close(file);
-    std::unique_ptr<xkb_state, StateDeleter> state(xkb_state_new(keymap.get()));
+    std::unique_ptr<xkb_state, StateDeleter> state(xkb_state_new(keymap->get()));
     auto map = std::make_unique<Map>(Map{std::move(keymap), std::move(state)});
     return std::unique_ptr<WaylandVirtualKeyboard>(
         new WaylandVirtualKeyboard(std::move(map), std::move(proxies)));
@@ -124,14 +106,7 @@ WaylandVirtualKeyboard::~WaylandVirtualKeyboard() = default;
 
 std::optional<std::uint32_t> WaylandVirtualKeyboard::keyTyping(std::uint32_t keySymbol) const
 {
-    xkb_keymap* keymap = m_map->keymap.get();
-    for (auto key = xkb_keymap_min_keycode(keymap); key <= xkb_keymap_max_keycode(keymap); ++key) {
-        const xkb_keysym_t* symbols = nullptr;
-        if (xkb_keymap_key_get_syms_by_level(keymap, key, 0, 0, &symbols) == 1 && *symbols == keySymbol) {
-            return key;
-        }
-    }
-    return std::nullopt;
+    return m_map->keymap->keyTyping(keySymbol);
 }
 
 void WaylandVirtualKeyboard::press(std::uint32_t key)
@@ -147,7 +122,7 @@ void WaylandVirtualKeyboard::release(std::uint32_t key)
 void WaylandVirtualKeyboard::send(std::uint32_t key, KeyState keyState)
 {
     xkb_state* state = m_map->state.get();
-    zwp_virtual_keyboard_v1_key(m_proxies->keyboard, millisecondsNow(), key - xkbOffset,
+    zwp_virtual_keyboard_v1_key(m_proxies->keyboard, millisecondsNow(), key - WaylandKeymap::xkbOffset,
                                 static_cast<std::uint32_t>(keyState));
     const auto changes =
         xkb_state_update_key(state, key, keyState == KeyState::pressed ? XKB_KEY_DOWN : XKB_KEY_UP);

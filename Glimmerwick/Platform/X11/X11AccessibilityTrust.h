@@ -14,6 +14,8 @@ public:
     bool isTrusted() override;
     /// Names what is missing on standard error.
     bool isTrustedWithPrompt() override;
+    /// Always: a server that lacks what it takes is told about when typing fails.
+    bool canBeGranted() override { return true; }
 
 private:
     X11Connection& m_display;

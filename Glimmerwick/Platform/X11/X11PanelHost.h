@@ -16,6 +16,7 @@ public:
     X11PanelHost(X11Connection& toolkit, X11Connection& display, X11EventWatcher& watcher,
                  X11KeyboardGrab& keyboardGrab);
 
+    bool needsOrdinaryPanel() const override { return false; }
     std::optional<ScreenPoint> pointerPosition() override { return std::nullopt; }
     void panelDidShow(NativeWindow panel) override;
     void makePanelKey(NativeWindow panel) override;

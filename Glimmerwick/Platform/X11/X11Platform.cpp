@@ -141,7 +141,7 @@ EventPoster& X11Platform::eventPoster()
 {
     return m_state->eventPoster;
 }
-Pasteboard& X11Platform::pasteboard()
+X11Pasteboard& X11Platform::pasteboard()
 {
     return m_state->pasteboard;
 }

@@ -13,8 +13,8 @@ class EventPoster;
 class EventTap;
 class MainQueue;
 class PanelHost;
-class Pasteboard;
 class Workspace;
+class X11Pasteboard;
 
 /// Everything the logic asks of an X11 desktop. Owns the adapters that it hands out and the connections to
 /// the display that they share. Main thread.
@@ -44,7 +44,7 @@ public:
     EventTap& eventTap();
     EventMonitors& eventMonitors();
     EventPoster& eventPoster();
-    Pasteboard& pasteboard();
+    X11Pasteboard& pasteboard();
     Workspace& workspace();
     AccessibilityTrust& accessibilityTrust();
     PanelHost& panelHost();

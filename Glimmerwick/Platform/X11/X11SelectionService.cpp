@@ -32,6 +32,9 @@ constexpr auto longestPaste = 2s;
 // this long for that.
 constexpr auto holdTime = 500ms;
 
+// What the resources of no window belong to.
+constexpr std::uint32_t anyClient = 0;
+
 constexpr auto serverAnswer = 1s;
 constexpr int forEver = -1;
 
@@ -538,7 +541,8 @@ X11SelectionService::Selection* X11SelectionService::find(xcb_atom_t atom)
 
 bool X11SelectionService::isPartOfPaste(const xcb_selection_request_event_t& request) const
 {
-    return m_paste && m_connection.clientOf(request.requestor) == m_paste->client
+    return m_paste
+        && (m_paste->client == anyClient || m_connection.clientOf(request.requestor) == m_paste->client)
         && (request.selection == m_clipboard.atom || m_paste->usesPrimary);
 }
 

@@ -58,8 +58,8 @@ public:
     /// The clipboard's text was read past this.
     void didRead(std::string text);
 
-    /// False when another client owns the clipboard. Waits while the target has yet to take the paste before
-    /// this one.
+    /// False when another client owns the clipboard. No window stands for whoever asks. Waits while the
+    /// target has yet to take the paste before this one.
     bool beginPaste(xcb_window_t target, PasteSelections selections);
     void cancelPaste();
 

@@ -6,12 +6,12 @@ namespace glimmerwick {
 
 class KeyEventFilter;
 
-/// Local presses come from the toolkit. What happens in other programs is nobody's business under Wayland, so
-/// the global monitors stay silent; `PanelHost::onKeysLost` tells of clicks elsewhere. Main thread.
-class WaylandEventMonitors : public EventMonitors {
+/// Local presses come from the toolkit. Where what happens in other programs is nobody's business, the global
+/// monitors stay silent; `PanelHost::onKeysLost` tells of clicks elsewhere. Main thread.
+class FocusedEventMonitors : public EventMonitors {
 public:
-    explicit WaylandEventMonitors(KeyEventFilter& keyEventFilter);
-    ~WaylandEventMonitors() override;
+    explicit FocusedEventMonitors(KeyEventFilter& keyEventFilter);
+    ~FocusedEventMonitors() override;
 
     Registration addLocalKeyDownMonitor(std::function<MonitorDecision(const KeyEvent&)> handler) override;
     Registration addGlobalKeyDownMonitor(std::function<void(const KeyEvent&)> handler) override;

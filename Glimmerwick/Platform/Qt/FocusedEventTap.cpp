@@ -1,4 +1,4 @@
-#include "Platform/Wayland/WaylandEventTap.h"
+#include "Platform/Qt/FocusedEventTap.h"
 
 #include "Platform/Qt/KeyEventFilter.h"
 
@@ -7,13 +7,13 @@
 
 namespace glimmerwick {
 
-struct WaylandEventTap::Tap {
+struct FocusedEventTap::Tap {
     Callback callback;
     bool isEnabled = false;
     bool hasSource = false;
 };
 
-class WaylandEventTap::Source : public RunLoopSource {
+class FocusedEventTap::Source : public RunLoopSource {
 public:
     explicit Source(std::shared_ptr<Tap> tap) : m_tap(std::move(tap)) { m_tap->hasSource = true; }
     ~Source() override { m_tap->hasSource = false; }
@@ -22,7 +22,7 @@ private:
     const std::shared_ptr<Tap> m_tap;
 };
 
-class WaylandEventTap::Port : public EventTapPort {
+class FocusedEventTap::Port : public EventTapPort {
 public:
     Port(std::shared_ptr<Tap> tap, Registration registration)
         : m_tap(std::move(tap)), m_registration(std::move(registration))
@@ -37,11 +37,11 @@ private:
     const Registration m_registration;
 };
 
-WaylandEventTap::WaylandEventTap(KeyEventFilter& keyEventFilter) : m_keyEventFilter(keyEventFilter) { }
+FocusedEventTap::FocusedEventTap(KeyEventFilter& keyEventFilter) : m_keyEventFilter(keyEventFilter) { }
 
-WaylandEventTap::~WaylandEventTap() = default;
+FocusedEventTap::~FocusedEventTap() = default;
 
-std::unique_ptr<EventTapPort> WaylandEventTap::create(Options options, Callback callback)
+std::unique_ptr<EventTapPort> FocusedEventTap::create(Options options, Callback callback)
 {
     if (options.only) {
         return nullptr;
