@@ -78,6 +78,8 @@ private:
             m_result.request = CommandLine::Request::help;
         } else if (word == "--version") {
             m_result.request = CommandLine::Request::version;
+        } else if (word == "--diagnose") {
+            m_result.request = CommandLine::Request::diagnose;
         } else if (word == "--show-picker") {
             m_result.showPicker = true;
         } else if (word == "--toggle") {
@@ -158,6 +160,7 @@ Emoji picker that waits in the background. Press Ctrl+Super+Space to open it.
   --target-app ID       always type into the application with this identifier
                         (its desktop-file id or WM_CLASS class)
   --disable-event-tap   take keys by keyboard focus instead of interception
+  --diagnose            print what this desktop lets the picker do, and end
   --help                print this text and end
   --version             print the version and end
 

@@ -11,7 +11,13 @@ namespace glimmerwick {
 
 /// What the words after the program's name ask for. Any thread.
 struct CommandLine {
-    enum class Request { run, help, version };
+    enum class Request {
+        run,
+        help,
+        version,
+        /// Tell what the session lets the program do.
+        diagnose,
+    };
 
     Request request = Request::run;
     bool showPicker = false;
@@ -27,7 +33,7 @@ struct CommandLine {
     /// Whether a running picker has nothing better to do about these than to show itself.
     bool isPlainStart() const { return !showPicker && !toggle && !background && !targetApp; }
 
-    /// The words without the program's name, up to the first that asks for help or the version. The error is
+    /// The words without the program's name, up to the first that asks for something to print. The error is
     /// a sentence for the user, without the program's name.
     static Result<CommandLine, std::string> parse(const std::vector<std::string>& arguments);
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Desktop.h"
 #include "Managers/UpdateChecker.h"
 #include "Platform/Curl/CurlHttpClient.h"
 #include "Platform/DBus/DBusUserNotice.h"
@@ -19,7 +20,6 @@
 #include "Platform/Qt/QtUserDefaults.h"
 #include "Platform/Sodium/SodiumSignatureVerifier.h"
 #include "Platform/Tray/TrayMenuHost.h"
-#include "Platform/X11/X11Platform.h"
 #include "Views/AboutWindow.h"
 #include "Views/AlertWindow.h"
 #include "Views/UpdateWindow.h"
@@ -48,6 +48,9 @@ struct ServiceHooks {
     /// Tells the user's log one line.
     std::function<void(std::string_view)> reportProblem;
     std::function<void()> trayIconClicked;
+    /// The shortcut, which seemed to be there, cannot be had.
+    std::function<void()> shortcutIsUnavailable;
+    std::function<void()> typingIsRefused;
     /// Of the catalogue in use; empty when none is loaded.
     std::function<std::string()> catalogueVersion;
 };
@@ -55,8 +58,9 @@ struct ServiceHooks {
 /// Everything the program runs on, made in order and destroyed in the opposite one. Main thread, while there
 /// is a QApplication.
 struct Services {
-    /// The process and the bus must outlive it; the bus need not be connected.
-    Services(const Process& process, const SessionBus& bus, const BuildSettings& build, ServiceHooks hooks);
+    /// The process, the bus and the window systems must outlive it; the bus need not be connected.
+    Services(const Process& process, const SessionBus& bus, WindowSystems& windowSystems,
+             const SessionRoutes& routes, const BuildSettings& build, ServiceHooks hooks);
     Services(const Services&) = delete;
     Services& operator=(const Services&) = delete;
 
@@ -76,7 +80,7 @@ struct Services {
     CurlHttpClient httpClient;
     HarfBuzzTextLayout textLayout;
     QtImageCodec imageCodec;
-    X11Platform x11;
+    Desktop desktop;
     AlertWindow alert;
     AboutWindow aboutWindow;
     AutostartEntry loginItem;

@@ -11,14 +11,16 @@
 #include "Platform/DBus/SessionBus.h"
 #include "Platform/DBus/SingleInstance.h"
 #include "Platform/Linux/ProcessInfo.h"
+#include "Platform/Linux/WindowSystemLoader.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/Qt/TerminationSignals.h"
 #include "Platform/Qt/Text.h"
-#include "Platform/X11/X11DisplayLoss.h"
-#include "Platform/X11/X11Platform.h"
+#include "Platform/WindowSystem.h"
 #include "Services.h"
+#include "SessionProbe.h"
 #include "Views/Style.h"
 #include "Views/Translation.h"
+#include "WindowSystems.h"
 
 #include <QApplication>
 #include <QFontDatabase>
@@ -116,33 +118,34 @@ void useDisplayOf(const CommandLine& commandLine)
     }
 }
 
-/// Has the toolkit use X11 where it has the choice, but not the programs that this one starts.
-class PreferredX11 {
+/// Has the toolkit use the window system that was chosen, unless the user has chosen, but not the programs
+/// that this one starts.
+class ChosenToolkitPlatform {
 public:
-    PreferredX11()
-        : m_isPreferred(qEnvironmentVariableIsEmpty(variable) && !qEnvironmentVariableIsEmpty("DISPLAY"))
+    explicit ChosenToolkitPlatform(ToolkitRoute chosen) : m_isOurs(qEnvironmentVariableIsEmpty(variable))
     {
-        if (m_isPreferred) {
-            qputenv(variable, "xcb");
+        if (m_isOurs) {
+            qputenv(variable, chosen == ToolkitRoute::wayland ? "wayland" : "xcb");
         }
     }
-    ~PreferredX11()
+    ~ChosenToolkitPlatform()
     {
-        if (m_isPreferred) {
+        if (m_isOurs) {
             qunsetenv(variable);
         }
     }
-    PreferredX11(const PreferredX11&) = delete;
-    PreferredX11& operator=(const PreferredX11&) = delete;
+    ChosenToolkitPlatform(const ChosenToolkitPlatform&) = delete;
+    ChosenToolkitPlatform& operator=(const ChosenToolkitPlatform&) = delete;
 
 private:
     static constexpr const char* variable = "QT_QPA_PLATFORM";
-    const bool m_isPreferred;
+    const bool m_isOurs;
 };
 
-std::unique_ptr<QApplication> makeApplication(ToolkitArguments& arguments, const Process& process)
+std::unique_ptr<QApplication> makeApplication(ToolkitArguments& arguments, const Process& process,
+                                              ToolkitRoute toolkit)
 {
-    const PreferredX11 preferred;
+    const ChosenToolkitPlatform chosen(toolkit);
     const HiddenDesktopName hidden;
     QApplication::setApplicationName(toQString(process.bundleIdentifier));
     QApplication::setDesktopFileName(toQString(process.bundleIdentifier));
@@ -176,6 +179,13 @@ std::string catalogueVersion()
     return manifest ? manifest->version() : std::string();
 }
 
+void reportUnknownWords(const std::vector<std::string>& words)
+{
+    for (const std::string& word : words) {
+        reportProblem("GLIMMERWICK_WITHOUT names something unknown: " + word);
+    }
+}
+
 /// Repeats on the bus what the managers post for listeners outside.
 NotificationMirror mirrorNotifications(NotificationCenter& notificationCenter, InstanceObject& instance)
 {
@@ -193,18 +203,28 @@ int runApplication(const Process& process, const CommandLine& commandLine, Sessi
                    InstanceObject& instance)
 {
     useDisplayOf(commandLine);
-    if (!X11Platform::isDisplayReachable()) {
+    WindowSystems windowSystems(windowSystemFolder(), reportProblem);
+    const auto session = probeSession(bus, windowSystems.probes(), wantedToolkitPlatform(commandLine),
+                                      ProbeExtent::whatRoutesNeed);
+    reportUnknownWords(session.unknownWords);
+    if (!session.facts.x11Display && !session.facts.waylandDisplay) {
         reportProblem(
-            "cannot reach an X11 display; is DISPLAY set? Other window systems are not supported yet");
+            "cannot reach an X11 display or a Wayland compositor; is DISPLAY or WAYLAND_DISPLAY set?");
+        return EXIT_FAILURE;
+    }
+    const SessionRoutes routes = chooseRoutes(session.facts);
+    WindowSystemLibrary* const windowSystem = windowSystems.library(routes.toolkit);
+    if (!windowSystem) {
         return EXIT_FAILURE;
     }
     ToolkitArguments toolkitArguments(process.arguments.front(), process.bundleIdentifier,
                                       commandLine.toolkitArguments);
-    X11DisplayLoss displayLoss;
-    const auto application = makeApplication(toolkitArguments, process);
-    if (!X11Platform::isAvailable()) {
-        reportProblem(
-            "QT_QPA_PLATFORM or -platform names another window system than xcb, the one supported so far");
+    const auto displayLoss = windowSystem->watchForLoss();
+    windowSystem->prepareToolkit(routes);
+    const auto application = makeApplication(toolkitArguments, process, routes.toolkit);
+    if (!windowSystem->isToolkitOnIt()) {
+        reportProblem("QT_QPA_PLATFORM or -platform names another window system than xcb and wayland, or one "
+                      "that is not there");
         return EXIT_FAILURE;
     }
 
@@ -215,15 +235,23 @@ int runApplication(const Process& process, const CommandLine& commandLine, Sessi
     // Before what takes time to make and to end, so that a signal cuts neither short; and no window is asked.
     const TerminationSignals terminationSignals([] { QCoreApplication::exit(EXIT_SUCCESS); });
     AppDelegate* running = nullptr;
-    Services services(process, bus, buildSettings(),
+    const auto tellRunning = [&running](auto tell) {
+        return [&running, tell] {
+            if (running) {
+                (running->*tell)();
+            }
+        };
+    };
+    Services services(process, bus, windowSystems, routes, buildSettings(),
                       {reportProblem,
                        [&running] {
                            if (running) {
                                running->perform(PickerAction::show);
                            }
                        },
-                       catalogueVersion});
-    const Registration saving = displayLoss.saveBy([&services] { services.userDefaults.synchronize(); });
+                       tellRunning(&AppDelegate::tellThatTheShortcutIsTaken),
+                       tellRunning(&AppDelegate::tellThatTypingIsRefused), catalogueVersion});
+    const Registration saving = displayLoss->saveBy([&services] { services.userDefaults.synchronize(); });
     BundledCatalogue::seed(services.fileSystem, process.resourcesDirectory / "catalogue",
                            process.cachesDirectory / "Glimmerwick", reportProblem);
     if (const auto file = services.textLayout.ambiguousFontFile()) {
@@ -245,6 +273,10 @@ int runApplication(const Process& process, const CommandLine& commandLine, Sessi
         services.setPickerShown(state.isVisible);
     };
     running = &delegate;
+    // Whoever wants an emoji typed is asked, whatever the answer was at another time.
+    const Registration asking = services.notificationCenter.addObserver(
+        TypeManager::typingFailedNotification,
+        [&services](const Notification&) { services.desktop.askForConsent(Desktop::Asking::again); });
     QObject::connect(application.get(), &QCoreApplication::aboutToQuit, [&delegate, &instance] {
         instance.setHandler(nullptr);
         delegate.applicationWillTerminate();
@@ -252,6 +284,7 @@ int runApplication(const Process& process, const CommandLine& commandLine, Sessi
     std::optional<ScreenLockWatcher> screenLockWatcher;
     services.mainQueue.async([&] {
         delegate.applicationDidFinishLaunching();
+        services.desktop.askForConsent(Desktop::Asking::onceForAll);
         instance.setHandler(&delegate);
         // Behind the shortcut: it connects to a further bus, which may be slow.
         screenLockWatcher.emplace(bus, [&delegate] { delegate.perform(PickerAction::hide); });
@@ -278,6 +311,16 @@ int runInstance(const Process& process, const CommandLine& commandLine)
     return runApplication(process, commandLine, bus, instance);
 }
 
+void diagnose(const CommandLine& commandLine)
+{
+    useDisplayOf(commandLine);
+    const SessionBus bus;
+    WindowSystems windowSystems(windowSystemFolder(), reportProblem);
+    std::cout << diagnoseSession(bus, windowSystems.probes(), wantedToolkitPlatform(commandLine),
+                                 GLIMMERWICK_VERSION)
+              << std::flush;
+}
+
 int runCommandLine(int argc, char** argv)
 {
     // Whoever starts programs may leave out even their name.
@@ -293,6 +336,9 @@ int runCommandLine(int argc, char** argv)
         return EXIT_SUCCESS;
     case CommandLine::Request::version:
         std::cout << "Glimmerwick " GLIMMERWICK_VERSION << std::endl;
+        return EXIT_SUCCESS;
+    case CommandLine::Request::diagnose:
+        diagnose(commandLine.value());
         return EXIT_SUCCESS;
     case CommandLine::Request::run:
         break;

@@ -11,7 +11,7 @@ _glimmerwick_applications() {
 
 _glimmerwick() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} word
-    local -a words=(--toggle --background --show-picker --target-app --disable-event-tap --help --version)
+    local -a words=(--toggle --background --show-picker --target-app --disable-event-tap --diagnose --help --version)
     [[ $previous != --target-app ]] || mapfile -t words < <(_glimmerwick_applications)
     COMPREPLY=()
     # Not by compgen -W, which would run what stands in the name of a file.

@@ -18,5 +18,7 @@ complete --command glimmerwick --long-option target-app --exclusive --arguments 
     --description 'Always type into one application'
 complete --command glimmerwick --long-option disable-event-tap \
     --description 'Take keys by keyboard focus instead of interception'
+complete --command glimmerwick --long-option diagnose \
+    --description 'Print what this desktop lets the picker do and end'
 complete --command glimmerwick --long-option help --description 'Print a short help and end'
 complete --command glimmerwick --long-option version --description 'Print the version and end'

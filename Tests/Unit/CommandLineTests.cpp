@@ -45,6 +45,11 @@ std::vector<Accepted> acceptedCommandLines()
         {{"--help", "--version"}, help},
         {{"--version", "--help"}, version},
         {{"--help", "--bogus"}, help},
+        {{"--diagnose"}, with([](CommandLine& line) { line.request = Request::diagnose; })},
+        {{"--platform", "xcb", "--diagnose", "--bogus"}, with([](CommandLine& line) {
+             line.request = Request::diagnose;
+             line.toolkitArguments = {"--platform", "xcb"};
+         })},
         {{"--show-picker"}, shown},
         {{"--show-picker", "--show-picker"}, shown},
         {{"--toggle"}, toggled},
@@ -156,7 +161,7 @@ TEST(CommandLineTest, onlyAStartThatAsksForNothingIsPlain)
 TEST(CommandLineTest, usageNamesEveryOption)
 {
     for (const char* option : {"--toggle", "--background", "--show-picker", "--target-app ID",
-                               "--disable-event-tap", "--help", "--version"}) {
+                               "--disable-event-tap", "--diagnose", "--help", "--version"}) {
         EXPECT_THAT(std::string(CommandLine::usage()), HasSubstr(option));
     }
 }
