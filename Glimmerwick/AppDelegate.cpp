@@ -20,6 +20,7 @@
 #include "Platform/Platform.h"
 #include "Platform/Qt/Text.h"
 #include "Platform/Shell.h"
+#include "Platform/UserDefaults.h"
 #include "Search/SearchManager.h"
 #include "Views/SearchBarView.h"
 #include "Views/SkinTonePopoverController.h"
@@ -36,6 +37,8 @@
 namespace glimmerwick {
 
 namespace {
+
+constexpr auto toggleCommandUsedKey = "ToggleCommandUsed";
 
 constexpr int searchDebounceDelayMs = 50;
 constexpr std::chrono::milliseconds showPickerFlagDelay(500);
@@ -213,12 +216,16 @@ void AppDelegate::setupHotkey()
 
 void AppDelegate::tellThatTheShortcutIsTaken()
 {
+    // Whoever has bound the command to a key knows, and need not be told at every login.
+    if (m_platform.userDefaults.boolean(toggleCommandUsedKey).value_or(false)) {
+        return;
+    }
     m_platform.userNotice.post(
-        {translated(QT_TRANSLATE_NOOP("AppDelegate", "The picker's shortcut is taken")),
+        {translated(QT_TRANSLATE_NOOP("AppDelegate", "The picker has no shortcut")),
          translated(QT_TRANSLATE_NOOP(
              "AppDelegate",
-             "Ctrl+Super+Space belongs to another program, or this keyboard lacks it. Have your desktop's "
-             "keyboard settings run this command on a key of your choice: glimmerwick --toggle"))});
+             "Ctrl+Super+Space belongs to another program, or this desktop or keyboard lacks it. Have your "
+             "desktop's keyboard settings run this command on a key of your choice: glimmerwick --toggle"))});
 }
 
 void AppDelegate::tellThatTypingIsRefused()
@@ -334,6 +341,7 @@ void AppDelegate::honourToggleFlag(const std::vector<std::string>& arguments)
 {
     const auto commandLine = CommandLine::parse(arguments);
     if (commandLine && commandLine.value().toggle) {
+        m_platform.userDefaults.setBoolean(toggleCommandUsedKey, true);
         togglePicker();
     }
 }
@@ -345,7 +353,7 @@ std::optional<std::string> AppDelegate::handleArguments(const std::vector<std::s
         return commandLine.error();
     }
     if (commandLine.value().request != CommandLine::Request::run) {
-        return "help and version are not for a running picker";
+        return "what only prints something is not for a running picker";
     }
     if (commandLine.value().isPlainStart()) {
         perform(PickerAction::show);

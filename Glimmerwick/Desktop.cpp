@@ -37,6 +37,7 @@ namespace glimmerwick {
 namespace {
 
 constexpr auto consentRefusedKey = "TypingConsentRefused";
+constexpr auto shortcutDeclinedKey = "ShortcutDeclined";
 
 /// Where nobody tells of other programs' windows.
 class UnknownWorkspace : public Workspace {
@@ -127,6 +128,12 @@ std::unique_ptr<EventTap> makeShortcut(const DesktopContext& context)
         report("the shortcut cannot be had: " + reason);
         tell();
     };
+    const auto declined = [unavailable, &userDefaults = context.userDefaults](const std::string& reason) {
+        if (reason == PortalShortcut::declined) {
+            userDefaults.setBoolean(shortcutDeclinedKey, true);
+        }
+        unavailable(reason);
+    };
     switch (context.routes.shortcut) {
     case ShortcutRoute::kglobalaccel:
         return std::make_unique<KGlobalAccelShortcut>(context.bus, unavailable);
@@ -135,7 +142,10 @@ std::unique_ptr<EventTap> makeShortcut(const DesktopContext& context)
         return std::make_unique<SwayShortcut>(socket ? socket : "", context.mainQueue, unavailable);
     }
     case ShortcutRoute::globalShortcutsPortal:
-        return std::make_unique<PortalShortcut>(unavailable);
+        // Whoever has said no is not asked at every login.
+        return context.userDefaults.boolean(shortcutDeclinedKey).value_or(false)
+            ? nullptr
+            : std::make_unique<PortalShortcut>(declined);
     case ShortcutRoute::x11Grab:
     case ShortcutRoute::command:
         break;
@@ -208,7 +218,8 @@ void Desktop::makePoster(const DesktopContext& context)
     if (context.routes.paste == PasteRoute::remoteDesktopPortal) {
         makePortalKeyboard(context);
         keyboard = m_portalKeyboard.get();
-        m_ownTrust = std::make_unique<PasteTrust>(*m_portalKeyboard, context.userNotice);
+        m_ownTrust = std::make_unique<PasteTrust>(*m_portalKeyboard, context.userNotice,
+                                                  [this] { askForConsent(Asking::onceForAll); });
     } else {
         m_ownTrust = std::make_unique<PasteTrust>(keyboard, context.userNotice);
     }
@@ -233,16 +244,22 @@ void Desktop::makePortalKeyboard(const DesktopContext& context)
     m_portalRegistration = std::make_unique<PortalRegistration>(*m_portalBus, context.bundleIdentifier);
     const auto refused = [report = context.reportProblem, tell = context.typingIsRefused,
                           &userDefaults = context.userDefaults](PortalKeyboard::Refusal refusal) {
-        if (refusal == PortalKeyboard::Refusal::byUser) {
-            userDefaults.setBoolean(consentRefusedKey, true);
+        if (refusal == PortalKeyboard::Refusal::byPortal) {
+            report("the desktop portal does not let emoji be typed");
+            return;
         }
-        report(refusal == PortalKeyboard::Refusal::byUser ? "the user does not let emoji be typed"
-                                                          : "the desktop portal does not let emoji be typed");
+        report("the user does not let emoji be typed");
+        userDefaults.setBoolean(consentRefusedKey, true);
         tell();
+    };
+    const auto granted = [&userDefaults = context.userDefaults] {
+        if (userDefaults.boolean(consentRefusedKey).value_or(false)) {
+            userDefaults.setBoolean(consentRefusedKey, false);
+        }
     };
     m_portalKeyboard = std::make_unique<PortalKeyboard>(
         *m_portalBus, *m_portalRegistration, context.userDefaults,
-        PortalKeyboard::Hooks{refused, context.reportProblem}, PortalKeyboard::Patience());
+        PortalKeyboard::Hooks{refused, granted, context.reportProblem}, PortalKeyboard::Patience());
 }
 
 Desktop::~Desktop() = default;

@@ -49,7 +49,8 @@ public:
     /// The process that has the name; 0 when nobody has it.
     std::uint32_t owner(const char* name) { return askBus("GetConnectionUnixProcessID", name).toUInt(); }
 
-    /// The version of an interface of the desktop's portal; 0 when there is none. Starts the portal.
+    /// The version of an interface of the desktop's portal; 0 when there is none. Starts the portal. One that
+    /// does not answer in time, as at login, counts as the first version: what uses it waits for it.
     std::uint32_t portalVersion(const QString& interface)
     {
         if (!m_bus.isConnected()) {
@@ -63,7 +64,11 @@ public:
         auto request = QDBusMessage::createMethodCall(portalName::service, portalName::object,
                                                       "org.freedesktop.DBus.Properties", "Get");
         request << interface << QStringLiteral("version");
-        return ask(*m_portalBus, request).value<QDBusVariant>().variant().toUInt();
+        const QVariant version = ask(*m_portalBus, request);
+        if (!version.isValid() && isTimeOver()) {
+            return 1;
+        }
+        return version.value<QDBusVariant>().variant().toUInt();
     }
 
 private:
@@ -76,6 +81,8 @@ private:
     }
 
     /// An error gives no arguments that mean anything.
+    bool isTimeOver() const { return Clock::now() >= m_deadline; }
+
     QVariant ask(const SessionBus& bus, const QDBusMessage& request)
     {
         const auto left = std::chrono::duration_cast<milliseconds>(m_deadline - Clock::now());

@@ -50,8 +50,13 @@ ClipboardRoute chooseClipboard(const SessionFacts& facts, ToolkitRoute toolkit)
     return toolkit == ToolkitRoute::x11 ? ClipboardRoute::x11Selection : ClipboardRoute::toolkit;
 }
 
-PasteRoute choosePaste(const SessionFacts& facts)
+PasteRoute choosePaste(const SessionFacts& facts, ClipboardRoute clipboard)
 {
+    // What is put there once the panel is gone is put there by a program without the keys, which is refused:
+    // the keys would paste the text that was there before.
+    if (clipboard == ClipboardRoute::toolkit) {
+        return PasteRoute::copyOnly;
+    }
     // Beside a compositor the X server's test keys reach its own applications alone.
     if (!facts.waylandDisplay) {
         return PasteRoute::x11Test;
@@ -144,7 +149,7 @@ SessionRoutes chooseRoutes(const SessionFacts& facts)
     routes.toolkit = chooseToolkit(facts);
     routes.panel = choosePanel(facts, routes.toolkit);
     routes.clipboard = chooseClipboard(facts, routes.toolkit);
-    routes.paste = choosePaste(facts);
+    routes.paste = choosePaste(facts, routes.clipboard);
     routes.windows = chooseWindows(facts);
     routes.shortcut = chooseShortcut(facts);
     return routes;

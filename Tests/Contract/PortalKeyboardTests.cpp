@@ -82,6 +82,7 @@ protected:
         keyboard = std::make_unique<PortalKeyboard>(
             bus, registration, userDefaults,
             PortalKeyboard::Hooks{[this](Refusal refusal) { refusals.push_back(refusal); },
+                                  [this] { ++grantedCount; },
                                   [this](std::string_view problem) { problems.emplace_back(problem); }},
             limits);
     }
@@ -106,6 +107,7 @@ protected:
     PortalRegistration registration{bus, "com.glimmerwick.Glimmerwick"};
     fakes::FakeUserDefaults userDefaults;
     std::vector<Refusal> refusals;
+    int grantedCount = 0;
     std::vector<std::string> problems;
     std::unique_ptr<Portal> portal;
     std::unique_ptr<PortalKeyboard> keyboard;
@@ -140,9 +142,11 @@ TEST_F(PortalKeyboardTest, consentAsksForAKeyboardThatStaysAllowed)
     EXPECT_EQ(options["persist_mode"], QVariant(2U));
     EXPECT_FALSE(options.contains("restore_token"));
 
+    EXPECT_EQ(grantedCount, 0);
     portal->answerDialog(Response::granted);
     EXPECT_TRUE(becomes(State::granted));
     EXPECT_TRUE(keyboard->isReady());
+    EXPECT_EQ(grantedCount, 1);
     EXPECT_THAT(refusals, IsEmpty());
 }
 
@@ -640,7 +644,7 @@ TEST_F(PortalKeyboardTest, theRefusalsHookMayEndTheKeyboard)
                                                                           isToldOf = true;
                                                                           keyboard.reset();
                                                                       },
-                                                                      nullptr},
+                                                                      nullptr, nullptr},
                                                 PortalKeyboard::Patience());
     keyboard->requestConsent();
     ASSERT_TRUE(portal->asksTheUser());
@@ -698,7 +702,7 @@ TEST_F(PasteTrustTest, withAPortalTheUserIsAskedWhenTheyAreToBe)
 {
     startPortal();
     makeKeyboard();
-    PasteTrust trust(*keyboard, notice);
+    PasteTrust trust(*keyboard, notice, [this] { keyboard->requestConsent(); });
     EXPECT_FALSE(trust.isTrusted());
     EXPECT_TRUE(trust.canBeGranted());
     EXPECT_EQ(keyboard->state(), State::idle) << "asking is not prompting";
@@ -712,11 +716,24 @@ TEST_F(PasteTrustTest, withAPortalTheUserIsAskedWhenTheyAreToBe)
     EXPECT_THAT(notice.posted, IsEmpty());
 }
 
+TEST_F(PasteTrustTest, aPortalThatRefusesByItselfLeavesCopying)
+{
+    startPortal({.failing = {"Start"}});
+    makeKeyboard();
+    PasteTrust trust(*keyboard, notice, [this] { keyboard->requestConsent(); });
+    EXPECT_TRUE(trust.canBeGranted());
+
+    EXPECT_FALSE(trust.isTrustedWithPrompt());
+
+    ASSERT_TRUE(becomes(State::refused));
+    EXPECT_FALSE(trust.canBeGranted());
+}
+
 TEST_F(PasteTrustTest, aRefusalCanStillBeGranted)
 {
     startPortal();
     makeKeyboard();
-    PasteTrust trust(*keyboard, notice);
+    PasteTrust trust(*keyboard, notice, [this] { keyboard->requestConsent(); });
     trust.isTrustedWithPrompt();
     ASSERT_TRUE(portal->asksTheUser());
     portal->answerDialog(Response::cancelled);
@@ -731,7 +748,7 @@ TEST_F(PasteTrustTest, aRefusalCanStillBeGranted)
 TEST_F(PasteTrustTest, aPortalThatIsNotThereGrantsNothing)
 {
     makeKeyboard();
-    PasteTrust trust(*keyboard, notice);
+    PasteTrust trust(*keyboard, notice, [this] { keyboard->requestConsent(); });
     trust.isTrustedWithPrompt();
     ASSERT_TRUE(becomes(State::noPortal));
 

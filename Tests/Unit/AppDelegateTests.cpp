@@ -736,6 +736,35 @@ TEST_F(AppDelegateTest, theNoticeOfATakenShortcutIsTranslated)
     EXPECT_THAT(system.userNotice.posted[0].body, StartsWith(mark.toStdString()));
 }
 
+TEST_F(AppDelegateTest, whoHasUsedTheCommandIsNotToldOfATakenShortcutAgain)
+{
+    system.eventTap.refuses = true;
+    launchAndLoad();
+    ASSERT_EQ(system.userNotice.posted.size(), 1u);
+
+    delegate->handleArguments({"--toggle"});
+    delegate->tellThatTheShortcutIsTaken();
+
+    EXPECT_EQ(system.userNotice.posted.size(), 1u);
+}
+
+TEST_F(AppDelegateTest, withoutAnyWayToTypeNobodyWaitsForThePermission)
+{
+    system.eventTap.refuses = true;
+    system.accessibilityTrust.trusted = false;
+    system.accessibilityTrust.grantable = false;
+
+    launchAndLoad();
+
+    ASSERT_EQ(system.userNotice.posted.size(), 1u);
+    EXPECT_THAT(system.userNotice.posted[0].body, HasSubstr("glimmerwick --toggle"));
+    EXPECT_EQ(system.accessibilityTrust.promptCount, 0);
+    // Not even when the trust were there all of a sudden.
+    system.accessibilityTrust.trusted = true;
+    system.time.advance(1min);
+    EXPECT_EQ(system.userNotice.posted.size(), 1u);
+}
+
 TEST_F(AppDelegateTest, theNoticeOfACopyToPasteIsTranslated)
 {
     const MarkingTranslator translator;

@@ -24,8 +24,8 @@ PasteTrust::PasteTrust(InjectedKeyboard* keyboard, UserNotice& userNotice)
 {
 }
 
-PasteTrust::PasteTrust(PortalKeyboard& keyboard, UserNotice& userNotice)
-    : m_keyboard(&keyboard), m_portalKeyboard(&keyboard), m_userNotice(userNotice)
+PasteTrust::PasteTrust(PortalKeyboard& keyboard, UserNotice& userNotice, std::function<void()> ask)
+    : m_keyboard(&keyboard), m_portalKeyboard(&keyboard), m_ask(std::move(ask)), m_userNotice(userNotice)
 {
 }
 
@@ -40,7 +40,7 @@ bool PasteTrust::isTrustedWithPrompt()
         return true;
     }
     if (canBeGranted()) {
-        m_portalKeyboard->requestConsent();
+        m_ask();
     } else {
         explain();
     }
@@ -49,7 +49,9 @@ bool PasteTrust::isTrustedWithPrompt()
 
 bool PasteTrust::canBeGranted()
 {
-    return isTrusted() || (m_portalKeyboard && m_portalKeyboard->state() != PortalKeyboard::State::noPortal);
+    return isTrusted()
+        || (m_portalKeyboard && m_portalKeyboard->state() != PortalKeyboard::State::noPortal
+            && !m_portalKeyboard->isRefusedByPortal());
 }
 
 void PasteTrust::explain()

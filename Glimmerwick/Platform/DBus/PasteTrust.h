@@ -2,6 +2,8 @@
 
 #include "Platform/AccessibilityTrust.h"
 
+#include <functional>
+
 namespace glimmerwick {
 
 class InjectedKeyboard;
@@ -14,8 +16,8 @@ class PasteTrust : public AccessibilityTrust {
 public:
     /// A keyboard that the user is never asked about; null where there is none.
     PasteTrust(InjectedKeyboard* keyboard, UserNotice& userNotice);
-    /// A keyboard that the user has to agree to.
-    PasteTrust(PortalKeyboard& keyboard, UserNotice& userNotice);
+    /// A keyboard that the user has to agree to, and how they are asked.
+    PasteTrust(PortalKeyboard& keyboard, UserNotice& userNotice, std::function<void()> ask);
 
     bool isTrusted() override;
     /// The portal asks the user, where there is one; else a notice explains, once.
@@ -28,6 +30,7 @@ private:
     InjectedKeyboard* m_keyboard;
     /// Null where nobody can be asked.
     PortalKeyboard* m_portalKeyboard;
+    const std::function<void()> m_ask;
     UserNotice& m_userNotice;
     bool m_isExplained = false;
 };

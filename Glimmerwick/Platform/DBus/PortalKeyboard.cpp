@@ -104,6 +104,9 @@ void PortalKeyboard::answered(const Result<RemoteDesktopSession::Grant, PortalRe
     m_state = State::granted;
     m_mayRestore = true;
     setRestoreToken(answer.value().restoreToken);
+    if (m_hooks.onGranted) {
+        m_hooks.onGranted();
+    }
 }
 
 void PortalKeyboard::notGranted(const PortalRequest::Answer& answer)
@@ -150,6 +153,7 @@ void PortalKeyboard::tryWithoutToken(PortalRequest::Outcome outcome)
 
 void PortalKeyboard::tell(Refusal refusal)
 {
+    m_refusal = refusal;
     // A copy: the hook may end this keyboard.
     if (const auto onRefused = m_hooks.onRefused) {
         onRefused(refusal);

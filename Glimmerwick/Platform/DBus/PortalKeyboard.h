@@ -47,6 +47,8 @@ public:
         /// Consent that was requested has not come, or what was allowed in an earlier run no longer is. From
         /// the event loop.
         std::function<void(Refusal)> onRefused;
+        /// The user has agreed, now or at another time.
+        std::function<void()> onGranted;
         /// Gets one line.
         std::function<void(std::string_view)> reportProblem;
     };
@@ -70,6 +72,9 @@ public:
     PortalKeyboard& operator=(const PortalKeyboard&) = delete;
 
     State state() const { return m_state; }
+
+    /// Whether the last refusal was the portal's own, which asking again does not change.
+    bool isRefusedByPortal() const { return m_state == State::refused && m_refusal == Refusal::byPortal; }
 
     /// Has the portal ask the user, unless it does so already or the user has agreed.
     void requestConsent();
@@ -103,6 +108,8 @@ private:
     const Hooks m_hooks;
     const Patience m_patience;
     State m_state = State::idle;
+    /// The last one.
+    Refusal m_refusal = Refusal::byUser;
     Occasion m_occasion = Occasion::restoring;
     std::string m_sentToken;
     /// A portal that fails whenever it is asked is not asked each time it comes back.

@@ -87,7 +87,7 @@ std::string reasonOf(PortalRequest::Outcome outcome)
 {
     switch (outcome) {
     case PortalRequest::Outcome::cancelled:
-        return "it was declined";
+        return PortalShortcut::declined;
     case PortalRequest::Outcome::unavailable:
         return "the desktop's portal has no shortcuts";
     case PortalRequest::Outcome::unanswered:

@@ -12,6 +12,9 @@ namespace glimmerwick {
 /// keys it is to have, and whether any. One tap at a time. Main thread.
 class PortalShortcut : public EventTap {
 public:
+    /// The reason when the user wants no shortcut.
+    static constexpr auto declined = "it was declined";
+
     /// `onUnavailable` runs from the event loop, once for each reason why the shortcut cannot be had; a
     /// portal that does not take a call for so long is one. The user may take any time to answer.
     explicit PortalShortcut(ShortcutTap::OnUnavailable onUnavailable,

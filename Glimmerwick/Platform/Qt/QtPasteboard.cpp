@@ -7,6 +7,7 @@
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QMimeData>
+#include <QTimer>
 
 #include <memory>
 
@@ -15,7 +16,7 @@ namespace glimmerwick {
 void QtPasteboard::clearContents()
 {
     m_contents.clear();
-    // The rest comes at once with what is put there, so that nobody sees a clipboard that is half filled.
+    m_isPending.reset();
 }
 
 bool QtPasteboard::setString(std::string_view text, const std::string& type)
@@ -25,12 +26,27 @@ bool QtPasteboard::setString(std::string_view text, const std::string& type)
 
 bool QtPasteboard::setData(std::string_view bytes, const std::string& type)
 {
+    // The toolkit would say that it has the clipboard, and nobody else would get anything.
+    if (!QGuiApplication::focusWindow()) {
+        return false;
+    }
     m_contents[type] = bytes;
-    return offer();
+    if (type == pasteboardType::concealed) {
+        offer();
+    } else if (!m_isPending) {
+        m_isPending = std::make_shared<const bool>(true);
+        QTimer::singleShot(0, qGuiApp, [this, isPending = std::weak_ptr(m_isPending)] {
+            if (!isPending.expired()) {
+                offer();
+            }
+        });
+    }
+    return true;
 }
 
-bool QtPasteboard::offer()
+void QtPasteboard::offer()
 {
+    m_isPending.reset();
     auto contents = std::make_unique<QMimeData>();
     for (const auto& [type, bytes] : m_contents) {
         if (type == pasteboardType::string) {
@@ -42,13 +58,15 @@ bool QtPasteboard::offer()
     if (m_contents.contains(pasteboardType::concealed)) {
         contents->setData(toQString(historyHint::target), QByteArray::fromStdString(historyHint::secret));
     }
-    QClipboard* const clipboard = QGuiApplication::clipboard();
-    clipboard->setMimeData(contents.release());
-    return clipboard->ownsClipboard();
+    QGuiApplication::clipboard()->setMimeData(contents.release());
 }
 
 std::optional<std::string> QtPasteboard::string(const std::string& type)
 {
+    if (m_isPending) {
+        const auto found = m_contents.find(type);
+        return found == m_contents.end() ? std::nullopt : std::optional(found->second);
+    }
     const QMimeData* const contents = QGuiApplication::clipboard()->mimeData();
     if (!contents || type != pasteboardType::string || !contents->hasText()) {
         return std::nullopt;

@@ -25,6 +25,9 @@ constexpr int noDescriptor = -1;
 // than the other.
 constexpr auto pasteAfterTaking = 250ms;
 constexpr auto longestPaste = 2s;
+// A compositor that asks on behalf of its windows asks for itself at first, and may do so before the window
+// has handled the chord.
+constexpr auto pasteAfterTakingByAnybody = 700ms;
 
 // Clipboard histories ask the moment the owner changes. Contents follow the clearing at once, and the chord
 // or the mark that tells what histories may do with them a little later, but this thread and the main one may
@@ -552,7 +555,8 @@ void X11SelectionService::answerPasteTarget(const xcb_selection_request_event_t&
     const auto given = m_server.answer(request, *m_paste->contents, selection.ownedSince);
     if (given == X11SelectionServer::Given::contents) {
         m_paste->isTaken = true;
-        m_paste->end = std::min(m_paste->latestEnd, SteadyClock::now() + pasteAfterTaking);
+        const auto afterTaking = m_paste->client == anyClient ? pasteAfterTakingByAnybody : pasteAfterTaking;
+        m_paste->end = std::min(m_paste->latestEnd, SteadyClock::now() + afterTaking);
     }
 }
 

@@ -244,13 +244,25 @@ TEST(SessionRoutesTest, clipboardByPreference)
     EXPECT_EQ(chooseRoutes(facts).clipboard, ClipboardRoute::toolkit);
 }
 
+TEST(SessionRoutesTest, nothingIsTypedFromAClipboardThatNeedsTheKeys)
+{
+    auto facts = sway();
+    facts.dataControl = false;
+    EXPECT_EQ(chooseRoutes(facts).paste, PasteRoute::copyOnly);
+
+    facts = mutter43();
+    EXPECT_EQ(chooseRoutes(facts).paste, PasteRoute::remoteDesktopPortal);
+    facts.wantedToolkitPlatform = "wayland";
+    EXPECT_EQ(chooseRoutes(facts).paste, PasteRoute::copyOnly);
+}
+
 TEST(SessionRoutesTest, pasteByPreference)
 {
     auto facts = kwin();
     facts.virtualKeyboard = true;
     EXPECT_EQ(chooseRoutes(facts).paste, PasteRoute::virtualKeyboard);
 
-    facts.seat = false;
+    facts.virtualKeyboard = false;
     EXPECT_EQ(chooseRoutes(facts).paste, PasteRoute::kwinFakeInput);
 
     facts.kwinFakeInput = false;
