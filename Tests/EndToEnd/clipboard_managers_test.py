@@ -64,6 +64,13 @@ class ClipboardManagersTest(EndToEndTest):
             return json.loads(self.desktop.call("copyq", "eval", script))
         return None
 
+    def copyq_formats(self):
+        """What CopyQ has fetched of its latest entries: the rule can see that alone."""
+        script = "tab('&clipboard'); [0, 1, 2].map(row => row + ': ' + str(read('?', row))).join('; ')"
+        with contextlib.suppress(DesktopError):
+            return self.desktop.call("copyq", "eval", script)
+        return None
+
     def start_clipman(self):
         self.desktop.run("clipman", "xfce4-clipman")
         manager = self.desktop.display.get_atom("CLIPBOARD_MANAGER")
@@ -126,7 +133,7 @@ class ClipboardManagersTest(EndToEndTest):
         self.copy_emoji(picker)
 
         wait_until(lambda: EMOJI in (self.copyq_entries(LEFT_OUT) or []), "the rule has seen the copy")
-        self.assertEqual(self.copyq_entries(), [COPIED, *self.earlier])
+        self.assertEqual(self.copyq_entries(), [COPIED, *self.earlier], self.copyq_formats())
 
     def test_the_users_text_is_on_top_once_after_a_pick(self):
         self.start_clipman()

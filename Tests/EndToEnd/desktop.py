@@ -559,6 +559,11 @@ class Picker:
         self.wait_for_line("[Glimmerwick] Manifest loaded successfully", deadline)
         self.wait_for_line("[SearchManager] Index built: ", deadline)
 
+    def loaded_files(self):
+        """What the process has in its memory, by the names of the files."""
+        with open(f"/proc/{self.program.process.pid}/maps", encoding="utf-8") as maps:
+            return {line.split("/")[-1].strip() for line in maps if "/" in line}
+
     def is_open(self):
         """Whether it says that it is shown, which it does once it also has the keys. Grabbing the keyboard to find
         out would tell the application that it has lost the focus."""

@@ -43,6 +43,13 @@ class LaunchTest(EndToEndTest):
         for line, pattern in zip(lines, patterns):
             self.assertRegex(line, f"^{pattern}$")
 
+    def test_nothing_of_wayland_is_loaded(self):
+        picker = self.start_picker()
+        files = picker.loaded_files()
+        self.assertIn("x11.so", files)
+        self.assertNotIn("wayland.so", files)
+        self.assertEqual([name for name in files if name.startswith("libwayland-")], [])
+
     def test_offline_launch_logs_each_step_in_order(self):
         picker = self.start_picker()
 
