@@ -181,6 +181,7 @@ Desktop::Desktop(const DesktopContext& context)
                        : nullptr),
       m_shortcut(makeShortcut(context)), m_userDefaults(context.userDefaults)
 {
+    context.windowSystems.endProbing();
     m_pasteboard = firstOf(m_compositor.get(), *m_windowSystem, &WindowSystem::pasteboard);
     if (!m_pasteboard) {
         m_ownPasteboard = std::make_unique<QtPasteboard>();

@@ -26,6 +26,15 @@ void WindowSystems::probe(ToolkitRoute which, SessionFacts& facts)
     }
 }
 
+void WindowSystems::endProbing()
+{
+    for (const auto& library : m_libraries) {
+        if (library && *library) {
+            (*library)->endProbing();
+        }
+    }
+}
+
 WindowSystemLibrary* WindowSystems::library(ToolkitRoute which)
 {
     auto& known = m_libraries.at(static_cast<std::size_t>(which));

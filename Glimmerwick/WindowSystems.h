@@ -22,6 +22,9 @@ public:
     /// Load what they look with. Must not outlive this.
     WindowSystemProbes probes();
 
+    /// Closes what was opened to look and is not used. Those that were not looked with stay unloaded.
+    void endProbing();
+
     /// Null when it cannot be loaded.
     WindowSystemLibrary* library(ToolkitRoute which);
 

@@ -78,8 +78,10 @@ class WindowSystemLibrary {
 public:
     virtual ~WindowSystemLibrary() = default;
 
-    /// Adds what it finds in the user's session. Needs no toolkit.
+    /// Adds what it finds in the user's session. Needs no toolkit. What was opened for it may stay open until
+    /// `make` or `endProbing`.
     virtual void probe(SessionFacts& facts) = 0;
+    virtual void endProbing() = 0;
 
     /// Before the application object is made, which may find the display gone.
     virtual std::unique_ptr<DisplayLossWatch> watchForLoss() = 0;

@@ -31,8 +31,11 @@ Result<Success, std::string> openInDefaultApplication(const std::filesystem::pat
     }
     const ObjectHandle<GFile> opened(g_file_new_for_path(file.c_str()));
     const std::unique_ptr<GList, ListDeleter> files(g_list_append(nullptr, opened.get()));
+    const ObjectHandle<GAppLaunchContext> context(g_app_launch_context_new());
+    // It tells this program's toolkit how to make its panel, and would spoil other programs' windows.
+    g_app_launch_context_unsetenv(context.get(), "QT_WAYLAND_USE_BYPASSWINDOWMANAGERHINT");
     GErrorHandle error;
-    if (!g_app_info_launch(application.get(), files.get(), nullptr, error.out())) {
+    if (!g_app_info_launch(application.get(), files.get(), context.get(), error.out())) {
         return Failure{std::string(g_app_info_get_name(application.get()))
                        + " cannot be started: " + error.message()};
     }

@@ -1,8 +1,10 @@
 #include "Platform/Qt/DisplayLoss.h"
 
+#include <QCoreApplication>
 #include <QString>
 
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <thread>
@@ -12,8 +14,16 @@ namespace glimmerwick {
 
 namespace {
 
-/// What is watched; taken when the process is to end, which it does once.
+using namespace std::chrono_literals;
+
+// Settings are stored in milliseconds; a main thread that takes longer waits for the lost display itself.
+constexpr auto patienceWithMainThread = 2s;
+
 std::atomic<const DisplayLoss::Display*> watched = nullptr;
+
+/// Set when the process is to end, which it does once.
+std::atomic<bool> isEnding = false;
+std::atomic<bool> isReported = false;
 
 std::atomic<QtMessageHandler> earlierMessageHandler = nullptr;
 
@@ -32,20 +42,25 @@ bool isDisplayLost()
     return display && display->isLost();
 }
 
-/// Returns only when there is nothing to end.
+[[noreturn]] void leave(const char* report)
+{
+    if (report && !isReported.exchange(true)) {
+        say(report);
+    }
+    std::_Exit(EXIT_FAILURE);
+}
+
+/// Returns only when there is nothing to end, and when that is under way already.
 void endProcess(const char* report)
 {
     // Whatever is saved may lead back here.
-    if (!watched.exchange(nullptr)) {
+    if (!watched.load() || isEnding.exchange(true)) {
         return;
     }
     if (saveEverything && std::this_thread::get_id() == mainThread) {
         saveEverything();
     }
-    if (report) {
-        say(report);
-    }
-    std::_Exit(EXIT_FAILURE);
+    leave(report);
 }
 
 void handleExit()
@@ -57,14 +72,28 @@ void handleExit()
     endProcess(display && display->isLost() ? display->report : nullptr);
 }
 
+/// Has the main thread end the process, which the caller would do as soon as this returned.
+[[noreturn]] void leaveTheEndToMainThread(const char* report)
+{
+    if (QCoreApplication* const application = QCoreApplication::instance()) {
+        QMetaObject::invokeMethod(
+            application, [report] { endProcess(report); }, Qt::QueuedConnection);
+    }
+    std::this_thread::sleep_for(patienceWithMainThread);
+    leave(report);
+}
+
 void handleMessage(QtMsgType type, const QMessageLogContext& context, const QString& message)
 {
     const auto* display = watched.load();
-    const bool isLost = (display && message.startsWith(QLatin1String(display->lastWords))) || isDisplayLost();
+    const bool areLastWords = display && message.startsWith(QLatin1String(display->lastWords));
+    const bool isLost = areLastWords || isDisplayLost();
     // Whatever else the toolkit complains of follows from the loss, which is told once. Threads that decode
     // pictures complain too; the main one ends the process when it notices.
     if (isLost && display && std::this_thread::get_id() == mainThread) {
         endProcess(display->report);
+    } else if (areLastWords) {
+        leaveTheEndToMainThread(display->report);
     }
     if (const QtMessageHandler handle = earlierMessageHandler; handle && !isLost) {
         handle(type, context, message);
@@ -76,6 +105,8 @@ void handleMessage(QtMsgType type, const QMessageLogContext& context, const QStr
 DisplayLoss::DisplayLoss(const Display& display)
 {
     mainThread = std::this_thread::get_id();
+    isEnding = false;
+    isReported = false;
     watched = &display;
     earlierMessageHandler = qInstallMessageHandler(&handleMessage);
 }
@@ -98,7 +129,9 @@ Registration DisplayLoss::saveBy(std::function<void()> save)
 void DisplayLoss::tell(const char* report)
 {
     endProcess(report);
-    say(report);
+    if (!isEnding) {
+        say(report);
+    }
 }
 
 } // namespace glimmerwick

@@ -10,14 +10,16 @@ namespace glimmerwick {
 /// on standard error.
 ///
 /// The toolkit would call std::exit in the middle of its event loop, which destroys static objects while
-/// threads, and everything that `main` has made, still use them. Or it would abort, or crash, when the server
-/// goes away while the QGuiApplication is made. While this lives the process ends before any of that. Make it
-/// before the QGuiApplication, one at a time. Main thread.
+/// threads, and everything that `main` has made, still use them. Or its thread that reads from the server
+/// would call _exit, which saves nothing. Or it would abort, or crash, when the server goes away while the
+/// QGuiApplication is made. While this lives the process ends before any of that; a thread that has said the
+/// last words is held until the main thread has ended the process, for 2 s at most. Make it before the
+/// QGuiApplication, one at a time. Main thread.
 class DisplayLoss : public DisplayLossWatch {
 public:
     /// What there is to know of one kind of display.
     struct Display {
-        /// How the toolkit's message right before it ends the process begins.
+        /// How the toolkit's message right before it ends the process begins, on whatever thread.
         const char* lastWords;
         /// What the user is told, without the program's name.
         const char* report;

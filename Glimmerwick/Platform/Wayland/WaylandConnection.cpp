@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
+#include <wayland-client.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -56,9 +57,11 @@ class WaylandConnection::Worker {
 public:
     explicit Worker(Options options) : m_display(options.displayName)
     {
-        m_display.onLost = [onLost = std::move(options.onLost)](const std::string& reason) {
-            std::fprintf(stderr, "glimmerwick: the connection to the Wayland compositor is lost: %s\n",
-                         reason.c_str());
+        m_display.onLost = [this, onLost = std::move(options.onLost)](const std::string& reason) {
+            if (!isCompositorGone()) {
+                std::fprintf(stderr, "glimmerwick: the connection to the Wayland compositor is lost: %s\n",
+                             reason.c_str());
+            }
             if (onLost) {
                 onLost(reason);
             }
@@ -97,6 +100,13 @@ private:
             }
             m_display.turn(WaylandDisplay::Time::max(), m_wake.get());
         }
+    }
+
+    // The toolkit's display, on the compositor or on its XWayland, is lost with it, which is told once.
+    bool isCompositorGone() const
+    {
+        const int error = wl_display_get_error(m_display.get());
+        return error == EPIPE || error == ECONNRESET;
     }
 
     std::vector<std::function<void(WaylandDisplay&)>> takeWork()

@@ -13,7 +13,8 @@
 namespace glimmerwick {
 
 /// A connection to the compositor with a thread of its own, so that other programs are answered while the
-/// main thread waits. Apart from the toolkit's connection, which ends the program when it is lost.
+/// main thread waits. Apart from the toolkit's connection, which ends the program when it is lost; that the
+/// compositor has gone is left to it to say, and what else ends this one is said on standard error.
 ///
 /// What is made on the thread by `perform` must be destroyed there, before the connection. Main thread.
 class WaylandConnection {

@@ -67,11 +67,13 @@ void WaylandPanel::giveRole()
                      static_cast<std::uint32_t>(m_window->height())});
     m_role->takeKeys(WaylandLayerSurface::Keys::all);
     m_takesAllKeys = true;
-    m_role->onClosed = m_hooks.keysLost;
     commit();
     if (!m_toolkit.waitForConfiguration(*m_role)) {
         m_role.reset();
+        return;
     }
+    // Not before: what hides the panel must find it made.
+    m_role->onClosed = m_hooks.keysLost;
 }
 
 void WaylandPanel::takeKeys()

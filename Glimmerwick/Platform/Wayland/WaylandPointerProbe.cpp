@@ -179,6 +179,10 @@ private:
         if (area.width == width && area.height == height) {
             return area;
         }
+        // Bars may cover an output, and more than that.
+        if (area.width <= 0 || area.height <= 0) {
+            return std::nullopt;
+        }
         inner.show();
         if (m_display.turnUntil([&] { return isOn(inner); }, until)) {
             area.left = static_cast<std::int32_t>(place.x - m_place.x);

@@ -8,8 +8,8 @@
 #include <viewporter.h>
 #include <wayland-client.h>
 
-#include <cerrno>
-#include <system_error>
+#include <cstddef>
+#include <limits>
 
 namespace glimmerwick {
 
@@ -21,6 +21,8 @@ constexpr std::uint32_t shmVersion = 1;
 constexpr std::uint32_t viewporterVersion = 1;
 constexpr std::uint32_t shellVersion = 1;
 constexpr std::int32_t bytesPerPixel = 4;
+/// The protocol's numbers go no further.
+constexpr std::size_t largestPool = std::numeric_limits<std::int32_t>::max();
 
 } // namespace
 
@@ -63,12 +65,17 @@ void WaylandProbeSurface::show()
 {
     const auto width = static_cast<std::int32_t>(m_role->width());
     const auto height = static_cast<std::int32_t>(m_role->height());
+    // Compositors take a viewport without a size for an error that ends the connection.
+    if (width <= 0 || height <= 0) {
+        return;
+    }
+    m_buffer = m_globals.viewporter ? makeBuffer(1, 1) : makeBuffer(width, height);
+    if (!m_buffer) {
+        return;
+    }
     if (m_globals.viewporter) {
-        m_buffer = makeBuffer(1, 1);
         m_viewport = wp_viewporter_get_viewport(m_globals.viewporter, m_surface);
         wp_viewport_set_destination(m_viewport, width, height);
-    } else {
-        m_buffer = makeBuffer(width, height);
     }
     wl_surface_attach(m_surface, m_buffer, 0, 0);
     wl_surface_damage(m_surface, 0, 0, width, height);
@@ -78,15 +85,22 @@ void WaylandProbeSurface::show()
 // A new file is full of zeros, which is what nothing looks like.
 wl_buffer* WaylandProbeSurface::makeBuffer(std::int32_t width, std::int32_t height)
 {
-    const std::int32_t size = width * height * bytesPerPixel;
-    const int file = memfd_create("glimmerwick-probe", MFD_CLOEXEC);
-    if (file < 0 || ftruncate(file, size) != 0) {
-        throw std::system_error(errno, std::generic_category(), "memfd_create");
+    const std::size_t size =
+        static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * bytesPerPixel;
+    if (size > largestPool) {
+        return nullptr;
     }
-    wl_shm_pool* const pool = wl_shm_create_pool(m_globals.shm, file, size);
-    wl_buffer* const buffer =
-        wl_shm_pool_create_buffer(pool, 0, width, height, width * bytesPerPixel, WL_SHM_FORMAT_ARGB8888);
-    wl_shm_pool_destroy(pool);
+    const int file = memfd_create("glimmerwick-probe", MFD_CLOEXEC);
+    if (file < 0) {
+        return nullptr;
+    }
+    wl_buffer* buffer = nullptr;
+    if (ftruncate(file, static_cast<off_t>(size)) == 0) {
+        wl_shm_pool* const pool = wl_shm_create_pool(m_globals.shm, file, static_cast<std::int32_t>(size));
+        buffer =
+            wl_shm_pool_create_buffer(pool, 0, width, height, width * bytesPerPixel, WL_SHM_FORMAT_ARGB8888);
+        wl_shm_pool_destroy(pool);
+    }
     close(file);
     return buffer;
 }

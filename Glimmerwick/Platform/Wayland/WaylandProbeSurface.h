@@ -39,6 +39,7 @@ public:
 
     /// Its size, in points, is known from the configuration on, and from then on it can be shown.
     const WaylandLayerSurface& role() const { return *m_role; }
+    /// Stays hidden when its size is nothing, and when memory for it cannot be had.
     void show();
     bool isShown() const { return m_buffer != nullptr; }
 
@@ -47,6 +48,7 @@ public:
     wl_output* output() const { return m_output; }
 
 private:
+    /// Null when memory cannot be had.
     wl_buffer* makeBuffer(std::int32_t width, std::int32_t height);
 
     const Globals& m_globals;

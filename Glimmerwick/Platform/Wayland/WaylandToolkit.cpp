@@ -7,10 +7,13 @@
 #include <QScreen>
 #include <QWindow>
 #include <qpa/qplatformnativeinterface.h>
+#include <qpa/qplatformscreen.h>
 
+#include <poll.h>
 #include <wayland-client.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <string_view>
 
 namespace glimmerwick {
@@ -21,6 +24,9 @@ namespace {
 constexpr std::uint32_t shellVersion = 4;
 // With it keyboards can be released; nothing later is used.
 constexpr std::uint32_t seatVersion = 3;
+
+// Answers take milliseconds. The main thread must not hang with a compositor that hangs.
+constexpr std::chrono::seconds patience{1};
 
 QPlatformNativeInterface& nativeInterface()
 {
@@ -51,14 +57,14 @@ WaylandToolkit::WaylandToolkit() : m_display(connectedDisplay()), m_queue(wl_dis
     auto* const display = static_cast<wl_display*>(wl_proxy_create_wrapper(m_display));
     wl_proxy_set_queue(reinterpret_cast<wl_proxy*>(display), m_queue);
     m_registry = wl_display_get_registry(display);
-    wl_proxy_wrapper_destroy(display);
     static constexpr wl_registry_listener listener{
         [](void* self, wl_registry*, std::uint32_t name, const char* interface, std::uint32_t version) {
             static_cast<WaylandToolkit*>(self)->announce(name, interface, version);
         },
         [](void*, wl_registry*, std::uint32_t) {}};
     wl_registry_add_listener(m_registry, &listener, this);
-    wl_display_roundtrip_queue(m_display, m_queue);
+    waitForAnnouncements(display);
+    wl_proxy_wrapper_destroy(display);
     m_keyboardFocus = std::make_unique<WaylandKeyboardFocus>(m_seat);
 }
 
@@ -72,6 +78,49 @@ WaylandToolkit::~WaylandToolkit()
     }
     wl_registry_destroy(m_registry);
     wl_event_queue_destroy(m_queue);
+}
+
+void WaylandToolkit::waitForAnnouncements(wl_display* onQueue)
+{
+    bool isDone = false;
+    wl_callback* const callback = wl_display_sync(onQueue);
+    static constexpr wl_callback_listener listener{
+        [](void* done, wl_callback*, std::uint32_t) { *static_cast<bool*>(done) = true; }};
+    wl_callback_add_listener(callback, &listener, &isDone);
+    dispatchUntil([&] { return isDone; });
+    wl_callback_destroy(callback);
+}
+
+/// False when time is up first, and when the connection is lost.
+bool WaylandToolkit::dispatchUntil(const std::function<bool()>& condition)
+{
+    const Time end = std::chrono::steady_clock::now() + patience;
+    while (!condition()) {
+        // It refuses to prepare while there is something to handle.
+        if (wl_display_prepare_read_queue(m_display, m_queue) == 0 && !readBefore(end)) {
+            return false;
+        }
+        if (wl_display_dispatch_queue_pending(m_display, m_queue) < 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Ends what has been prepared. False when time is up, and when the connection is lost.
+bool WaylandToolkit::readBefore(Time end)
+{
+    const bool isAllSent = wl_display_flush(m_display) >= 0 || errno != EAGAIN;
+    pollfd descriptor{wl_display_get_fd(m_display), static_cast<short>(isAllSent ? POLLIN : POLLIN | POLLOUT),
+                      0};
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+    const int ready = left.count() > 0 ? poll(&descriptor, 1, static_cast<int>(left.count())) : 0;
+    if (ready > 0 && descriptor.revents != POLLOUT) {
+        return wl_display_read_events(m_display) == 0;
+    }
+    const bool isInterrupted = ready < 0 && errno == EINTR;
+    wl_display_cancel_read(m_display);
+    return ready > 0 || isInterrupted;
 }
 
 void WaylandToolkit::announce(std::uint32_t name, const char* interface, std::uint32_t version)
@@ -90,7 +139,8 @@ void WaylandToolkit::announce(std::uint32_t name, const char* interface, std::ui
 std::unique_ptr<WaylandLayerSurface> WaylandToolkit::makeLayerSurface(wl_surface* surface,
                                                                       const QScreen& screen)
 {
-    if (!m_shell) {
+    // The native interface takes every screen for one of the compositor's.
+    if (!m_shell || screen.handle()->isPlaceholder()) {
         return nullptr;
     }
     auto* const output = static_cast<wl_output*>(
@@ -100,10 +150,8 @@ std::unique_ptr<WaylandLayerSurface> WaylandToolkit::makeLayerSurface(wl_surface
 
 bool WaylandToolkit::waitForConfiguration(WaylandLayerSurface& layerSurface)
 {
-    while (!layerSurface.isConfigured() && !layerSurface.isClosed()) {
-        if (wl_display_dispatch_queue(m_display, m_queue) < 0) {
-            return false;
-        }
+    if (!dispatchUntil([&] { return layerSurface.isConfigured() || layerSurface.isClosed(); })) {
+        return false;
     }
     wl_proxy_set_queue(reinterpret_cast<wl_proxy*>(layerSurface.get()), nullptr);
     // What the toolkit's thread has read in between.

@@ -2,7 +2,9 @@
 
 #include "Platform/Wayland/WaylandKeyboardFocus.h"
 
+#include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 class QScreen;
@@ -42,11 +44,12 @@ public:
 
     bool hasLayerShell() const { return m_shell != nullptr; }
 
-    /// A role for the surface on the screen's output. Null without a layer shell.
+    /// A role for the surface on the screen's output. Null without a layer shell, and while the screen is
+    /// only the toolkit's stand-in for those that are not there.
     std::unique_ptr<WaylandLayerSurface> makeLayerSurface(wl_surface* surface, const QScreen& screen);
 
-    /// Waits until the compositor has configured the surface; false when it refuses, and when the connection
-    /// is lost. From then on the toolkit handles the surface's events.
+    /// Waits until the compositor has configured the surface; false when it refuses, when it does not
+    /// answer in 1 s, and when the connection is lost. From then on the toolkit handles the surface's events.
     bool waitForConfiguration(WaylandLayerSurface& layerSurface);
 
     /// Null while the window has none.
@@ -56,7 +59,12 @@ public:
     WaylandKeyboardFocus& keyboardFocus() { return *m_keyboardFocus; }
 
 private:
+    using Time = std::chrono::steady_clock::time_point;
+
     void announce(std::uint32_t name, const char* interface, std::uint32_t version);
+    void waitForAnnouncements(wl_display* onQueue);
+    bool dispatchUntil(const std::function<bool()>& condition);
+    bool readBefore(Time end);
 
     wl_display* const m_display;
     wl_event_queue* const m_queue;

@@ -117,6 +117,8 @@ public:
         facts.kwinFakeInput = capabilities.kwinFakeInput;
     }
 
+    void endProbing() override { m_connection.reset(); }
+
     std::unique_ptr<DisplayLossWatch> watchForLoss() override
     {
         return std::make_unique<WaylandDisplayLoss>();

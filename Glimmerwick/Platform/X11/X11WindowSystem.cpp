@@ -91,6 +91,8 @@ public:
         }
     }
 
+    void endProbing() override { }
+
     std::unique_ptr<DisplayLossWatch> watchForLoss() override { return std::make_unique<X11DisplayLoss>(); }
     void prepareToolkit(const SessionRoutes&) override { }
     bool isToolkitOnIt() override { return X11Platform::isAvailable(); }
