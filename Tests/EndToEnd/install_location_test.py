@@ -30,9 +30,10 @@ OPEN, LATER = "Open Applications Folder", "Later"
 SHOWING = "[Glimmerwick] Showing picker due to --show-picker argument"
 KEY = "hasShownInstallLocationAlert"
 
-# Mounts a volume that nobody else sees, puts the program there and starts it, in the same process.
-START = 'mount -t tmpfs volume "$0" && cp "$1" "$0/glimmerwick" && mount -o "remount,$2" "$0" && shift 2 ' \
-        '&& exec "$0/glimmerwick" "$@"'
+# Mounts a volume that nobody else sees, puts the program and its libraries there and starts it, in the same process.
+START = 'mount -t tmpfs volume "$0" && mkdir "$0/bin" && cp "$1" "$0/bin/glimmerwick" ' \
+        '&& cp -r "$(dirname "$1")/../lib" "$0/lib" && mount -o "remount,$2" "$0" && shift 2 ' \
+        '&& exec "$0/bin/glimmerwick" "$@"'
 
 
 class InstallLocationTest(unittest.TestCase):
