@@ -6,13 +6,12 @@ usage: kwin_test.py --picker BINARY --qt-target BINARY --hand BINARY --picks N
 """
 
 import pathlib
-import signal
 
 from desktop import PANEL_SIZE, DesktopError, wait_until
 from kwin_desktop import OUTPUT_SIZE, KWinDesktop, missing_programs
 from notifications import Notifications
 from testcase import argument, main
-from wayland_picking import COPIED, WaylandPickingTest, gtk_target, gtk_x11_target, qt_target
+from wayland_picking import COPIED, WaylandPickingTest, WholeJob, gtk_target, gtk_x11_target, qt_target
 
 COUNT = int(argument("picks"))
 HAND = argument("hand")
@@ -51,7 +50,7 @@ class KWinPickingTest(WaylandPickingTest):
                 program.stop()
 
 
-class KWinTest(KWinPickingTest):
+class KWinTest(WholeJob, KWinPickingTest):
     def test_every_pick_into_gtk_arrives(self):
         self.assert_picked(gtk_target(self.desktop), COUNT)
 
@@ -90,45 +89,6 @@ class KWinTest(KWinPickingTest):
                 self.assertEqual([panel[side] for side in ("x", "y", "width", "height")], [*corner, width, height])
                 self.desktop.press("Escape")
                 self.picker.wait_until_closed()
-
-    def test_escape_gives_the_keys_back(self):
-        target = gtk_target(self.desktop)
-        self.picker.open()
-        self.desktop.type("rocket")
-
-        self.desktop.press("Escape")
-
-        self.picker.wait_until_closed()
-        target.wait_for_focus()
-        self.desktop.type("typed")
-        target.wait_for_more("typed")
-        self.assert_clipboard_becomes(COPIED)
-
-    def test_the_shortcut_closes_what_it_opened(self):
-        target = gtk_target(self.desktop)
-        for _ in range(5):
-            self.picker.open()
-            self.desktop.press(self.picker.SHORTCUT)
-            self.picker.wait_until_closed()
-        target.wait_for_focus()
-        self.assertEqual(target.text(), "")
-
-    def test_nothing_of_x11_is_loaded(self):
-        """Although XWayland is there."""
-        files = self.picker.loaded_files()
-        self.assertIn("wayland.so", files)
-        for name in ("x11.so", "libqxcb.so"):
-            self.assertNotIn(name, files)
-
-    def test_it_ends_in_order_when_asked(self):
-        self.picker.program.process.send_signal(signal.SIGTERM)
-        wait_until(lambda: not self.picker.program.is_running(), "the picker has ended")
-        self.assertEqual(self.picker.program.process.returncode, 0)
-        self.start_picker()
-        # The shortcut is the new one's.
-        self.picker.open()
-        self.desktop.press("Escape")
-        self.picker.wait_until_closed()
 
 
 class OtherLayoutTest(KWinPickingTest):

@@ -5,12 +5,11 @@ usage: sway_test.py --picker BINARY --qt-target BINARY --hand BINARY --picks N
 """
 
 import pathlib
-import signal
 
 from desktop import PANEL_HEAD, PANEL_SIZE, wait_until
 from testcase import argument, main
 from wayland_desktop import OUTPUT_SIZE, SwayDesktop
-from wayland_picking import (COPIED, Screenshot, WaylandPickingTest, foot, gtk_target, gtk_x11_target, qt_target)
+from wayland_picking import (COPIED, Screenshot, WaylandPickingTest, WholeJob, foot, gtk_target, gtk_x11_target, qt_target)
 
 COUNT = int(argument("picks"))
 HAND = argument("hand")
@@ -20,7 +19,7 @@ MARGIN, GAP = 8, 10
 FIRST_CELL = 8 + 20, PANEL_HEAD + 28 + 8 + 20
 
 
-class SwayTest(WaylandPickingTest):
+class SwayTest(WholeJob, WaylandPickingTest):
     picker_binary = argument("picker")
 
     @classmethod
@@ -73,28 +72,6 @@ class SwayTest(WaylandPickingTest):
                 self.picker.wait_until_closed()
                 wait_until(lambda: Screenshot(self.desktop).difference(before) is None, "the panel has left no trace")
 
-    def test_escape_gives_the_keys_back(self):
-        target = gtk_target(self.desktop)
-        self.picker.open()
-        self.desktop.type("rocket")
-
-        self.desktop.press("Escape")
-
-        self.picker.wait_until_closed()
-        target.wait_for_focus()
-        self.desktop.type("typed")
-        target.wait_for_more("typed")
-        self.assert_clipboard_becomes(COPIED)
-
-    def test_the_shortcut_closes_what_it_opened(self):
-        target = gtk_target(self.desktop)
-        for _ in range(5):
-            self.picker.open()
-            self.desktop.press(self.picker.SHORTCUT)
-            self.picker.wait_until_closed()
-        target.wait_for_focus()
-        self.assertEqual(target.text(), "")
-
     def test_a_copy_stays_on_the_clipboard(self):
         target = gtk_target(self.desktop)
         self.picker.open()
@@ -109,24 +86,6 @@ class SwayTest(WaylandPickingTest):
         self.assertIn("x-kde-passwordManagerHint", self.desktop.clipboard_types())
         target.wait_for_focus()
         self.assertEqual(target.text(), "")
-
-    def test_nothing_of_x11_is_loaded(self):
-        """Of what this program would load by itself; the toolkit's own libraries bring some along."""
-        files = self.picker.loaded_files()
-        self.assertIn("wayland.so", files)
-        for name in ("x11.so", "libqxcb.so"):
-            self.assertNotIn(name, files)
-        self.assertEqual([name for name in files if name.startswith(("libxcb-xinput", "libxcb-xtest"))], [])
-
-    def test_it_ends_in_order_when_asked(self):
-        self.picker.program.process.send_signal(signal.SIGTERM)
-        wait_until(lambda: not self.picker.program.is_running(), "the picker has ended")
-        self.assertEqual(self.picker.program.process.returncode, 0)
-        self.start_picker()
-        # The shortcut is the new one's.
-        self.picker.open()
-        self.desktop.press("Escape")
-        self.picker.wait_until_closed()
 
 
 if __name__ == "__main__":

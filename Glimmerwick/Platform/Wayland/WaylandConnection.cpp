@@ -1,8 +1,9 @@
 #include "Platform/Wayland/WaylandConnection.h"
 
+#include "Platform/Linux/WakeDescriptor.h"
+
 #include <pthread.h>
 #include <signal.h>
-#include <sys/eventfd.h>
 #include <unistd.h>
 #include <wayland-client.h>
 
@@ -16,30 +17,6 @@
 namespace glimmerwick {
 
 namespace {
-
-class WakeDescriptor {
-public:
-    WakeDescriptor() : m_descriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
-    {
-        if (m_descriptor < 0) {
-            throw std::system_error(errno, std::generic_category(), "eventfd");
-        }
-    }
-    ~WakeDescriptor() { close(m_descriptor); }
-    WakeDescriptor(const WakeDescriptor&) = delete;
-    WakeDescriptor& operator=(const WakeDescriptor&) = delete;
-
-    int get() const { return m_descriptor; }
-    void wake() { eventfd_write(m_descriptor, 1); }
-    void settle()
-    {
-        eventfd_t ignored = 0;
-        eventfd_read(m_descriptor, &ignored);
-    }
-
-private:
-    const int m_descriptor;
-};
 
 // Whoever reads from here may go away before everything is written, which is no reason to end.
 void ignoreBrokenPipes()

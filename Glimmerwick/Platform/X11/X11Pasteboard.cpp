@@ -1,54 +1,22 @@
 #include "Platform/X11/X11Pasteboard.h"
 
+#include "Platform/Linux/WakeDescriptor.h"
 #include "Platform/Qt/Text.h"
 
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QMimeData>
 
-#include <sys/eventfd.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <functional>
 #include <future>
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <system_error>
 #include <thread>
 #include <type_traits>
 #include <utility>
 
 namespace glimmerwick {
-
-namespace {
-
-class WakeDescriptor {
-public:
-    WakeDescriptor() : m_descriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
-    {
-        if (m_descriptor < 0) {
-            throw std::system_error(errno, std::generic_category(), "eventfd");
-        }
-    }
-    ~WakeDescriptor() { close(m_descriptor); }
-    WakeDescriptor(const WakeDescriptor&) = delete;
-    WakeDescriptor& operator=(const WakeDescriptor&) = delete;
-
-    int get() const { return m_descriptor; }
-    void wake() { eventfd_write(m_descriptor, 1); }
-    void settle()
-    {
-        eventfd_t ignored = 0;
-        eventfd_read(m_descriptor, &ignored);
-    }
-
-private:
-    const int m_descriptor;
-};
-
-} // namespace
 
 /// The clipboard thread: lives in the service's `wait`, and does in between what the main thread asks of it.
 class X11Pasteboard::Worker {
