@@ -28,7 +28,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <functional>
-#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -44,15 +43,6 @@ class UnknownWorkspace : public Workspace {
 public:
     std::shared_ptr<RunningApplication> frontmostApplication() override { return nullptr; }
     std::vector<std::shared_ptr<RunningApplication>> runningApplications() override { return {}; }
-};
-
-/// Where nobody tells what a paste meets.
-class UnknownSurroundings : public PasteSurroundings {
-public:
-    std::optional<std::string> obstacle() override { return std::nullopt; }
-    std::string frontmostApplication() override { return {}; }
-    bool pasteWillBegin(PasteSelections) override { return true; }
-    void pasteWasCancelled() override { }
 };
 
 /// Where no key can be pressed.
@@ -79,15 +69,6 @@ private:
     EventTap& m_keys;
     EventTap* const m_shortcut;
 };
-
-PasteChords loadedChords(const std::vector<std::filesystem::path>& files)
-{
-    PasteChords chords;
-    for (const auto& file : files) {
-        chords.load(file);
-    }
-    return chords;
-}
 
 /// Whether the toolkit's window system is X11, and the compositor beside it does part of the work.
 bool needsCompositorBeside(const SessionRoutes& routes)
@@ -225,14 +206,11 @@ void Desktop::makePoster(const DesktopContext& context)
         m_ownTrust = std::make_unique<PasteTrust>(keyboard, context.userNotice);
     }
     m_trust = m_ownTrust.get();
-    if (keyboard) {
-        auto* surroundings = firstOf(m_compositor.get(), *m_windowSystem, &WindowSystem::pasteSurroundings);
-        if (!surroundings) {
-            m_ownSurroundings = std::make_unique<UnknownSurroundings>();
-            surroundings = m_ownSurroundings.get();
-        }
+    auto* const surroundings = firstOf(m_compositor.get(), *m_windowSystem, &WindowSystem::pasteSurroundings);
+    // No route leads to keys without one to the clipboard.
+    if (keyboard && surroundings) {
         m_ownPoster = std::make_unique<InjectedEventPoster>(
-            *keyboard, *surroundings, loadedChords(context.pasteChordFiles), context.clock);
+            *keyboard, *surroundings, PasteChords(context.pasteChordFiles), context.clock);
     } else {
         m_ownPoster = std::make_unique<NoEventPoster>();
     }

@@ -21,7 +21,6 @@ class KWinKeyboardLayout;
 class MainQueue;
 class PanelHost;
 class Pasteboard;
-class PasteSurroundings;
 class PortalKeyboard;
 class PortalRegistration;
 class SessionBus;
@@ -100,7 +99,6 @@ private:
     std::unique_ptr<OrdinaryPanel> m_ordinaryPanel;
     std::unique_ptr<Pasteboard> m_ownPasteboard;
     std::unique_ptr<Workspace> m_ownWorkspace;
-    std::unique_ptr<PasteSurroundings> m_ownSurroundings;
     std::unique_ptr<EventPoster> m_ownPoster;
     std::unique_ptr<AccessibilityTrust> m_ownTrust;
     std::unique_ptr<EventTap> m_shortcut;

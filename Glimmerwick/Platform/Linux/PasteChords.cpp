@@ -80,6 +80,13 @@ std::optional<Line> parse(std::vector<std::string> words)
 
 } // namespace
 
+PasteChords::PasteChords(const std::vector<std::filesystem::path>& files)
+{
+    for (const auto& file : files) {
+        load(file);
+    }
+}
+
 void PasteChords::load(const std::filesystem::path& file)
 {
     std::ifstream lines(file);

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace glimmerwick {
 
@@ -32,6 +33,10 @@ struct PasteChord {
 /// skipped.
 class PasteChords {
 public:
+    PasteChords() = default;
+    /// Of all files, a later one's lines winning over an earlier one's.
+    explicit PasteChords(const std::vector<std::filesystem::path>& files);
+
     /// Adds the file's lines, which win over earlier ones. A file that cannot be opened adds nothing.
     void load(const std::filesystem::path& file);
     void load(std::istream& lines, const std::string& name);

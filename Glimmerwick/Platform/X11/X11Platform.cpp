@@ -47,15 +47,6 @@ xcb_connection_t* toolkitConnection()
     return interface->connection();
 }
 
-PasteChords loadedChords(const std::vector<std::filesystem::path>& files)
-{
-    PasteChords chords;
-    for (const auto& file : files) {
-        chords.load(file);
-    }
-    return chords;
-}
-
 } // namespace
 
 struct X11Platform::State {
@@ -68,7 +59,7 @@ struct X11Platform::State {
           eventMonitors(display, watcher, keyEventFilter, eventTap, keyboardGrab, toolkit.client()),
           pasteboard(toolkit.client()),
           eventPoster(toolkit, keyboard, windows, typingTarget, keyboardGrab, heldKeys, pasteboard,
-                      loadedChords(options.pasteChordFiles), clock),
+                      PasteChords(options.pasteChordFiles), clock),
           workspace(windows, typingTarget, toolkit.client()), accessibilityTrust(display),
           panelHost(toolkit, display, watcher, keyboardGrab),
           mappingObserver(watcher.onKeyboardMappingChanged([this] { keyboardMappingChanged(); }))
