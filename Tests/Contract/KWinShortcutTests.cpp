@@ -10,7 +10,6 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusMetaType>
-#include <QObject>
 
 #include <algorithm>
 #include <memory>
@@ -33,24 +32,6 @@ constexpr int period = 0x2e;
 const QString component = "com.glimmerwick.Glimmerwick";
 const QStringList pickersAction{component, "toggle", "Glimmerwick", "Show"};
 const QStringList othersAction{"org.example.Other", "act", "Other", "Do Something"};
-
-/// Counts how often the desktop tells of any shortcut.
-class SignalCounter : public QObject {
-    Q_OBJECT
-
-public:
-    explicit SignalCounter(const SessionBus& bus)
-    {
-        QDBusConnection(bus.connection())
-            .connect("org.kde.kglobalaccel", QString(), "org.kde.kglobalaccel.Component",
-                     "globalShortcutPressed", this, SLOT(add()));
-    }
-
-    int count = 0;
-
-private slots:
-    void add() { ++count; }
-};
 
 /// What else a user has to do with the desktop's shortcuts.
 class SystemSettings {
@@ -159,21 +140,18 @@ TEST_F(KWinShortcutTest, everyPressArrivesOnce)
     EXPECT_THAT(problems, IsEmpty());
 }
 
-TEST_F(KWinShortcutTest, keysThatAreHeldPressTheShortcutOnce)
+TEST_F(KWinShortcutTest, everyRepeatOfKeysThatAreHeldPressesTheShortcut)
 {
     install();
     ASSERT_TRUE(gets(control + super + space));
-    const SignalCounter repeats(bus);
 
     std::for_each(controlSuperSpace.begin(), controlSuperSpace.end(),
                   [this](const auto& key) { devices.pressKey(key); });
-    ASSERT_TRUE(handleEventsUntil([&] { return repeats.count > 3; }));
-    EXPECT_EQ(presses.size(), 1U);
+    const bool isRepeated = handleEventsUntil([&] { return presses.size() > 3; });
     std::for_each(controlSuperSpace.begin(), controlSuperSpace.end(),
                   [this](const auto& key) { devices.releaseKey(key); });
-    press(controlSuperSpace);
 
-    EXPECT_TRUE(arrives(2));
+    EXPECT_TRUE(isRepeated);
 }
 
 TEST_F(KWinShortcutTest, theKeysAreLetGoWithTheTap)
@@ -231,8 +209,6 @@ TEST_F(KWinShortcutTest, keysThatTheUserTakesAwayAreReported)
 } // namespace
 
 } // namespace glimmerwick::contract
-
-#include "KWinShortcutTests.moc"
 
 int main(int argc, char** argv)
 {

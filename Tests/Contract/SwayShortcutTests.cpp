@@ -106,9 +106,16 @@ public:
 
     void pressShortcut()
     {
-        const std::vector<std::string> keys{"Control_L", "Super_L", "space"};
-        std::for_each(keys.begin(), keys.end(), [this](const auto& key) { m_devices.pressKey(key); });
-        std::for_each(keys.rbegin(), keys.rend(), [this](const auto& key) { m_devices.releaseKey(key); });
+        holdShortcut();
+        letGoOfShortcut();
+    }
+    void holdShortcut()
+    {
+        std::for_each(m_keys.begin(), m_keys.end(), [this](const auto& key) { m_devices.pressKey(key); });
+    }
+    void letGoOfShortcut()
+    {
+        std::for_each(m_keys.rbegin(), m_keys.rend(), [this](const auto& key) { m_devices.releaseKey(key); });
     }
 
     /// The commands of bindings that ran since the last question.
@@ -178,6 +185,7 @@ private:
         EXPECT_TRUE(tell("reload"));
     }
 
+    const std::vector<std::string> m_keys{"Control_L", "Super_L", "space"};
     UserDevices m_devices{1, 1};
     SwayConnection m_observer{*SwayConnection::open(swaySocket())};
     std::optional<std::string> m_ownConfiguration;
@@ -260,6 +268,19 @@ TEST_F(SwayShortcutTest, everyPressArrivesOnce)
     EXPECT_EQ(presses[0].keyCode, keyCode::space);
     EXPECT_EQ(presses[0].flags, eventFlag::control | eventFlag::command);
     EXPECT_THAT(problems, IsEmpty());
+}
+
+TEST_F(SwayShortcutTest, everyRepeatOfKeysThatAreHeldPressesTheShortcut)
+{
+    SwayUser user;
+    install();
+    ASSERT_TRUE(becomesBound(user));
+
+    user.holdShortcut();
+    const bool isRepeated = queue.runUntil([&] { return presses.size() > 3; });
+    user.letGoOfShortcut();
+
+    EXPECT_TRUE(isRepeated);
 }
 
 TEST_F(SwayShortcutTest, theBindingOutlivesAReloadAndGoesWithTheTap)

@@ -116,7 +116,6 @@ public:
 
 private slots:
     void pressed(const QDBusMessage& message);
-    void released(const QDBusMessage& message);
     void keysChanged(const QDBusMessage& message);
 
 private:
@@ -142,8 +141,6 @@ RegisteredShortcut::RegisteredShortcut(const SessionBus& sessionBus, std::shared
     qDBusRegisterMetaType<KeySequences>();
     m_bus.connect(daemonName, QString(), componentInterface, QStringLiteral("globalShortcutPressed"), this,
                   SLOT(pressed(const QDBusMessage&)));
-    m_bus.connect(daemonName, QString(), componentInterface, QStringLiteral("globalShortcutReleased"), this,
-                  SLOT(released(const QDBusMessage&)));
     m_bus.connect(daemonName, daemonObject, daemonInterface, QStringLiteral("yourShortcutsChanged"), this,
                   SLOT(keysChanged(const QDBusMessage&)));
     // A daemon that starts anew remembers the keys, but not that somebody is there to use them.
@@ -164,13 +161,6 @@ void RegisteredShortcut::pressed(const QDBusMessage& message)
         m_tap->setAvailable();
         // Last, because the callback may do away with this object.
         std::shared_ptr(m_tap)->press();
-    }
-}
-
-void RegisteredShortcut::released(const QDBusMessage& message)
-{
-    if (isAboutOurAction(message)) {
-        m_tap->release();
     }
 }
 
@@ -263,8 +253,7 @@ std::unique_ptr<EventTapPort> KGlobalAccelShortcut::create(Options options, Call
     if (!ShortcutTap::isPickerShortcut(options) || !m_sessionBus.isConnected()) {
         return nullptr;
     }
-    auto tap =
-        std::make_shared<ShortcutTap>(std::move(callback), m_onUnavailable, ShortcutTap::Releases::told);
+    auto tap = std::make_shared<ShortcutTap>(std::move(callback), m_onUnavailable);
     auto shortcut = std::make_shared<RegisteredShortcut>(m_sessionBus, tap, m_timeout);
     return ShortcutTap::makePort(std::move(tap), Registration([shortcut] {}));
 }

@@ -108,7 +108,6 @@ public:
 
 private slots:
     void activated(const QDBusMessage& message);
-    void deactivated(const QDBusMessage& message);
     void shortcutsChanged(const QDBusMessage& message);
     void sessionClosed(const QDBusMessage& message);
 
@@ -166,8 +165,6 @@ void PortalSession::listen()
 {
     m_bus.connect(portalName::service, portalName::object, shortcutsInterface, "Activated", this,
                   SLOT(activated(const QDBusMessage&)));
-    m_bus.connect(portalName::service, portalName::object, shortcutsInterface, "Deactivated", this,
-                  SLOT(deactivated(const QDBusMessage&)));
     m_bus.connect(portalName::service, portalName::object, shortcutsInterface, "ShortcutsChanged", this,
                   SLOT(shortcutsChanged(const QDBusMessage&)));
     m_bus.connect(portalName::service, QString(), portalName::sessionInterface, "Closed", this,
@@ -299,13 +296,6 @@ void PortalSession::activated(const QDBusMessage& message)
     std::shared_ptr(m_tap)->press();
 }
 
-void PortalSession::deactivated(const QDBusMessage& message)
-{
-    if (isAboutShortcut(message)) {
-        m_tap->release();
-    }
-}
-
 bool PortalSession::isAboutShortcut(const QDBusMessage& message) const
 {
     const QVariantList arguments = message.arguments();
@@ -339,8 +329,7 @@ std::unique_ptr<EventTapPort> PortalShortcut::create(Options options, Callback c
     if (!ShortcutTap::isPickerShortcut(options) || !m_sessionBus.isConnected()) {
         return nullptr;
     }
-    auto tap =
-        std::make_shared<ShortcutTap>(std::move(callback), m_onUnavailable, ShortcutTap::Releases::unknown);
+    auto tap = std::make_shared<ShortcutTap>(std::move(callback), m_onUnavailable);
     auto session = std::make_shared<PortalSession>(m_sessionBus, tap, m_timeout);
     return ShortcutTap::makePort(std::move(tap), Registration([session] {}));
 }

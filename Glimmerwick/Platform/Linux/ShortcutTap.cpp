@@ -8,10 +8,6 @@ namespace {
 
 constexpr EventFlags pickerModifiers = eventFlag::control | eventFlag::command;
 
-/// Held keys are repeated sooner. Afterwards a press is one, even if it was never told that the last one
-/// ended.
-constexpr std::chrono::seconds longestRepeatDelay{2};
-
 } // namespace
 
 class ShortcutTap::Source : public RunLoopSource {
@@ -40,16 +36,14 @@ private:
     const Registration m_shortcut;
 };
 
-ShortcutTap::ShortcutTap(EventTap::Callback callback, OnUnavailable onUnavailable, Releases releases)
-    : m_callback(std::move(callback)), m_onUnavailable(std::move(onUnavailable)), m_releases(releases)
+ShortcutTap::ShortcutTap(EventTap::Callback callback, OnUnavailable onUnavailable)
+    : m_callback(std::move(callback)), m_onUnavailable(std::move(onUnavailable))
 {
 }
 
 void ShortcutTap::press()
 {
-    const bool isNew = !isRepeat();
-    m_lastPress = std::chrono::steady_clock::now();
-    if (!isNew || !m_isEnabled || !m_hasSource) {
+    if (!m_isEnabled || !m_hasSource) {
         return;
     }
     KeyEvent event;
@@ -57,18 +51,6 @@ void ShortcutTap::press()
     event.flags = pickerModifiers;
     // Whether it is swallowed was the service's decision.
     m_callback(event);
-}
-
-void ShortcutTap::release()
-{
-    m_releases = Releases::told;
-    m_lastPress.reset();
-}
-
-bool ShortcutTap::isRepeat() const
-{
-    return m_releases == Releases::told && m_lastPress
-        && std::chrono::steady_clock::now() - *m_lastPress < longestRepeatDelay;
 }
 
 void ShortcutTap::setUnavailable(const std::string& reason)

@@ -3,10 +3,8 @@
 #include "Platform/EventTap.h"
 #include "Platform/Registration.h"
 
-#include <chrono>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 
 namespace glimmerwick {
@@ -18,17 +16,12 @@ class ShortcutTap {
 public:
     using OnUnavailable = std::function<void(std::string reason)>;
 
-    /// Whether the service tells of each press when the keys were let go.
-    enum class Releases { told, unknown };
+    ShortcutTap(EventTap::Callback callback, OnUnavailable onUnavailable);
 
-    ShortcutTap(EventTap::Callback callback, OnUnavailable onUnavailable, Releases releases);
-
-    /// Gives the callback a key press, unless the tap is disabled or has no source, or the service only
-    /// repeats a press because the keys are held. The callback may destroy the port.
+    /// Gives the callback a key press, unless the tap is disabled or has no source. Where the service repeats
+    /// keys that are held, each repeat is a press, as it is where the keys themselves are seen. The callback
+    /// may destroy the port.
     void press();
-
-    /// The keys were let go.
-    void release();
 
     /// Tells of it, unless that reason was the last one told.
     void setUnavailable(const std::string& reason);
@@ -47,13 +40,8 @@ private:
     class Port;
     class Source;
 
-    bool isRepeat() const;
-
     const EventTap::Callback m_callback;
     const OnUnavailable m_onUnavailable;
-    Releases m_releases;
-    /// While the keys are held, as far as is known.
-    std::optional<std::chrono::steady_clock::time_point> m_lastPress;
     std::string m_toldReason;
     bool m_isEnabled = false;
     bool m_hasSource = false;

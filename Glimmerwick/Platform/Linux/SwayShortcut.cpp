@@ -35,7 +35,7 @@ constexpr std::string_view command = "nop glimmerwick";
 // takes this one if the other was made after it, which the configuration never is: a reload removes this
 // one.)
 constexpr std::string_view bind =
-    "mode default bindsym --no-warn --no-repeat --inhibited Ctrl+Mod4+space nop glimmerwick";
+    "mode default bindsym --no-warn --inhibited Ctrl+Mod4+space nop glimmerwick";
 constexpr std::string_view unbind = "mode default unbindsym --inhibited Ctrl+Mod4+space";
 
 constexpr auto taken = "sway's configuration gives its keys to something else";
@@ -242,8 +242,7 @@ std::unique_ptr<EventTapPort> SwayShortcut::create(Options options, Callback cal
     if (!commands || !events) {
         return nullptr;
     }
-    auto tap =
-        std::make_shared<ShortcutTap>(std::move(callback), m_onUnavailable, ShortcutTap::Releases::unknown);
+    auto tap = std::make_shared<ShortcutTap>(std::move(callback), m_onUnavailable);
     auto binding = std::make_shared<SwayBinding>(m_socketPath, std::move(*commands), std::move(*events),
                                                  m_mainQueue, tap);
     return ShortcutTap::makePort(std::move(tap), Registration([binding] {}));
