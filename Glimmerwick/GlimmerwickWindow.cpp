@@ -160,6 +160,13 @@ QWidget* GlimmerwickWindow::contentContainerView() const
     return m_background->contentView();
 }
 
+void GlimmerwickWindow::drawAhead()
+{
+    if (!isVisible()) {
+        grab();
+    }
+}
+
 void GlimmerwickWindow::showAtMouseLocation()
 {
     move(calculateWindowPosition());
@@ -466,10 +473,10 @@ void GlimmerwickWindow::showSkinTonePickerForSelectedEmoji(IndexPath path)
     if (character.empty()) {
         return;
     }
-    const std::vector<Emoji> emojis = manifest->allEmojis();
-    const auto found = std::find_if(emojis.begin(), emojis.end(),
+    const auto emojis = manifest->sharedEmojis();
+    const auto found = std::find_if(emojis->begin(), emojis->end(),
                                     [&](const Emoji& emoji) { return emoji.char_ == character; });
-    if (found != emojis.end() && found->skinTones) {
+    if (found != emojis->end() && found->skinTones) {
         m_skinTonePopoverController.show(*found, *item, RectEdge::maxY);
     }
 }

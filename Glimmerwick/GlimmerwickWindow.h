@@ -52,6 +52,10 @@ public:
     /// Called when Return was pressed, before what it picks is looked at.
     std::function<void()> willPickFromKeyboard;
 
+    /// Lays out and draws the panel where nobody sees it, so that the first one that is shown finds fonts and
+    /// symbols loaded. Does nothing while it is shown.
+    void drawAhead();
+
     /// Shows the panel near the pointer, takes the keys and gives the grid the keyboard focus.
     void showAtMouseLocation();
     void dismiss() override;

@@ -1,45 +1,74 @@
 #include "Models/Manifest.h"
 
 #include <algorithm>
-#include <string_view>
-#include <unordered_set>
+#include <tuple>
+#include <utility>
 
 namespace glimmerwick {
 
-Emoji Manifest::makeEmoji(const std::string& codepoint, const EmojiData& data)
+namespace {
+
+bool areAlike(const Emoji& left, const Emoji& right)
 {
-    return {codepoint, data.char_, data.name, data.keywords, data.category, data.skinTones, data.ios};
+    const auto fields = [](const Emoji& emoji) {
+        return std::tie(emoji.codepoint, emoji.char_, emoji.name, emoji.keywords, emoji.category,
+                        emoji.skinTones, emoji.ios);
+    };
+    return fields(left) == fields(right);
 }
 
-std::vector<Emoji> Manifest::allEmojis() const
-{
-    std::vector<Emoji> all;
-    all.reserve(m_emojisDict.size());
-    std::unordered_set<std::string_view> listed;
-    for (const EmojiCategory& category : m_categories) {
-        for (const std::string& codepoint : category.emojis) {
-            const auto found = m_emojisDict.find(codepoint);
-            if (found != m_emojisDict.end() && listed.insert(found->first).second) {
-                all.push_back(makeEmoji(found->first, found->second));
-            }
-        }
-    }
+} // namespace
 
-    const auto unlisted = static_cast<std::ptrdiff_t>(all.size());
-    for (const auto& [codepoint, data] : m_emojisDict) {
-        if (listed.count(codepoint) == 0) {
-            all.push_back(makeEmoji(codepoint, data));
+bool operator==(const Manifest& left, const Manifest& right)
+{
+    return left.m_version == right.m_version && left.m_lastUpdated == right.m_lastUpdated
+        && left.m_categories == right.m_categories
+        && std::ranges::equal(left.m_emojis->all, right.m_emojis->all, areAlike);
+}
+
+Emoji Manifest::makeEmoji(std::string codepoint, EmojiData data)
+{
+    return {std::move(codepoint),     std::move(data.char_), std::move(data.name), std::move(data.keywords),
+            std::move(data.category), data.skinTones,        std::move(data.ios)};
+}
+
+void Manifest::setEmojis(std::unordered_map<std::string, EmojiData> emojisDict)
+{
+    auto emojis = std::make_shared<Emojis>();
+    std::vector<Emoji>& all = emojis->all;
+    all.reserve(emojisDict.size());
+    const auto take = [&](const std::string& codepoint) {
+        if (auto entry = emojisDict.extract(codepoint)) {
+            all.push_back(makeEmoji(std::move(entry.key()), std::move(entry.mapped())));
         }
+    };
+    for (const EmojiCategory& category : m_categories) {
+        std::ranges::for_each(category.emojis, take);
+    }
+    const auto unlisted = static_cast<std::ptrdiff_t>(all.size());
+    for (auto& [codepoint, data] : emojisDict) {
+        all.push_back(makeEmoji(codepoint, std::move(data)));
     }
     std::sort(all.begin() + unlisted, all.end(),
               [](const Emoji& left, const Emoji& right) { return left.codepoint < right.codepoint; });
-    return all;
+
+    emojis->dict.reserve(all.size());
+    for (const Emoji& emoji : all) {
+        emojis->dict.emplace(emoji.codepoint, &emoji);
+    }
+    m_emojis = std::move(emojis);
+}
+
+const Emoji* Manifest::find(const std::string& codepoint) const
+{
+    const auto found = m_emojis->dict.find(codepoint);
+    return found == m_emojis->dict.end() ? nullptr : found->second;
 }
 
 std::optional<Emoji> Manifest::emoji(const std::string& codepoint) const
 {
-    const auto found = m_emojisDict.find(codepoint);
-    return found == m_emojisDict.end() ? std::nullopt : std::optional(makeEmoji(found->first, found->second));
+    const Emoji* found = find(codepoint);
+    return found ? std::optional(*found) : std::nullopt;
 }
 
 std::vector<Emoji> Manifest::emojis(const EmojiCategory& category) const
@@ -47,8 +76,8 @@ std::vector<Emoji> Manifest::emojis(const EmojiCategory& category) const
     std::vector<Emoji> known;
     known.reserve(category.emojis.size());
     for (const std::string& codepoint : category.emojis) {
-        if (auto found = emoji(codepoint)) {
-            known.push_back(std::move(*found));
+        if (const Emoji* found = find(codepoint)) {
+            known.push_back(*found);
         }
     }
     return known;

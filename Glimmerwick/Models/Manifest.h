@@ -5,6 +5,7 @@
 #include "Models/EmojiCategory.h"
 #include "Models/Result.h"
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,7 +14,8 @@
 
 namespace glimmerwick {
 
-/// The decoded catalogue: categories in order and every emoji once. Immutable after decoding.
+/// The decoded catalogue: categories in order and every emoji once. Immutable after decoding; copies share
+/// the emoji, which are most of it.
 class Manifest {
 public:
     /// Reads a manifest document. Unknown members are ignored; absent and null optional members are alike;
@@ -30,15 +32,20 @@ public:
 
     /// One emoji per entry of the map. The order is ours to choose: catalogue order (category by category),
     /// then whatever no category lists, by codepoint; the same on every run.
-    std::vector<Emoji> allEmojis() const;
+    std::vector<Emoji> allEmojis() const { return m_emojis->all; }
+    /// The same, there for as long as anybody holds them. Never null.
+    std::shared_ptr<const std::vector<Emoji>> sharedEmojis() const { return {m_emojis, &m_emojis->all}; }
 
     /// Exact-key lookup.
     std::optional<Emoji> emoji(const std::string& codepoint) const;
+    /// The same in place, for as long as this manifest or a copy of it is there; null when there is none.
+    const Emoji* find(const std::string& codepoint) const;
 
     /// The category's list resolved in order; unknown codepoints are dropped, duplicates kept.
     std::vector<Emoji> emojis(const EmojiCategory& category) const;
 
-    friend bool operator==(const Manifest&, const Manifest&) = default;
+    /// Whether all fields of all emoji are equal, too.
+    friend bool operator==(const Manifest& left, const Manifest& right);
 
 private:
     /// An emoji as the document stores it: without its codepoint, which is the map's key.
@@ -49,18 +56,23 @@ private:
         std::string category;
         bool skinTones = false;
         std::optional<std::string> ios;
+    };
 
-        friend bool operator==(const EmojiData&, const EmojiData&) = default;
+    struct Emojis {
+        std::vector<Emoji> all;
+        /// By codepoint. Refers to the others.
+        std::unordered_map<std::string_view, const Emoji*> dict;
     };
 
     friend struct ManifestCoding;
 
-    static Emoji makeEmoji(const std::string& codepoint, const EmojiData& data);
+    static Emoji makeEmoji(std::string codepoint, EmojiData data);
+    void setEmojis(std::unordered_map<std::string, EmojiData> emojisDict);
 
     std::string m_version;
     std::string m_lastUpdated;
     std::vector<EmojiCategory> m_categories;
-    std::unordered_map<std::string, EmojiData> m_emojisDict;
+    std::shared_ptr<const Emojis> m_emojis = std::make_shared<const Emojis>();
 };
 
 } // namespace glimmerwick

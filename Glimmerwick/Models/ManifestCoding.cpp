@@ -19,6 +19,13 @@ using Json = nlohmann::json;
 constexpr int maximumDepth = 64;
 constexpr int maximumValueCount = 1'000'000;
 
+/// What is drawn, spoken or kept in the settings. The longest emoji of the bundled catalogue takes 28 bytes,
+/// the longest name 44; a text of a megabyte takes seconds each time it is laid out.
+constexpr std::size_t maximumLabelSize = 1024;
+
+/// Each has a button. There are nine.
+constexpr std::size_t maximumCategoryCount = 256;
+
 /// In which way the text is too much to be parsed, if it is. In text that is no JSON the answer may be wrong
 /// only behind the first error, where no parser gets.
 std::optional<std::string> describeExcess(std::string_view text)
@@ -92,16 +99,21 @@ public:
     bool hasProblem() const { return m_problem.has_value(); }
 
     std::string string(const char* key) const { return member(key).asString(); }
+    /// No longer than what can be shown.
+    std::string label(const char* key) const;
     bool boolean(const char* key) const { return member(key).asBoolean(); }
     std::optional<std::string> optionalString(const char* key) const;
     std::vector<std::string> strings(const char* key) const;
 
-    template <typename T> std::vector<T> list(const char* key, T (*read)(const Node&)) const;
+    template <typename T>
+    std::vector<T> list(const char* key, T (*read)(const Node&), std::size_t mostElements = noLimit) const;
+    /// The members' names are labels.
     template <typename T>
     std::unordered_map<std::string, T> map(const char* key, T (*read)(const Node&)) const;
 
 private:
     static constexpr std::size_t noIndex = static_cast<std::size_t>(-1);
+    static constexpr std::size_t noLimit = static_cast<std::size_t>(-1);
 
     Node(const Json* value, const Node& parent, std::string_view key, std::size_t index = noIndex)
         : m_value(value), m_problem(parent.m_problem), m_parent(&parent), m_key(key), m_index(index)
@@ -111,6 +123,9 @@ private:
     Node member(const char* key) const;
     std::string asString() const;
     bool asBoolean() const;
+
+    void expectLabelSize(std::size_t size) const;
+    void refuse(const std::string& reason) const;
 
     /// Whether there is a value of this type; notes the problem when there is not.
     bool expect(Json::value_t type, const char* typeName) const;
@@ -138,6 +153,28 @@ std::string Node::asString() const
     return expect(Json::value_t::string, "string") ? m_value->get_ref<const std::string&>() : std::string();
 }
 
+std::string Node::label(const char* key) const
+{
+    const Node node = member(key);
+    std::string text = node.asString();
+    node.expectLabelSize(text.size());
+    return text;
+}
+
+void Node::expectLabelSize(std::size_t size) const
+{
+    if (size > maximumLabelSize) {
+        refuse("longer than " + std::to_string(maximumLabelSize) + " bytes");
+    }
+}
+
+void Node::refuse(const std::string& reason) const
+{
+    if (!m_problem) {
+        m_problem = DecodingError{path() + ": " + reason};
+    }
+}
+
 bool Node::asBoolean() const
 {
     return expect(Json::value_t::boolean, "boolean") && m_value->get<bool>();
@@ -157,11 +194,16 @@ std::vector<std::string> Node::strings(const char* key) const
     return list<std::string>(key, [](const Node& element) { return element.asString(); });
 }
 
-template <typename T> std::vector<T> Node::list(const char* key, T (*read)(const Node&)) const
+template <typename T>
+std::vector<T> Node::list(const char* key, T (*read)(const Node&), std::size_t mostElements) const
 {
     std::vector<T> elements;
     const Node array = member(key);
     if (!array.expect(Json::value_t::array, "array")) {
+        return elements;
+    }
+    if (array.m_value->size() > mostElements) {
+        array.refuse("more than " + std::to_string(mostElements) + " elements");
         return elements;
     }
     elements.reserve(array.m_value->size());
@@ -184,7 +226,9 @@ std::unordered_map<std::string, T> Node::map(const char* key, T (*read)(const No
     }
     members.reserve(object.m_value->size());
     for (const auto& [name, value] : object.m_value->get_ref<const Json::object_t&>()) {
-        members.emplace(name, read(Node(&value, object, name)));
+        const Node member(&value, object, name);
+        members.emplace(name, read(member));
+        member.expectLabelSize(name.size());
         if (hasProblem()) {
             break;
         }
@@ -198,11 +242,11 @@ bool Node::expect(Json::value_t type, const char* typeName) const
         return false;
     }
     if (!m_value) {
-        m_problem = DecodingError{path() + ": missing"};
+        refuse("missing");
         return false;
     }
     if (m_value->type() != type) {
-        m_problem = DecodingError{path() + ": expected " + typeName + ", found " + m_value->type_name()};
+        refuse(std::string("expected ") + typeName + ", found " + m_value->type_name());
         return false;
     }
     return true;
@@ -252,8 +296,8 @@ template <typename T> Result<T, DecodingError> decodeDocument(std::string_view t
 template <typename EmojiLike> EmojiLike readEmojiMembers(const Node& node)
 {
     EmojiLike emoji;
-    emoji.char_ = node.string("char");
-    emoji.name = node.string("name");
+    emoji.char_ = node.label("char");
+    emoji.name = node.label("name");
     emoji.keywords = node.strings("keywords");
     emoji.category = node.string("category");
     emoji.skinTones = node.boolean("skinTones");
@@ -261,7 +305,7 @@ template <typename EmojiLike> EmojiLike readEmojiMembers(const Node& node)
     return emoji;
 }
 
-template <typename EmojiLike> Json writeEmojiMembers(const EmojiLike& emoji)
+Json writeEmojiMembers(const Emoji& emoji)
 {
     Json object{{"char", emoji.char_},
                 {"name", emoji.name},
@@ -278,8 +322,8 @@ EmojiCategory readCategory(const Node& node)
 {
     EmojiCategory category;
     category.id = node.string("id");
-    category.name = node.string("name");
-    category.icon = node.string("icon");
+    category.name = node.label("name");
+    category.icon = node.label("icon");
     category.sfSymbol = node.optionalString("sfSymbol");
     category.sfSymbolFallback = node.optionalString("sfSymbolFallback");
     category.emojis = node.strings("emojis");
@@ -313,8 +357,8 @@ struct ManifestCoding {
         Manifest manifest;
         manifest.m_version = node.string("version");
         manifest.m_lastUpdated = node.string("lastUpdated");
-        manifest.m_categories = node.list("categories", readCategory);
-        manifest.m_emojisDict = node.map("emojis", readEmojiMembers<Manifest::EmojiData>);
+        manifest.m_categories = node.list("categories", readCategory, maximumCategoryCount);
+        manifest.setEmojis(node.map("emojis", readEmojiMembers<Manifest::EmojiData>));
         return manifest;
     }
 
@@ -325,8 +369,8 @@ struct ManifestCoding {
             categories.push_back(writeCategory(category));
         }
         Json emojis = Json::object();
-        for (const auto& [codepoint, data] : manifest.m_emojisDict) {
-            emojis[codepoint] = writeEmojiMembers(data);
+        for (const Emoji& emoji : manifest.m_emojis->all) {
+            emojis[emoji.codepoint] = writeEmojiMembers(emoji);
         }
         return Json{{"version", manifest.m_version},
                     {"lastUpdated", manifest.m_lastUpdated},

@@ -29,10 +29,7 @@ std::string inMilliseconds(std::chrono::duration<double, std::milli> duration)
 
 /// What the manager shares with jobs that may outlive it. They hold it weakly.
 struct SearchManager::Catalogue {
-    explicit Catalogue(const Manifest& manifest)
-        : allEmojis(std::make_shared<const SearchIndex::Emojis>(manifest.allEmojis()))
-    {
-    }
+    explicit Catalogue(const Manifest& manifest) : allEmojis(manifest.sharedEmojis()) { }
 
     std::vector<Emoji> search(const std::string& query) const
     {

@@ -10,10 +10,16 @@ void GridSections::setManifest(const Manifest& manifest)
     m_categories = manifest.categories();
     m_totalEmojiCount = 0;
     for (const EmojiCategory& category : m_categories) {
-        std::vector<Emoji>& emojis = m_emojisByCategory[category.id];
-        emojis = manifest.emojis(category);
+        std::vector<const Emoji*> emojis;
+        for (const std::string& codepoint : category.emojis) {
+            if (const Emoji* emoji = manifest.find(codepoint)) {
+                emojis.push_back(emoji);
+            }
+        }
         m_totalEmojiCount += emojis.size();
+        m_emojisByCategory[category.id] = std::move(emojis);
     }
+    m_catalogue = manifest.sharedEmojis();
 }
 
 void GridSections::setRecentEmojis(std::vector<Emoji> recentEmojis)
@@ -40,17 +46,20 @@ std::size_t GridSections::numberOfSections() const
 
 std::size_t GridSections::numberOfItems(std::size_t section) const
 {
-    const std::vector<Emoji>* shown = emojis(section);
+    if (const auto* shown = categoryEmojis(section)) {
+        return shown->size();
+    }
+    const auto* shown = otherEmojis(section);
     return shown ? shown->size() : 0;
 }
 
 std::optional<Emoji> GridSections::emoji(IndexPath path) const
 {
-    const std::vector<Emoji>* shown = emojis(path.section);
-    if (!shown || path.item >= shown->size()) {
+    if (path.item >= numberOfItems(path.section)) {
         return std::nullopt;
     }
-    return (*shown)[path.item];
+    const auto* shown = categoryEmojis(path.section);
+    return shown ? *(*shown)[path.item] : (*otherEmojis(path.section))[path.item];
 }
 
 std::optional<std::string> GridSections::title(std::size_t section) const
@@ -75,13 +84,10 @@ std::optional<std::size_t> GridSections::section(const std::string& categoryId) 
     return static_cast<std::size_t>(found - m_categories.begin()) + recentSectionCount();
 }
 
-const std::vector<Emoji>* GridSections::emojis(std::size_t section) const
+const std::vector<const Emoji*>* GridSections::categoryEmojis(std::size_t section) const
 {
-    if (m_isSearching) {
-        return section < numberOfSections() ? &m_searchResults : nullptr;
-    }
-    if (section < recentSectionCount()) {
-        return &m_recentEmojis;
+    if (m_isSearching || section < recentSectionCount()) {
+        return nullptr;
     }
     const std::size_t category = section - recentSectionCount();
     if (category >= m_categories.size()) {
@@ -89,6 +95,14 @@ const std::vector<Emoji>* GridSections::emojis(std::size_t section) const
     }
     const auto found = m_emojisByCategory.find(m_categories[category].id);
     return found == m_emojisByCategory.end() ? nullptr : &found->second;
+}
+
+const std::vector<Emoji>* GridSections::otherEmojis(std::size_t section) const
+{
+    if (m_isSearching) {
+        return section < numberOfSections() ? &m_searchResults : nullptr;
+    }
+    return section < recentSectionCount() ? &m_recentEmojis : nullptr;
 }
 
 } // namespace glimmerwick

@@ -6,6 +6,7 @@
 #include "Views/Logic/IndexPath.h"
 
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -17,7 +18,7 @@ namespace glimmerwick {
 /// searching, one section of results, or none.
 class GridSections {
 public:
-    /// Takes the manifest's categories and resolves their emoji.
+    /// Takes the manifest's categories and resolves their emoji, which it then shares.
     void setManifest(const Manifest& manifest);
     void setRecentEmojis(std::vector<Emoji> recentEmojis);
 
@@ -48,10 +49,15 @@ public:
     std::optional<std::size_t> section(const std::string& categoryId) const;
 
 private:
-    const std::vector<Emoji>* emojis(std::size_t section) const;
+    /// Of a category, unless searching; else nothing.
+    const std::vector<const Emoji*>* categoryEmojis(std::size_t section) const;
+    /// What else a section shows, if there is such a section.
+    const std::vector<Emoji>* otherEmojis(std::size_t section) const;
 
     std::vector<EmojiCategory> m_categories;
-    std::unordered_map<std::string, std::vector<Emoji>> m_emojisByCategory;
+    std::unordered_map<std::string, std::vector<const Emoji*>> m_emojisByCategory;
+    /// What those refer to.
+    std::shared_ptr<const std::vector<Emoji>> m_catalogue;
     std::size_t m_totalEmojiCount = 0;
     std::vector<Emoji> m_recentEmojis;
     bool m_isSearching = false;

@@ -381,6 +381,50 @@ TEST(MalformedManifest, WithMillionsOfValuesIsRefused)
         replaced(sampleManifestJson(), "{", "{\"more\": \"" + std::string(2'000'000, ',') + "\", ")));
 }
 
+TEST(MalformedManifest, WithTextsThatNobodyCouldBeShownIsRefused)
+{
+    constexpr std::size_t longest = 1024;
+    const auto withText = [](const std::string& what, std::size_t size) {
+        return failureOf(
+            replaced(sampleManifestJson(), '"' + what + '"', '"' + std::string(size, '1') + '"'));
+    };
+
+    EXPECT_EQ(withText("😁", longest + 1), "emojis.1f601.char: longer than 1024 bytes");
+    EXPECT_EQ(withText("beaming face", longest + 1), "emojis.1f601.name: longer than 1024 bytes");
+    EXPECT_EQ(withText("Smileys", longest + 1), "categories[0].name: longer than 1024 bytes");
+    EXPECT_EQ(withText("1f44b", longest + 1), "categories[1].icon: longer than 1024 bytes");
+    for (const std::string text : {"😁", "beaming face", "Smileys", "1f44b"}) {
+        EXPECT_EQ(withText(text, longest), "decoded") << text;
+    }
+    EXPECT_EQ(withText("eye", 100'000), "decoded");
+}
+
+TEST(MalformedManifest, WithALongCodepointIsRefused)
+{
+    const auto withCodepoint = [](std::size_t size) {
+        return failureOf(
+            replaced(sampleManifestJson(), "\"1f601\": ", '"' + std::string(size, '1') + "\": "));
+    };
+
+    EXPECT_EQ(withCodepoint(1025), "emojis." + std::string(64, '1') + "...: longer than 1024 bytes");
+    EXPECT_EQ(withCodepoint(1024), "decoded");
+}
+
+TEST(MalformedManifest, WithHundredsOfCategoriesIsRefused)
+{
+    const auto withCategories = [](int count) {
+        std::string categories;
+        for (int category = 0; category < count; ++category) {
+            categories += R"({"id": "", "name": "", "icon": "", "emojis": []}, )";
+        }
+        return failureOf(
+            replaced(sampleManifestJson(), "\"categories\": [", "\"categories\": [" + categories));
+    };
+
+    EXPECT_EQ(withCategories(254), "decoded");
+    EXPECT_EQ(withCategories(255), "categories: more than 256 elements");
+}
+
 TEST(MalformedManifest, MayHoldBracketsInStringsAndSomeNesting)
 {
     const std::string brackets = "\"\\\\\\\"" + std::string(1000, '[') + "\"";
