@@ -268,6 +268,31 @@ TEST_F(X11PasteboardTest, aReceiverThatAsksAgainGetsTheNewTextAlone)
     EXPECT_TRUE(textSeenBy(requestor) == later);
 }
 
+TEST_F(X11PasteboardTest, aReceiverThatAsksAgainGetsTheNewTextAloneHoweverShort)
+{
+    putText(std::string(2'000'000, 'x'));
+    ASSERT_TRUE(requestor.ask("CLIPBOARD", "UTF8_STRING"));
+
+    putText("short");
+
+    EXPECT_EQ(textSeenBy(requestor), "short");
+    // Taking it is not asking for more of the earlier one.
+    EXPECT_EQ(text(), "short");
+    EXPECT_FALSE(requestor.hasAnswerLeft());
+}
+
+TEST_F(X11PasteboardTest, whoeverAsksInItsNameDoesNotKeepItFromHearingOfItsOwnWindow)
+{
+    putText(std::string(2'000'000, 'x'));
+    const xcb_window_t window = requestor.ownerOf("CLIPBOARD");
+
+    EXPECT_FALSE(requestor.isGivenTo(window, "CLIPBOARD", "UTF8_STRING"));
+
+    // It asks the server for the time by its own window.
+    const ForeignOwner owner("CLIPBOARD", {{"UTF8_STRING", {"UTF8_STRING", "copied"}}});
+    EXPECT_EQ(text(), "copied");
+}
+
 TEST_F(X11PasteboardTest, nobodyIsRefusedWhileOneTextReplacesAnother)
 {
     constexpr int requests = 50;
@@ -386,6 +411,14 @@ TEST_F(X11PasteboardTest, anAnswerThatIsNoListOfTargetsIsNotTakenForOne)
 {
     const ForeignOwner owner("CLIPBOARD",
                              {{"TARGETS", {"UTF8_STRING", "copied"}}, {"STRING", {"STRING", "copied"}}});
+
+    EXPECT_EQ(text(), "copied");
+}
+
+TEST_F(X11PasteboardTest, anEmptyListOfTargetsIsNoneAtAll)
+{
+    const ForeignOwner owner("CLIPBOARD",
+                             {{"TARGETS", {"ATOM", ""}}, {"UTF8_STRING", {"UTF8_STRING", "copied"}}});
 
     EXPECT_EQ(text(), "copied");
 }

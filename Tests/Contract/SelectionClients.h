@@ -126,6 +126,46 @@ public:
         return refused;
     }
 
+    /// Whether something stands where answers do, once the program that owns the clipboard has done all that
+    /// was asked of it.
+    bool hasAnswerLeft()
+    {
+        awaitOwner();
+        const xcb_atom_t property = m_connection.atom("ANSWER");
+        const auto reply = m_connection.answer(
+            xcb_get_property_reply,
+            xcb_get_property(m_connection, 0, m_window, property, XCB_GET_PROPERTY_TYPE_ANY, 0, 0));
+        return reply && reply->type != XCB_ATOM_NONE;
+    }
+
+    xcb_window_t ownerOf(const std::string& selection)
+    {
+        const auto reply =
+            m_connection.answer(xcb_get_selection_owner_reply,
+                                xcb_get_selection_owner(m_connection, m_connection.atom(selection)));
+        return reply ? reply->owner : static_cast<xcb_window_t>(XCB_WINDOW_NONE);
+    }
+
+    /// Asks for a window that is another program's, and takes whatever comes there away. Whether anything
+    /// came.
+    bool isGivenTo(xcb_window_t window, const std::string& selection, const std::string& target)
+    {
+        const xcb_atom_t property = m_connection.atom("ANSWER_THERE");
+        xcb_convert_selection(m_connection, window, m_connection.atom(selection), m_connection.atom(target),
+                              property, XCB_CURRENT_TIME);
+        bool isGiven = false;
+        for (;;) {
+            awaitOwner();
+            const auto reply = m_connection.answer(
+                xcb_get_property_reply,
+                xcb_get_property(m_connection, 1, window, property, XCB_GET_PROPERTY_TYPE_ANY, 0, 64 * 1024));
+            if (!reply || reply->type == XCB_ATOM_NONE) {
+                return isGiven;
+            }
+            isGiven = true;
+        }
+    }
+
     /// Nobody else gets anything done at the server until the function returns.
     void grabServer(const std::function<void()>& meanwhile)
     {
@@ -158,6 +198,14 @@ public:
     }
 
 private:
+    /// The owner answers in order, so by then it has done what was asked before.
+    void awaitOwner()
+    {
+        const xcb_atom_t property = m_connection.atom("ANSWER_AFTER_ALL");
+        ask("CLIPBOARD", "TIMESTAMP", property);
+        xcb_delete_property(m_connection, m_window, property);
+    }
+
     bool ask(const std::string& selection, const std::string& target, xcb_atom_t property)
     {
         send(selection, target, property);

@@ -470,6 +470,17 @@ TEST(SwayConfigurationTests, otherLinesAreNoBindingsOfTheShortcut)
     }
 }
 
+TEST(SwayConfigurationTests, variablesThatHoldOthersTwiceDoNotGrowWithoutEnd)
+{
+    std::string configuration = "set $a xx\n";
+    for (int doubling = 0; doubling < 64; ++doubling) {
+        configuration += "set $a $a$a\n";
+    }
+    configuration += "bindsym $a exec nothing\nbindsym Ctrl+Mod4+space exec menu\n";
+
+    EXPECT_EQ(swayCommandAtShortcut(configuration), Command("exec menu"));
+}
+
 } // namespace
 
 } // namespace glimmerwick::contract

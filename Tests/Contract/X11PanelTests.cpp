@@ -14,6 +14,7 @@
 #include <xcb/shape.h>
 
 #include <cstdint>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -149,6 +150,21 @@ TEST_F(X11PanelTest, isCutOutWithoutACompositor)
     EXPECT_EQ(found[0].first, 12);
     EXPECT_GT(found[1].first, found[4].first);
     EXPECT_GT(found[4].first, found[8].first);
+}
+
+TEST_F(X11PanelTest, believesNoWorkAreaBeyondWhatTheProtocolHasRoomFor)
+{
+    constexpr std::uint32_t largest = 0x7fffffff;
+    const std::uint32_t areas[] = {largest, largest, largest, largest, 0, 30, 1000, 700};
+    const xcb_atom_t property = m_connection.atom("_GTK_WORKAREAS_D0");
+    xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, m_connection.root(), property, XCB_ATOM_CARDINAL,
+                        32, std::size(areas), areas);
+    m_connection.roundTrip();
+
+    EXPECT_EQ(m_platform.panelHost().visibleFrame({0, 0, 1024, 768}), (ScreenRect{0, 30, 1000, 700}));
+
+    xcb_delete_property(m_connection, m_connection.root(), property);
+    m_connection.roundTrip();
 }
 
 TEST_F(X11PanelTest, hasFourEqualCorners)

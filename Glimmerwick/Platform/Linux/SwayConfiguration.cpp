@@ -17,6 +17,9 @@ using Words = std::vector<std::string>;
 /// The key that every keyboard has for Space, by the number that the window systems give it.
 constexpr auto spaceCode = "65";
 
+/// No command is as long. Variables that hold others twice would grow without end.
+constexpr std::size_t longestExpansion = 64 * 1024;
+
 std::string lowerCase(std::string text)
 {
     std::transform(text.begin(), text.end(), text.begin(), [](char letter) {
@@ -136,7 +139,7 @@ private:
     std::string expanded(const std::string& text) const
     {
         std::string result;
-        for (std::size_t index = 0; index < text.size();) {
+        for (std::size_t index = 0; index < text.size() && result.size() < longestExpansion;) {
             const auto* variable = text[index] == '$' ? variableAt(text, index) : nullptr;
             result += variable ? variable->second : std::string(1, text[index]);
             index += variable ? variable->first.size() : 1;

@@ -180,6 +180,13 @@ bool X11SelectionServer::isTextTarget(xcb_atom_t target)
 
 bool X11SelectionServer::deliver(xcb_window_t requestor, xcb_atom_t property, const Rendering& rendering)
 {
+    // A receiver that gave up and asks again means the new answer alone.
+    const auto givenUp = m_transfers.remove_if([&](const Transfer& earlier) {
+        return earlier.requestor == requestor && earlier.property == property;
+    });
+    if (givenUp > 0) {
+        stopWatching(requestor);
+    }
     if (rendering.bytes->size() > pieceSize) {
         return begin({requestor, property, rendering, 0, std::chrono::steady_clock::now()});
     }
@@ -190,10 +197,6 @@ bool X11SelectionServer::deliver(xcb_window_t requestor, xcb_atom_t property, co
 
 bool X11SelectionServer::begin(Transfer transfer)
 {
-    // A receiver that gave up and asks again means the new answer alone.
-    m_transfers.remove_if([&](const Transfer& earlier) {
-        return earlier.requestor == transfer.requestor && earlier.property == transfer.property;
-    });
     if (m_transfers.size() >= mostTransfers) {
         return false;
     }

@@ -72,7 +72,9 @@ bool isAnswered(const X11IncomingTransfer& transfer)
 std::vector<xcb_atom_t> atoms(const std::string& bytes)
 {
     std::vector<xcb_atom_t> result(bytes.size() / sizeof(xcb_atom_t));
-    std::memcpy(result.data(), bytes.data(), result.size() * sizeof(xcb_atom_t));
+    if (!result.empty()) {
+        std::memcpy(result.data(), bytes.data(), result.size() * sizeof(xcb_atom_t));
+    }
     return result;
 }
 
@@ -518,7 +520,10 @@ void X11SelectionService::handle(const xcb_generic_event_t& event)
 void X11SelectionService::handleRequest(const xcb_selection_request_event_t& request)
 {
     const Selection* selection = find(request.selection);
-    if (!selection || !selection->isOwned) {
+    // This program asks itself for nothing. Another one may do so in its name, but sending pieces to the
+    // window here would end with being told of nothing there, not even of the server's time.
+    const bool isOwnWindow = m_connection.clientOf(request.requestor) == m_connection.client();
+    if (!selection || !selection->isOwned || isOwnWindow) {
         m_server.refuse(request);
     } else if (isPartOfPaste(request)) {
         answerPasteTarget(request, *selection);

@@ -1,6 +1,7 @@
 #include "Platform/X11/X11WorkAreas.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -8,6 +9,9 @@
 namespace glimmerwick {
 
 namespace {
+
+/// Of what the protocol has room for. Whatever lies beyond makes no sense, and its sums would overflow.
+constexpr std::uint32_t largestCoordinate = 0x7fff;
 
 int right(const ScreenRect& rect)
 {
@@ -64,7 +68,6 @@ std::vector<ScreenRect> rectanglesOf(const std::vector<std::uint32_t>& strut, co
     // From the left, right, top and bottom; then from where to where along each of these edges.
     constexpr std::size_t completeStrut = 12;
     const auto number = [&](std::size_t index) {
-        constexpr std::uint32_t largestCoordinate = 0x7fff;
         return static_cast<int>(std::min(strut[index], largestCoordinate));
     };
     if (strut.size() < completeStrut) {
@@ -112,6 +115,10 @@ std::vector<ScreenRect> X11WorkAreas::areasOfCurrentDesktop()
         m_connection.numbers(m_connection.root(), m_connection.atom(property), XCB_ATOM_CARDINAL);
     std::vector<ScreenRect> areas;
     for (std::size_t index = 0; index + 3 < numbers.size(); index += 4) {
+        const auto area = numbers.begin() + static_cast<std::ptrdiff_t>(index);
+        if (std::any_of(area, area + 4, [](std::uint32_t number) { return number > largestCoordinate; })) {
+            continue;
+        }
         areas.push_back({static_cast<int>(numbers[index]), static_cast<int>(numbers[index + 1]),
                          static_cast<int>(numbers[index + 2]), static_cast<int>(numbers[index + 3])});
     }
