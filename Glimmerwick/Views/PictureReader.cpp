@@ -24,7 +24,7 @@ QImage fromImage(const Image& image)
 
 QImage decode(std::string_view bytes, QSize wanted)
 {
-    if (!pictureLimits::allowsTexts(bytes) || !pictureLimits::allowsChunks(bytes)) {
+    if (!pictureLimits::allowsContents(bytes)) {
         return {};
     }
     QByteArray data = QByteArray::fromRawData(bytes.data(), static_cast<qsizetype>(bytes.size()));

@@ -7,6 +7,7 @@
 
 #include <QBuffer>
 #include <QImage>
+#include <QImageWriter>
 
 #include <gtest/gtest.h>
 
@@ -175,6 +176,14 @@ TEST_F(QtImageCodecTests, anAbsurdExtentIsRefusedHoweverSmallTheFile)
     EXPECT_FALSE(codec.isDecodableImage(pictureDeclaring(5000, 5000)));
 }
 
+TEST_F(QtImageCodecTests, aPictureLongerOnASideThanAllowedIsRefusedThoughItIsWhole)
+{
+    constexpr int longest = pictureLimits::maximumSide;
+    EXPECT_TRUE(codec.isDecodableImage(encodedPicture("PNG", longest, 1)));
+    EXPECT_FALSE(codec.isDecodableImage(encodedPicture("PNG", longest + 1, 1)));
+    EXPECT_FALSE(codec.isDecodableImage(encodedPicture("PNG", 1, longest + 1)));
+}
+
 TEST_F(QtImageCodecTests, noMemoryIsTakenForAChunkThatTheFileDoesNotHold)
 {
     // The first chunk behind the header, of a kind that is kept as it is.
@@ -188,6 +197,69 @@ TEST_F(QtImageCodecTests, noMemoryIsTakenForAChunkThatTheFileDoesNotHold)
     EXPECT_FALSE(codec.isDecodableImage(picture));
     EXPECT_TRUE(pictureLimits::allowsChunks(encodedPicture("PNG")));
     EXPECT_FALSE(pictureLimits::allowsChunks("an icon's head" + picture));
+}
+
+/// PNG files, each of which begins inside a chunk of the one before.
+std::string picturesInsideEachOther(std::size_t count)
+{
+    constexpr std::string_view begin("\x89PNG\r\n\x1a\n", 8);
+    // Read as the length of a chunk, as its name, or as the checksum before it: all of them have eight bytes.
+    constexpr std::string_view eight("\0\0\0\x08", 4);
+    std::string bytes;
+    for (std::size_t picture = 0; picture < count; ++picture) {
+        bytes.append(begin).append(eight).append(eight).append(eight);
+    }
+    return bytes + std::string(64, '\0');
+}
+
+TEST_F(QtImageCodecTests, picturesInsideEachOtherAreNotGoneThroughAgainAndAgain)
+{
+    EXPECT_TRUE(pictureLimits::allowsChunks(picturesInsideEachOther(20)));
+    EXPECT_FALSE(pictureLimits::allowsChunks(picturesInsideEachOther(500)));
+    // Half an hour's work if they were.
+    EXPECT_FALSE(codec.isDecodableImage(picturesInsideEachOther(800'000)));
+}
+
+constexpr std::string_view scanBegin("\xff\xda", 2);
+
+std::size_t scanCount(std::string_view jpeg)
+{
+    std::size_t count = 0;
+    for (std::size_t found = jpeg.find(scanBegin); found != std::string_view::npos;
+         found = jpeg.find(scanBegin, found + scanBegin.size())) {
+        ++count;
+    }
+    return count;
+}
+
+/// A progressive JPEG file whose last scan is repeated until there are that many.
+std::string pictureWithScans(std::size_t count)
+{
+    QBuffer buffer;
+    buffer.open(QIODevice::WriteOnly);
+    QImageWriter writer(&buffer, "JPEG");
+    writer.setProgressiveScanWrite(true);
+    EXPECT_TRUE(writer.write(QImage::fromData(QByteArray::fromStdString(encodedPicture("PNG")))));
+    std::string picture = buffer.data().toStdString();
+    constexpr std::size_t endSize = 2;
+    const std::size_t lastBegin = picture.rfind(scanBegin);
+    const std::string last = picture.substr(lastBegin, picture.size() - endSize - lastBegin);
+    while (scanCount(picture) < count) {
+        picture.insert(picture.size() - endSize, last);
+    }
+    return picture;
+}
+
+TEST_F(QtImageCodecTests, aPictureIsNotGoneOverMoreOftenThanToolsDo)
+{
+    EXPECT_TRUE(codec.isDecodableImage(pictureWithScans(pictureLimits::maximumScanCount)));
+    EXPECT_FALSE(codec.isDecodableImage(pictureWithScans(pictureLimits::maximumScanCount + 1)));
+    // In other formats the same bytes come by chance.
+    std::string chance;
+    for (std::size_t scan = 0; scan <= pictureLimits::maximumScanCount; ++scan) {
+        chance += scanBegin;
+    }
+    EXPECT_TRUE(codec.isDecodableImage(encodedPicture("PNG") + chance));
 }
 
 TEST_F(QtImageCodecTests, aTruncatedPictureIsNotDecodableWhereverItEnds)

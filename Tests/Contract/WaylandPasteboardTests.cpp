@@ -247,6 +247,26 @@ TEST_F(WaylandPasteboardTest, aReaderThatTakesNothingDisturbsNobody)
     EXPECT_TRUE(readToEnd(stoppedReader) == large);
 }
 
+TEST_F(WaylandPasteboardTest, readersThatTakeNothingAreNotTooManyAtOnce)
+{
+    constexpr int most = 64;
+    const std::string large(2'000'000, 'x');
+    put(large);
+    pasteboard.setData("glimmerwick", pasteboardType::concealed);
+    SelectionPeer stopped;
+    std::vector<int> readers;
+    for (int reader = 0; reader < most; ++reader) {
+        readers.push_back(stopped.beginReading());
+    }
+
+    EXPECT_EQ(peer.read(), "");
+
+    for (const int reader : readers) {
+        EXPECT_TRUE(readToEnd(reader) == large);
+    }
+    EXPECT_TRUE(eventually([&] { return peer.read() == large; }));
+}
+
 TEST_F(WaylandPasteboardTest, writesNothingOnceAnotherProgramOwnsTheClipboard)
 {
     put("mine");

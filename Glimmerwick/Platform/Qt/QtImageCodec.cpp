@@ -100,7 +100,7 @@ QtImageCodec::QtImageCodec(std::optional<std::string> colourEmojiFontFamily)
 bool QtImageCodec::isDecodableImage(std::string_view bytes)
 {
     if (bytes.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())
-        || !pictureLimits::allowsTexts(bytes) || !pictureLimits::allowsChunks(bytes)) {
+        || !pictureLimits::allowsContents(bytes)) {
         return false;
     }
     QByteArray data = QByteArray::fromRawData(bytes.data(), static_cast<qsizetype>(bytes.size()));

@@ -260,8 +260,8 @@ void WaylandClipboardService::send(const SharedWaylandClipboardContents& content
         close(descriptor);
         return;
     }
-    m_transfers.begin(descriptor, bytes);
-    if (m_paste && m_paste->contents == contents && type != historyHint::target) {
+    const bool isTaken = m_transfers.begin(descriptor, bytes) && type != historyHint::target;
+    if (isTaken && m_paste && m_paste->contents == contents) {
         m_paste->isTaken = true;
         letPasteEnd(SteadyClock::now() + pasteAfterTaking);
     }

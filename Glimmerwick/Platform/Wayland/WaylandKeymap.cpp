@@ -1,6 +1,7 @@
 #include "Platform/Wayland/WaylandKeymap.h"
 
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <wayland-client-protocol.h>
 #include <xkbcommon/xkbcommon.h>
 
@@ -11,6 +12,9 @@ namespace glimmerwick {
 namespace {
 
 constexpr xkb_level_index_t withoutModifiers = 0;
+
+/// In bytes. A keyboard with four layouts takes some 70,000.
+constexpr std::uint32_t longestText = 4 * 1024 * 1024;
 
 struct ContextDeleter {
     void operator()(xkb_context* context) const { xkb_context_unref(context); }
@@ -32,6 +36,13 @@ xkb_keysym_t symbolOf(xkb_keymap* keymap, xkb_keycode_t key, xkb_layout_index_t 
         : static_cast<xkb_keysym_t>(XKB_KEY_NoSymbol);
 }
 
+/// Reading on behind the end of a file that is mapped into memory ends the process.
+bool holds(int descriptor, std::uint32_t size)
+{
+    struct stat status { };
+    return size <= longestText && fstat(descriptor, &status) == 0 && status.st_size >= off_t{size};
+}
+
 } // namespace
 
 void WaylandKeymap::Deleter::operator()(xkb_keymap* keymap) const
@@ -51,7 +62,7 @@ std::unique_ptr<WaylandKeymap> WaylandKeymap::us()
 std::unique_ptr<WaylandKeymap> WaylandKeymap::read(std::uint32_t format, int descriptor, std::uint32_t size)
 {
     const Context context = makeContext();
-    if (format != WL_KEYBOARD_KEYMAP_FORMAT_XKB_V1 || !context || size == 0) {
+    if (format != WL_KEYBOARD_KEYMAP_FORMAT_XKB_V1 || !context || size == 0 || !holds(descriptor, size)) {
         return nullptr;
     }
     void* text = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, descriptor, 0);

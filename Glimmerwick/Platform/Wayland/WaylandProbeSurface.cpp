@@ -34,6 +34,23 @@ WaylandProbeSurface::Globals::Globals(WaylandDisplay& display)
 {
 }
 
+WaylandProbeSurface::Globals::~Globals()
+{
+    if (layerShell) {
+        // In the version that is bound there is no request for it.
+        wl_proxy_destroy(reinterpret_cast<wl_proxy*>(layerShell));
+    }
+    if (viewporter) {
+        wp_viewporter_destroy(viewporter);
+    }
+    if (shm) {
+        wl_shm_destroy(shm);
+    }
+    if (compositor) {
+        wl_compositor_destroy(compositor);
+    }
+}
+
 WaylandProbeSurface::WaylandProbeSurface(const Globals& globals, wl_output* output,
                                          WaylandLayerSurface::Extent extent)
     : m_globals(globals), m_surface(wl_compositor_create_surface(globals.compositor)),

@@ -17,9 +17,12 @@ class WaylandDisplay;
 /// Something on an output that nobody sees, but that the pointer can be on. The display's thread.
 class WaylandProbeSurface {
 public:
-    /// What it is made with. Bound once and never released, because a connection has them until it ends.
+    /// What it is made with. Bound once, and released before the display ends.
     struct Globals {
         explicit Globals(WaylandDisplay& display);
+        ~Globals();
+        Globals(const Globals&) = delete;
+        Globals& operator=(const Globals&) = delete;
 
         /// Whether the compositor has what it takes.
         bool areThere() const { return compositor && shm && layerShell; }

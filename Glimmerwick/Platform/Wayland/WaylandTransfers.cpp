@@ -19,6 +19,8 @@ using SteadyClock = std::chrono::steady_clock;
 constexpr auto readersStall = 10s;
 constexpr std::size_t largestSize = 64 * 1024 * 1024;
 constexpr std::size_t pieceSize = 64 * 1024;
+// Each has a descriptor, of which a process may have 1,024, and without one the compositor is lost.
+constexpr std::size_t mostTransfers = 64;
 
 bool wouldBlock()
 {
@@ -82,13 +84,18 @@ WaylandOutgoingTransfers::~WaylandOutgoingTransfers()
     }
 }
 
-void WaylandOutgoingTransfers::begin(int descriptor, std::shared_ptr<const std::string> bytes)
+bool WaylandOutgoingTransfers::begin(int descriptor, std::shared_ptr<const std::string> bytes)
 {
+    if (m_transfers.size() >= mostTransfers) {
+        close(descriptor);
+        return false;
+    }
     fcntl(descriptor, F_SETFL, fcntl(descriptor, F_GETFL) | O_NONBLOCK);
     Transfer& transfer = m_transfers.emplace_back(Transfer{descriptor, std::move(bytes), 0, {}, {}});
     transfer.watch = m_display.watch(descriptor, WaylandDisplay::Readiness::writable,
                                      [this, &transfer] { proceed(transfer); });
     transfer.stall = m_display.at(SteadyClock::now() + readersStall, [this, &transfer] { end(transfer); });
+    return true;
 }
 
 void WaylandOutgoingTransfers::proceed(Transfer& transfer)

@@ -20,7 +20,8 @@ public:
     WaylandOutgoingTransfers& operator=(const WaylandOutgoingTransfers&) = delete;
 
     /// Writes the bytes and closes the descriptor, at the latest when the reader takes nothing for 10 s.
-    void begin(int descriptor, std::shared_ptr<const std::string> bytes);
+    /// False: 64 others are under way, so the descriptor is closed and the reader finds nothing.
+    bool begin(int descriptor, std::shared_ptr<const std::string> bytes);
 
 private:
     struct Transfer;
