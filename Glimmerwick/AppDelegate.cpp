@@ -22,6 +22,7 @@
 #include "Platform/Shell.h"
 #include "Platform/UserDefaults.h"
 #include "Search/SearchManager.h"
+#include "Views/EmojiPixmapCache.h"
 #include "Views/SearchBarView.h"
 #include "Views/SkinTonePopoverController.h"
 #include "Views/ToastView.h"
@@ -42,6 +43,9 @@ constexpr auto toggleCommandUsedKey = "ToggleCommandUsed";
 
 constexpr int searchDebounceDelayMs = 50;
 constexpr std::chrono::milliseconds showPickerFlagDelay(500);
+
+/// Whoever picks several emoji does so sooner.
+constexpr std::chrono::seconds settlingDelay(5);
 
 constexpr int searchBarInset = 8;
 constexpr int searchBarHeight = 36;
@@ -157,6 +161,11 @@ void AppDelegate::setupPickerWindow()
         m_platform, EmojiDataManager::shared(), RecentEmojisManager::shared(), SkinTonePreferences::shared(),
         EmojiRenderer::shared(), SkinTonePopoverController::shared());
     m_emojiGridViewController->setDelegate(this);
+    m_emojiGridViewController->onDrawnAhead = [this] {
+        m_bytesDrawnAhead = EmojiPixmapCache::shared().bytes();
+        m_pickerWindow->drawAhead();
+        settleLater();
+    };
 
     const int width = container->width();
     const int height = container->height();
@@ -414,6 +423,34 @@ void AppDelegate::reportState()
     m_reportedState = state;
     if (onStateChanged) {
         onStateChanged(state);
+    }
+    settleLater();
+}
+
+void AppDelegate::settleLater()
+{
+    m_settling = m_platform.mainQueue.asyncAfter(settlingDelay, [this, alive = m_lifetime.watch()] {
+        if (alive) {
+            settle();
+        }
+    });
+}
+
+void AppDelegate::settle()
+{
+    if (m_pickerWindow && m_pickerWindow->isVisible()) {
+        // Its being hidden is told of.
+        return;
+    }
+    EmojiPixmapCache& pictures = EmojiPixmapCache::shared();
+    if (m_emojiGridViewController && m_bytesDrawnAhead > 0 && pictures.bytes() > 2 * m_bytesDrawnAhead) {
+        pictures.clear();
+        m_emojiGridViewController->drawAhead();
+        return;
+    }
+    pictures.forgetGlyphs();
+    if (onSettled) {
+        onSettled();
     }
 }
 

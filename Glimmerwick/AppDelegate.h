@@ -43,6 +43,10 @@ public:
     /// Told of every change of the state; the first state is neither visible nor ready.
     std::function<void(PickerState)> onStateChanged;
 
+    /// Told when there is nothing left to do until the picker is wanted: a while after the launch, and after
+    /// the picker was hidden.
+    std::function<void()> onSettled;
+
     /// Showing records the application in front, as the shortcut does; a picker that is shown already stays
     /// as it is.
     void perform(PickerAction action) override;
@@ -86,6 +90,8 @@ private:
     void showPickerForFrontmostApp();
     void hidePicker();
     void reportState();
+    void settleLater();
+    void settle();
 
     void resetPickerState();
     void handleEmojiSelected(const Notification& notification);
@@ -107,6 +113,9 @@ private:
     std::unique_ptr<QObject> m_visibilityObserver;
     bool m_isIndexed = false;
     PickerState m_reportedState;
+    Registration m_settling;
+    /// What the pictures of the first screens take.
+    std::size_t m_bytesDrawnAhead = 0;
     Registration m_emojiSelectedObserver;
     Task<bool> m_manifestTask;
     Lifetime m_lifetime;

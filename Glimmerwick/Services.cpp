@@ -3,6 +3,7 @@
 #include "Managers/UpdatesSwitchedOff.h"
 #include "Platform/Linux/InstallationVolume.h"
 #include "Platform/Linux/InstalledFile.h"
+#include "Platform/Linux/PartsFolder.h"
 #include "Platform/Linux/ProcessInfo.h"
 
 #include <QCoreApplication>
@@ -94,7 +95,10 @@ Services::Services(const Process& process, const SessionBus& bus, WindowSystems&
                    const SessionRoutes& routes, const BuildSettings& build, ServiceHooks serviceHooks)
     : hooks(std::move(serviceHooks)), userNotice(bus, process.bundleIdentifier),
       userDefaults(configurationDirectory() / "Glimmerwick.ini"),
-      httpClient(mainQueue, "Glimmerwick/" + build.version), imageCodec(textLayout.colourEmojiFontFamily()),
+      httpClient(mainQueue, {partsFolder() / "glimmerwick-http", "Glimmerwick/" + build.version},
+                 hooks.reportProblem),
+      pictureStore(process.cachesDirectory / "Glimmerwick" / "Drawn", dispatchQueues, hooks.reportProblem),
+      imageCodec(textLayout.colourEmojiFontFamily()),
       desktop(
           {windowSystems,
            routes,

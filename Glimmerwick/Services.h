@@ -2,14 +2,15 @@
 
 #include "Desktop.h"
 #include "Managers/UpdateChecker.h"
-#include "Platform/Curl/CurlHttpClient.h"
 #include "Platform/DBus/DBusUserNotice.h"
 #include "Platform/DBus/DesktopFileViewer.h"
 #include "Platform/HarfBuzz/HarfBuzzTextLayout.h"
+#include "Platform/HttpProcess/ProcessHttpClient.h"
 #include "Platform/Linux/AutostartEntry.h"
 #include "Platform/Linux/DebianPackageInstaller.h"
 #include "Platform/Linux/DispatchQueues.h"
 #include "Platform/Linux/Files.h"
+#include "Platform/Linux/PictureFiles.h"
 #include "Platform/Linux/StandardOutputLog.h"
 #include "Platform/Linux/SystemClocks.h"
 #include "Platform/NotificationCenter.h"
@@ -77,8 +78,9 @@ struct Services {
     ThreadDispatchQueues dispatchQueues;
     QtUserDefaults userDefaults;
     NotificationCenter notificationCenter;
-    CurlHttpClient httpClient;
+    ProcessHttpClient httpClient;
     HarfBuzzTextLayout textLayout;
+    PictureFiles pictureStore;
     QtImageCodec imageCodec;
     Desktop desktop;
     AlertWindow alert;

@@ -4,20 +4,22 @@
 #include "Managers/ClipboardManager.h"
 #include "Managers/EmojiDataManager.h"
 #include "Managers/TypeManager.h"
+#include "Models/UnicodeText.h"
 #include "Platform/DBus/InstanceObject.h"
 #include "Platform/DBus/NotificationMirror.h"
 #include "Platform/DBus/PortalSettings.h"
 #include "Platform/DBus/ScreenLockWatcher.h"
 #include "Platform/DBus/SessionBus.h"
 #include "Platform/DBus/SingleInstance.h"
+#include "Platform/Linux/PartsFolder.h"
 #include "Platform/Linux/ProcessInfo.h"
-#include "Platform/Linux/WindowSystemLoader.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/Qt/TerminationSignals.h"
 #include "Platform/Qt/Text.h"
 #include "Platform/WindowSystem.h"
 #include "Services.h"
 #include "SessionProbe.h"
+#include "Views/EmojiPixmapCache.h"
 #include "Views/Style.h"
 #include "Views/Translation.h"
 #include "WindowSystems.h"
@@ -31,14 +33,17 @@
 #include <csignal>
 #include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <unistd.h>
 
 namespace glimmerwick {
@@ -160,9 +165,10 @@ std::unique_ptr<QApplication> makeApplication(ToolkitArguments& arguments, const
     return application;
 }
 
+/// One line, whatever other programs put into it: the system's journal keeps such lines.
 void reportProblem(std::string_view problem)
 {
-    std::cerr << "glimmerwick: " << problem << std::endl;
+    std::cerr << "glimmerwick: " << unicode::escapedForLog(problem) << std::endl;
 }
 
 BuildSettings buildSettings()
@@ -199,11 +205,49 @@ NotificationMirror mirrorNotifications(NotificationCenter& notificationCenter, I
             }};
 }
 
+/// Keeps drawn emoji in the store for as long as it lives.
+class StoredPictures {
+public:
+    explicit StoredPictures(Services& services)
+    {
+        if (const auto file = services.textLayout.colourEmojiFontFile()) {
+            EmojiPixmapCache::shared().setStore(&services.pictureStore, maker(*file));
+        }
+    }
+    ~StoredPictures() { EmojiPixmapCache::shared().setStore(nullptr, {}); }
+    StoredPictures(const StoredPictures&) = delete;
+    StoredPictures& operator=(const StoredPictures&) = delete;
+
+private:
+    /// Other fonts, and other versions of what draws, draw other pictures.
+    static std::string maker(const std::filesystem::path& fontFile)
+    {
+        std::error_code error;
+        const auto size = std::filesystem::file_size(fontFile, error);
+        const auto date = std::filesystem::last_write_time(fontFile, error).time_since_epoch().count();
+        return fontFile.string() + ' ' + std::to_string(size) + ' ' + std::to_string(date) + ' ' + qVersion()
+            + " " GLIMMERWICK_VERSION;
+    }
+};
+
+/// One heap for all threads: each more would hold on to what its thread needed once.
+void useOneHeap()
+{
+    mallopt(M_ARENA_MAX, 1);
+}
+
+/// To the system, what the launch and the last use of the picker needed for a while.
+void giveMemoryBack()
+{
+    constexpr std::size_t keepNothing = 0;
+    malloc_trim(keepNothing);
+}
+
 int runApplication(const Process& process, const CommandLine& commandLine, SessionBus& bus,
                    InstanceObject& instance)
 {
     useDisplayOf(commandLine);
-    WindowSystems windowSystems(windowSystemFolder(), reportProblem);
+    WindowSystems windowSystems(partsFolder(), reportProblem);
     const auto session = probeSession(bus, windowSystems.probes(), wantedToolkitPlatform(commandLine),
                                       ProbeExtent::whatRoutesNeed);
     reportUnknownWords(session.unknownWords);
@@ -261,6 +305,7 @@ int runApplication(const Process& process, const CommandLine& commandLine, Sessi
     if (const auto family = services.textLayout.colourEmojiFontFamily()) {
         style::setEmojiFontFamily(toQString(*family));
     }
+    const StoredPictures storedPictures(services);
 
     installTranslations(process.resourcesDirectory / "translations");
     const PortalSettings portalSettings(bus, style::setDesktopAppearance);
@@ -272,6 +317,7 @@ int runApplication(const Process& process, const CommandLine& commandLine, Sessi
         instance.setState(state);
         services.setPickerShown(state.isVisible);
     };
+    delegate.onSettled = giveMemoryBack;
     running = &delegate;
     // Whoever wants an emoji typed is asked, whatever the answer was at another time.
     const Registration asking = services.notificationCenter.addObserver(
@@ -315,7 +361,7 @@ void diagnose(const CommandLine& commandLine)
 {
     useDisplayOf(commandLine);
     const SessionBus bus;
-    WindowSystems windowSystems(windowSystemFolder(), reportProblem);
+    WindowSystems windowSystems(partsFolder(), reportProblem);
     std::cout << diagnoseSession(bus, windowSystems.probes(), wantedToolkitPlatform(commandLine),
                                  GLIMMERWICK_VERSION)
               << std::flush;
@@ -327,7 +373,8 @@ int runCommandLine(int argc, char** argv)
     const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
     const auto commandLine = CommandLine::parse(arguments);
     if (!commandLine) {
-        reportProblem(commandLine.error() + "\nTry 'glimmerwick --help'.");
+        reportProblem(commandLine.error());
+        std::cerr << "Try 'glimmerwick --help'." << std::endl;
         return wrongUsage;
     }
     switch (commandLine.value().request) {
@@ -362,6 +409,7 @@ int main(int argc, char** argv)
         return EXIT_FAILURE;
     }
     std::signal(SIGPIPE, SIG_IGN);
+    glimmerwick::useOneHeap();
     try {
         return glimmerwick::runCommandLine(argc, argv);
     } catch (const std::exception& error) {

@@ -59,7 +59,7 @@ private:
             return;
         }
         for (const std::string& name : names.value()) {
-            if (name.ends_with(".png") && !m_fileSystem.exists(m_cachedImages / name)) {
+            if (name.ends_with(".png") && !hasImage(m_cachedImages / name)) {
                 seedImage(name);
             }
         }
@@ -71,11 +71,17 @@ private:
         if (!bytes || !hasFolder(m_cachedImages)) {
             return;
         }
-        // A part of an image under the final name would be shown for good.
-        const std::filesystem::path unfinished = m_cachedImages / (name + ".seed");
-        if (succeeded(m_cacheFolder.write(unfinished, *bytes))) {
-            succeeded(m_fileSystem.rename(unfinished, m_cachedImages / name));
+        succeeded(m_cacheFolder.write(m_cachedImages / name, *bytes));
+    }
+
+    /// An empty file, which a power cut leaves of one just written, is none.
+    bool hasImage(const std::filesystem::path& image)
+    {
+        if (!m_fileSystem.exists(image)) {
+            return false;
         }
+        const auto bytes = m_fileSystem.read(image);
+        return !bytes || !bytes.value().empty();
     }
 
     bool isCacheASeed()
@@ -121,12 +127,14 @@ private:
         if (!hasFolder(m_cacheFolder.path())) {
             return;
         }
-        // Complete and dated before it gets its name: what an interrupted start left there would count as a
-        // fetched cache, and never be replaced.
-        const std::filesystem::path unfinished = m_cacheFolder.path() / "manifest.json.seed";
-        if (succeeded(m_cacheFolder.write(unfinished, bytes))
-            && succeeded(m_fileSystem.setModificationDate(unfinished, seedDate))) {
-            succeeded(m_fileSystem.rename(unfinished, m_cached));
+        // Dated before it gets its name: what an interrupted start left there would count as a fetched cache,
+        // and never be replaced.
+        const std::filesystem::path undated = m_cacheFolder.path() / "manifest.json.seed";
+        if (succeeded(m_cacheFolder.write(undated, bytes))
+            && !(succeeded(m_fileSystem.setModificationDate(undated, seedDate))
+                 && succeeded(m_fileSystem.rename(undated, m_cached)))) {
+            // Nobody would come back for it once a cache is fetched.
+            static_cast<void>(m_fileSystem.remove(undated));
         }
     }
 

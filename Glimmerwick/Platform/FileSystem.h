@@ -26,9 +26,11 @@ public:
     /// own name counts, the folder's does not.
     virtual bool leadsThroughLink(const std::filesystem::path& folder, const std::filesystem::path& path) = 0;
     virtual Result<std::string, FileError> read(const std::filesystem::path& path) = 0;
-    /// Replaces the file's contents in place. A file that did not exist before is not left behind when that
-    /// fails.
+    /// Puts a whole new file in place of the one that has the name, if any, in one step: the old one stays as
+    /// it is when that fails, and no part of the new one is left behind.
     virtual Result<Success, FileError> write(const std::filesystem::path& path, std::string_view bytes) = 0;
+    /// Removes the file; a success as well when there is none.
+    virtual Result<Success, FileError> remove(const std::filesystem::path& path) = 0;
     /// Gives the file another name in one step, in place of a file that has it.
     virtual Result<Success, FileError> rename(const std::filesystem::path& from,
                                               const std::filesystem::path& to) = 0;

@@ -11,6 +11,7 @@
 #include "Views/Accessibility.h"
 #include "Views/CategoryHeaderView.h"
 #include "Views/EmojiCell.h"
+#include "Views/EmojiPixmapCache.h"
 #include "Views/NoResultsLabel.h"
 #include "Views/SearchBarView.h"
 #include "Views/SkinTonePopoverController.h"
@@ -24,6 +25,7 @@
 
 #include <algorithm>
 #include <any>
+#include <chrono>
 #include <cstddef>
 #include <map>
 #include <utility>
@@ -40,6 +42,10 @@ constexpr std::chrono::milliseconds scrollToCategoryDuration(300);
 constexpr std::size_t warmedPerTurn = 8;
 /// A screen of emoji.
 constexpr std::size_t warmedCount = 56;
+/// Few enough to be looked for in the store, and found, within a millisecond.
+constexpr std::size_t storedPerTurn = 64;
+constexpr std::chrono::milliseconds storingDelay(4);
+constexpr std::chrono::milliseconds storingWhileShownDelay(1000);
 /// Of the picture that a cell draws before it has one from the server.
 constexpr double renderingFontSize = 28;
 
@@ -167,7 +173,7 @@ void EmojiGridViewController::loadEmojiData()
                          + " total emojis");
     loadRecentEmojis();
     reloadCollectionView();
-    warmFirstScreen();
+    drawAhead();
 }
 
 void EmojiGridViewController::loadRecentEmojis()
@@ -184,7 +190,7 @@ void EmojiGridViewController::reloadCollectionView()
     }
 }
 
-void EmojiGridViewController::warmFirstScreen()
+void EmojiGridViewController::drawAhead()
 {
     // Not at once: one pick may change both the tone and the recent emoji.
     m_platform.mainQueue.async([this, generation = ++m_warmGeneration, alive = m_lifetime.watch()] {
@@ -221,6 +227,7 @@ void EmojiGridViewController::warm(std::vector<Emoji> emojis, int generation)
     std::for_each(emojis.begin(), end, [this](const Emoji& emoji) { warm(emoji); });
     emojis.erase(emojis.begin(), end);
     if (emojis.empty()) {
+        storePictures(0, generation);
         return;
     }
     m_platform.mainQueue.async(
@@ -241,6 +248,64 @@ void EmojiGridViewController::warm(const Emoji& emoji)
     // Which screen it is shown on is known only then.
     for (const QScreen* screen : QGuiApplication::screens()) {
         EmojiCell::drawAhead(text, screen->devicePixelRatio());
+    }
+}
+
+// One at a time: each is less than a millisecond, so that no key waits for it. And not while the picker is
+// used.
+void EmojiGridViewController::storePictures(std::size_t from, int generation)
+{
+    const auto& manifest = m_emojiDataManager.manifest();
+    if (!manifest || !EmojiPixmapCache::shared().hasStore()) {
+        tellThatAllIsDrawn();
+        return;
+    }
+    if (m_view && m_view->isVisible()) {
+        storePicturesLater(storingWhileShownDelay, from, generation);
+        return;
+    }
+    const auto emojis = manifest->sharedEmojis();
+    const std::size_t end = std::min(emojis->size(), from + storedPerTurn);
+    for (std::size_t number = from; number < end; ++number) {
+        if (storePicture((*emojis)[number])) {
+            storePicturesLater(storingDelay, number + 1, generation);
+            return;
+        }
+    }
+    if (end == emojis->size()) {
+        tellThatAllIsDrawn();
+        return;
+    }
+    storePicturesLater(storingDelay, end, generation);
+}
+
+void EmojiGridViewController::storePicturesLater(std::chrono::milliseconds delay, std::size_t from,
+                                                 int generation)
+{
+    m_storing = m_platform.mainQueue.asyncAfter(delay, [this, from, generation, alive = m_lifetime.watch()] {
+        if (alive && generation == m_warmGeneration) {
+            storePictures(from, generation);
+        }
+    });
+}
+
+bool EmojiGridViewController::storePicture(const Emoji& emoji)
+{
+    if (!m_emojiDataManager.isEmojiNativelySupported(emoji)) {
+        return false;
+    }
+    const std::string text = m_skinTonePreferences.applyPreferredSkinTone(emoji);
+    bool isDrawn = false;
+    for (const QScreen* screen : QGuiApplication::screens()) {
+        isDrawn = EmojiCell::storeAhead(text, screen->devicePixelRatio()) || isDrawn;
+    }
+    return isDrawn;
+}
+
+void EmojiGridViewController::tellThatAllIsDrawn()
+{
+    if (onDrawnAhead) {
+        onDrawnAhead();
     }
 }
 
@@ -334,14 +399,14 @@ void EmojiGridViewController::handleRecentsChanged()
     }
     m_platform.log.print("EmojiGridViewController: Recent emojis updated, count: "
                          + std::to_string(newCount));
-    warmFirstScreen();
+    drawAhead();
 }
 
 void EmojiGridViewController::handleSkinTonePreferenceChanged()
 {
     if (!redispatch([this] { handleSkinTonePreferenceChanged(); })) {
         reloadCollectionView();
-        warmFirstScreen();
+        drawAhead();
     }
 }
 

@@ -15,6 +15,8 @@
 #include <QPointer>
 #include <QWidget>
 
+#include <chrono>
+#include <cstddef>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -83,6 +85,11 @@ public:
     void clearSearch();
     /// Any thread.
     void scrollToTop(Animation animation);
+    /// Draws the emoji that the picker opens with, a few per turn of the main queue, for every screen that it
+    /// may open on; and, where pictures are stored, all others for the store, one at a time. Main thread.
+    void drawAhead();
+    /// Told when that is done.
+    std::function<void()> onDrawnAhead;
     /// Does nothing while searching or when the category is unknown. Any thread.
     void scrollToCategory(const EmojiCategory& category, Animation animation);
 
@@ -117,12 +124,14 @@ private:
     void updateVisibleCategory();
     void reloadCollectionView();
     void startPrefetch(const std::string& codepoint);
-    /// Draws the emoji that the picker opens with, a few per turn of the main queue, for every screen that it
-    /// may open on.
-    void warmFirstScreen();
     std::vector<Emoji> firstScreen() const;
     void warm(std::vector<Emoji> emojis, int generation);
     void warm(const Emoji& emoji);
+    void storePictures(std::size_t from, int generation);
+    void storePicturesLater(std::chrono::milliseconds delay, std::size_t from, int generation);
+    /// Whether it had to be drawn.
+    bool storePicture(const Emoji& emoji);
+    void tellThatAllIsDrawn();
     /// Off the main thread submits the work to the main queue and answers true.
     bool redispatch(std::function<void()> work);
 
@@ -144,6 +153,7 @@ private:
     /// The number of the latest such scroll.
     int m_scrollToCategory = 0;
     int m_warmGeneration = 0;
+    Registration m_storing;
     std::unordered_map<std::string, PrefetchTask> m_activePrefetchTasks;
     std::vector<Registration> m_observers;
     Lifetime m_lifetime;

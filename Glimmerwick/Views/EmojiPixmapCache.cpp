@@ -1,5 +1,6 @@
 #include "Views/EmojiPixmapCache.h"
 
+#include "Platform/PictureStore.h"
 #include "Platform/Qt/Text.h"
 #include "Views/Style.h"
 
@@ -7,37 +8,44 @@
 #include <QCache>
 #include <QCoreApplication>
 #include <QPainter>
+#include <QRawFont>
+#include <private/qfontengine_p.h>
+#include <private/qrawfont_p.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <span>
+#include <utility>
 
 namespace glimmerwick {
 
 namespace {
 
-constexpr std::size_t sharedBytes = 16 * 1024 * 1024;
+constexpr std::size_t sharedBytes = 4 * 1024 * 1024;
+
+/// A widget cuts its ratio off at 1/65536, so that 1.1 comes from it as 1.09999 and from its screen as 1.1.
+constexpr int ratioDigits = 3;
+
+QByteArray makeDetail(int fontSize, int side, double devicePixelRatio)
+{
+    return QByteArray::number(fontSize) + '/' + QByteArray::number(side) + '@'
+        + QByteArray::number(devicePixelRatio, 'f', ratioDigits);
+}
 
 QByteArray makeKey(const std::string& text, int fontSize, int side, double devicePixelRatio)
 {
-    QByteArray key(text.data(), static_cast<qsizetype>(text.size()));
-    // A widget cuts its ratio off at 1/65536, so that 1.1 comes from it as 1.09999 and from its screen
-    // as 1.1.
-    constexpr int ratioDigits = 3;
-    key += '\0' + QByteArray::number(fontSize) + '/' + QByteArray::number(side) + '@'
-        + QByteArray::number(devicePixelRatio, 'f', ratioDigits);
-    return key;
+    return QByteArray(text.data(), static_cast<qsizetype>(text.size())) + '\0'
+        + makeDetail(fontSize, side, devicePixelRatio);
 }
 
-QPixmap draw(const std::string& text, int fontSize, int side, double devicePixelRatio)
+QSize sizeInPixels(int side, double devicePixelRatio)
 {
-    QPixmap pixmap(QSize(side, side) * devicePixelRatio);
-    pixmap.setDevicePixelRatio(devicePixelRatio);
-    pixmap.fill(Qt::transparent);
-    QPainter painter(&pixmap);
-    painter.setRenderHints(QPainter::TextAntialiasing | QPainter::SmoothPixmapTransform);
-    painter.setFont(style::emojiFont(fontSize));
-    painter.setPen(style::label());
-    painter.drawText(QRect(0, 0, side, side), Qt::AlignCenter | Qt::TextSingleLine, toQString(text));
-    return pixmap;
+    return QSize(side, side) * devicePixelRatio;
+}
+
+std::span<std::byte> pixels(QImage& image)
+{
+    return std::as_writable_bytes(std::span(image.bits(), static_cast<std::size_t>(image.sizeInBytes())));
 }
 
 } // namespace
@@ -65,17 +73,84 @@ EmojiPixmapCache::EmojiPixmapCache(std::size_t maximumBytes) : m_entries(std::ma
 
 EmojiPixmapCache::~EmojiPixmapCache() = default;
 
+void EmojiPixmapCache::setStore(PictureStore* store, std::string maker)
+{
+    m_store = store;
+    m_maker = std::move(maker);
+}
+
 QPixmap EmojiPixmapCache::pixmap(const std::string& text, int fontSize, int side, double devicePixelRatio)
 {
     const QByteArray key = makeKey(text, fontSize, side, devicePixelRatio);
     if (const QPixmap* known = m_entries->cache.object(key)) {
         return *known;
     }
-    QPixmap drawn = draw(text, fontSize, side, devicePixelRatio);
+    QImage image = stored(text, fontSize, side, devicePixelRatio);
+    if (image.isNull()) {
+        image = draw(text, fontSize, side, devicePixelRatio);
+        if (m_store) {
+            keep(image, text, kind(fontSize, side, devicePixelRatio));
+        }
+    }
+    image.setDevicePixelRatio(devicePixelRatio);
+    const auto cost = std::max<qsizetype>(1, image.sizeInBytes());
+    QPixmap pixmap = QPixmap::fromImage(std::move(image), Qt::NoFormatConversion);
+    m_entries->cache.insert(key, new QPixmap(pixmap), cost);
+    return pixmap;
+}
+
+bool EmojiPixmapCache::store(const std::string& text, int fontSize, int side, double devicePixelRatio)
+{
+    const PictureKind kept = kind(fontSize, side, devicePixelRatio);
+    if (!m_store || m_store->contains(kept, text)) {
+        return false;
+    }
+    keep(draw(text, fontSize, side, devicePixelRatio), text, kept);
+    return true;
+}
+
+QImage EmojiPixmapCache::draw(const std::string& text, int fontSize, int side, double devicePixelRatio)
+{
+    const QSize size = sizeInPixels(side, devicePixelRatio);
+    if (m_canvas.size() != size) {
+        m_canvas = QImage(size, QImage::Format_ARGB32_Premultiplied);
+    }
+    m_canvas.setDevicePixelRatio(devicePixelRatio);
+    m_canvas.fill(Qt::transparent);
+    QPainter painter(&m_canvas);
+    painter.setRenderHints(QPainter::TextAntialiasing | QPainter::SmoothPixmapTransform);
+    painter.setFont(style::emojiFont(fontSize));
+    painter.setPen(style::label());
+    painter.drawText(QRect(0, 0, side, side), Qt::AlignCenter | Qt::TextSingleLine, toQString(text));
+    painter.end();
+    m_fontSizes.insert(fontSize);
     ++m_drawCount;
-    const qsizetype cost = std::max<qsizetype>(1, static_cast<qsizetype>(drawn.width()) * drawn.height() * 4);
-    m_entries->cache.insert(key, new QPixmap(drawn), cost);
-    return drawn;
+    return m_canvas.copy();
+}
+
+PictureKind EmojiPixmapCache::kind(int fontSize, int side, double devicePixelRatio) const
+{
+    constexpr std::size_t bytesPerPixel = 4;
+    const QSize size = sizeInPixels(side, devicePixelRatio);
+    return {m_maker, makeDetail(fontSize, side, devicePixelRatio).toStdString(),
+            bytesPerPixel * static_cast<std::size_t>(size.width()) * static_cast<std::size_t>(size.height())};
+}
+
+/// Null when there is none.
+QImage EmojiPixmapCache::stored(const std::string& text, int fontSize, int side, double devicePixelRatio)
+{
+    if (!m_store) {
+        return {};
+    }
+    QImage image(sizeInPixels(side, devicePixelRatio), QImage::Format_ARGB32_Premultiplied);
+    return m_store->read(kind(fontSize, side, devicePixelRatio), text, pixels(image)) ? image : QImage();
+}
+
+void EmojiPixmapCache::keep(const QImage& image, const std::string& text, const PictureKind& kind)
+{
+    const auto bytes =
+        std::as_bytes(std::span(image.constBits(), static_cast<std::size_t>(image.sizeInBytes())));
+    m_store->write(kind, text, {bytes.begin(), bytes.end()});
 }
 
 std::size_t EmojiPixmapCache::bytes() const
@@ -86,6 +161,17 @@ std::size_t EmojiPixmapCache::bytes() const
 void EmojiPixmapCache::clear()
 {
     m_entries->cache.clear();
+}
+
+void EmojiPixmapCache::forgetGlyphs()
+{
+    for (const int fontSize : std::exchange(m_fontSizes, {})) {
+        const QRawFont font = QRawFont::fromFont(style::emojiFont(fontSize));
+        if (font.isValid()) {
+            // What is painted by the processor is kept under no context.
+            QRawFontPrivate::get(font)->fontEngine->clearGlyphCache(nullptr);
+        }
+    }
 }
 
 } // namespace glimmerwick

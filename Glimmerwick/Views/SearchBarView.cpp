@@ -87,7 +87,8 @@ SearchManager* SearchBarView::searchManager() const
 
 void SearchBarView::clear()
 {
-    m_searchField->clear();
+    // Not `clear`, which is an edit like others: the toolkit would keep every word ever typed, to undo it.
+    m_searchField->setText({});
     if (SearchManager* manager = searchManager()) {
         manager->cancelPendingSearch();
     }

@@ -3,8 +3,8 @@
 #include "Contract/TestServer.h"
 #include "Fakes/FakeServices.h"
 #include "Managers/EmojiDataManager.h"
-#include "Platform/Curl/CurlHttpClient.h"
 #include "Platform/HarfBuzz/HarfBuzzTextLayout.h"
+#include "Platform/HttpProcess/ProcessHttpClient.h"
 #include "Platform/Linux/Files.h"
 #include "Platform/Linux/SystemClocks.h"
 #include "Platform/Qt/QtImageCodec.h"
@@ -75,7 +75,7 @@ protected:
     LocalFileSystem files;
     WallClock clock;
     QtMainQueue queue;
-    CurlHttpClient client{queue, "Glimmerwick/test"};
+    ProcessHttpClient client{queue, {GLIMMERWICK_HTTP_PROGRAM, "Glimmerwick/test"}};
     HarfBuzzTextLayout layout;
     QtImageCodec codec{std::nullopt};
 };

@@ -73,6 +73,16 @@ TYPED_TEST(FileSystemContract, emptyContentsAreContents)
     EXPECT_EQ(this->files.read(this->file).value(), "");
 }
 
+TYPED_TEST(FileSystemContract, whatIsRemovedIsGoneAndOnceIsEnough)
+{
+    ASSERT_TRUE(this->files.write(this->file, "contents"));
+
+    ASSERT_TRUE(this->files.remove(this->file));
+    ASSERT_TRUE(this->files.remove(this->file));
+
+    EXPECT_FALSE(this->files.exists(this->file));
+}
+
 TYPED_TEST(FileSystemContract, whatIsNotThereFailsWithALineThatNamesIt)
 {
     EXPECT_FALSE(this->files.exists(this->file));
@@ -244,7 +254,8 @@ TEST_F(LocalFileSystemTests, aNewFileThatCannotBeWrittenWholeIsNotLeftBehind)
     EXPECT_FALSE(isNewWritten);
     EXPECT_FALSE(files.exists(file));
     EXPECT_FALSE(isOldWritten);
-    EXPECT_TRUE(files.exists(folder.path() / "old"));
+    EXPECT_EQ(files.read(folder.path() / "old").value(), "old");
+    EXPECT_THAT(files.regularFiles(folder.path()).value(), ElementsAre("old"));
 }
 
 TEST_F(LocalFileSystemTests, writingWhereNoFileCanBeFailsWithALineThatNamesIt)
@@ -313,7 +324,7 @@ TEST_F(LocalFileSystemTests, aFileHasNoFilesInIt)
     EXPECT_EQ(names.error().description, "cannot list folder " + file.string() + ": Not a directory");
 }
 
-TEST_F(LocalFileSystemTests, writingKeepsTheFileItselfWithItsLinks)
+TEST_F(LocalFileSystemTests, writingLeavesAloneWhatWasReadBefore)
 {
     const auto link = folder.path() / "link";
     ASSERT_TRUE(files.write(file, "old"));
@@ -321,7 +332,32 @@ TEST_F(LocalFileSystemTests, writingKeepsTheFileItselfWithItsLinks)
 
     ASSERT_TRUE(files.write(file, "new"));
 
-    EXPECT_EQ(files.read(link).value(), "new");
+    EXPECT_EQ(files.read(file).value(), "new");
+    EXPECT_EQ(files.read(link).value(), "old");
+    EXPECT_THAT(files.regularFiles(folder.path()).value(), ElementsAre("file", "link"));
+}
+
+TEST_F(LocalFileSystemTests, writingKeepsThePermissions)
+{
+    using std::filesystem::perms;
+    ASSERT_TRUE(files.write(file, "old"));
+    std::filesystem::permissions(file, perms::owner_read | perms::owner_write);
+
+    ASSERT_TRUE(files.write(file, "new"));
+
+    EXPECT_EQ(std::filesystem::status(file).permissions(), perms::owner_read | perms::owner_write);
+}
+
+TEST_F(LocalFileSystemTests, writingGoesThroughALink)
+{
+    const auto link = folder.path() / "link";
+    ASSERT_TRUE(files.write(file, "old"));
+    std::filesystem::create_symlink(file, link);
+
+    ASSERT_TRUE(files.write(link, "new"));
+
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    EXPECT_EQ(files.read(file).value(), "new");
 }
 
 } // namespace

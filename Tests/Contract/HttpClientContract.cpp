@@ -5,6 +5,7 @@
 #include "Contract/TestServer.h"
 #include "Fakes/FakeServices.h"
 #include "Fakes/FakeTime.h"
+#include "Platform/HttpProcess/ProcessHttpClient.h"
 #include "Platform/Qt/QtMainQueue.h"
 
 #include <QByteArray>
@@ -52,7 +53,18 @@ public:
     std::unique_ptr<fakes::FakeHttpClient> client = std::make_unique<fakes::FakeHttpClient>(m_time);
 };
 
-class CurlSubject {
+enum class RealClient { inThisProcess, inAnother };
+
+std::unique_ptr<HttpClient> makeRealClient(RealClient which, MainQueue& queue)
+{
+    if (which == RealClient::inThisProcess) {
+        return std::make_unique<CurlHttpClient>(queue, "Glimmerwick/test");
+    }
+    return std::make_unique<ProcessHttpClient>(
+        queue, ProcessHttpClient::Program{GLIMMERWICK_HTTP_PROGRAM, "Glimmerwick/test"});
+}
+
+template <RealClient which> class RealSubject {
 public:
     std::string address() const { return fromRunner("GLIMMERWICK_TEST_HTTP") + "/redirects/0"; }
     bool runUntil(const std::function<bool()>& condition) { return handleEventsUntil(condition); }
@@ -61,7 +73,7 @@ private:
     QtMainQueue m_queue;
 
 public:
-    std::unique_ptr<CurlHttpClient> client = std::make_unique<CurlHttpClient>(m_queue, "Glimmerwick/test");
+    std::unique_ptr<HttpClient> client = makeRealClient(which, m_queue);
 };
 
 template <typename Subject> class HttpClientContract : public ::testing::Test {
@@ -76,7 +88,8 @@ protected:
     Subject subject;
 };
 
-using Subjects = ::testing::Types<FakeSubject, CurlSubject>;
+using Subjects =
+    ::testing::Types<FakeSubject, RealSubject<RealClient::inThisProcess>, RealSubject<RealClient::inAnother>>;
 TYPED_TEST_SUITE(HttpClientContract, Subjects);
 
 TYPED_TEST(HttpClientContract, theAnswerComesOnceAndLater)
@@ -125,11 +138,12 @@ TYPED_TEST(HttpClientContract, theCompletionMayEndItsHandleAndStartAnotherReques
     EXPECT_TRUE(this->subject.runUntil([&] { return body == "arrived"; }));
 }
 
-class CurlHttpClientTests : public ::testing::Test {
+/// What both real clients do, whose requests go out by the same library.
+class RealHttpClientTests : public ::testing::TestWithParam<RealClient> {
 protected:
-    CurlHttpClientTests() { makeClient(); }
+    RealHttpClientTests() { makeClient(); }
 
-    void makeClient() { client = std::make_unique<CurlHttpClient>(queue, "Glimmerwick/test"); }
+    void makeClient() { client = makeRealClient(GetParam(), queue); }
 
     HttpResult send(HttpRequest request)
     {
@@ -210,10 +224,23 @@ protected:
     const std::string authority = fromRunner("GLIMMERWICK_TEST_AUTHORITY");
     const std::string documents = fromRunner("GLIMMERWICK_TEST_DOCUMENTS");
     QtMainQueue queue;
-    std::unique_ptr<CurlHttpClient> client;
+    std::unique_ptr<HttpClient> client;
 };
 
-TEST_F(CurlHttpClientTests, aPlainBodyArrives)
+INSTANTIATE_TEST_SUITE_P(Clients, RealHttpClientTests,
+                         ::testing::Values(RealClient::inThisProcess, RealClient::inAnother),
+                         [](const auto& instance) {
+                             return instance.param == RealClient::inThisProcess ? "inThisProcess"
+                                                                                : "inAnother";
+                         });
+
+/// What takes seconds, of the client that works by means of the other one.
+class LengthyHttpClientTests : public RealHttpClientTests { };
+
+INSTANTIATE_TEST_SUITE_P(Clients, LengthyHttpClientTests, ::testing::Values(RealClient::inAnother),
+                         [](const auto&) { return "inAnother"; });
+
+TEST_P(RealHttpClientTests, aPlainBodyArrives)
 {
     const auto result = get(http + "/text");
 
@@ -222,7 +249,7 @@ TEST_F(CurlHttpClientTests, aPlainBodyArrives)
     EXPECT_EQ(result.value().body, document());
 }
 
-TEST_F(CurlHttpClientTests, theAnswerIsGivenOnTheMainThread)
+TEST_P(RealHttpClientTests, theAnswerIsGivenOnTheMainThread)
 {
     QThread* thread = nullptr;
     HttpRequest request;
@@ -234,18 +261,18 @@ TEST_F(CurlHttpClientTests, theAnswerIsGivenOnTheMainThread)
     EXPECT_EQ(thread, QCoreApplication::instance()->thread());
 }
 
-TEST_F(CurlHttpClientTests, theAcceptEncodingHeaderIsSentAsItStands)
+TEST_P(RealHttpClientTests, theAcceptEncodingHeaderIsSentAsItStands)
 {
     EXPECT_EQ(get(http + "/echo/accept-encoding", {acceptEncoding}).value().body, "gzip, deflate, br");
     EXPECT_EQ(get(http + "/echo/accept-encoding", {{"accept-encoding", "br"}}).value().body, "br");
 }
 
-TEST_F(CurlHttpClientTests, withoutThatHeaderNoneIsSent)
+TEST_P(RealHttpClientTests, withoutThatHeaderNoneIsSent)
 {
     EXPECT_EQ(get(http + "/echo/accept-encoding").value().body, "");
 }
 
-TEST_F(CurlHttpClientTests, otherHeadersAndTheUserAgentAreSent)
+TEST_P(RealHttpClientTests, otherHeadersAndTheUserAgentAreSent)
 {
     const std::string path = unique("/echo/marker");
 
@@ -253,7 +280,7 @@ TEST_F(CurlHttpClientTests, otherHeadersAndTheUserAgentAreSent)
     EXPECT_EQ(field(exchange(path), 6), "Glimmerwick/test");
 }
 
-TEST_F(CurlHttpClientTests, brotliIsDecoded)
+TEST_P(RealHttpClientTests, brotliIsDecoded)
 {
     const std::string path = unique("/brotli");
     const auto result = get(http + path, {acceptEncoding});
@@ -263,7 +290,7 @@ TEST_F(CurlHttpClientTests, brotliIsDecoded)
     EXPECT_EQ(field(exchange(path), 2), "br");
 }
 
-TEST_F(CurlHttpClientTests, gzipIsDecoded)
+TEST_P(RealHttpClientTests, gzipIsDecoded)
 {
     const std::string path = unique("/gzip");
     const auto result = get(http + path, {acceptEncoding});
@@ -273,7 +300,7 @@ TEST_F(CurlHttpClientTests, gzipIsDecoded)
     EXPECT_EQ(field(exchange(path), 2), "gzip");
 }
 
-TEST_F(CurlHttpClientTests, deflateIsDecoded)
+TEST_P(RealHttpClientTests, deflateIsDecoded)
 {
     // Qt puts four bytes of its own before the stream.
     const QByteArray deflated = qCompress(QByteArray::fromStdString(document())).mid(4);
@@ -285,7 +312,7 @@ TEST_F(CurlHttpClientTests, deflateIsDecoded)
     EXPECT_EQ(result.value().body, document());
 }
 
-TEST_F(CurlHttpClientTests, aBodyThatIsNotWhatItsEncodingSaysIsATransportError)
+TEST_P(RealHttpClientTests, aBodyThatIsNotWhatItsEncodingSaysIsATransportError)
 {
     const auto result = get(http + "/damaged", {acceptEncoding});
 
@@ -293,7 +320,7 @@ TEST_F(CurlHttpClientTests, aBodyThatIsNotWhatItsEncodingSaysIsATransportError)
     EXPECT_FALSE(result.error().description.empty());
 }
 
-TEST_F(CurlHttpClientTests, everyStatusIsHandedOver)
+TEST_P(RealHttpClientTests, everyStatusIsHandedOver)
 {
     for (const int status : {204, 304, 404, 500}) {
         const auto result = get(http + "/status/" + std::to_string(status));
@@ -304,7 +331,7 @@ TEST_F(CurlHttpClientTests, everyStatusIsHandedOver)
     EXPECT_EQ(get(http + "/status/304").value().body, "");
 }
 
-TEST_F(CurlHttpClientTests, everyKindOfRedirectIsFollowed)
+TEST_P(RealHttpClientTests, everyKindOfRedirectIsFollowed)
 {
     for (const int status : {301, 302, 303, 307, 308}) {
         const auto result = get(http + "/redirect/" + std::to_string(status));
@@ -314,14 +341,14 @@ TEST_F(CurlHttpClientTests, everyKindOfRedirectIsFollowed)
     }
 }
 
-TEST_F(CurlHttpClientTests, twentyRedirectsAreFollowedAndNoMore)
+TEST_P(RealHttpClientTests, twentyRedirectsAreFollowedAndNoMore)
 {
     EXPECT_EQ(get(http + "/redirects/20").value().body, "arrived");
     EXPECT_EQ(describe(get(http + "/redirects/21")), "Too many redirects.");
     EXPECT_EQ(describe(get(http + "/loop")), "Too many redirects.");
 }
 
-TEST_F(CurlHttpClientTests, redirectsLeadToSecureAddressesButNotBack)
+TEST_P(RealHttpClientTests, redirectsLeadToSecureAddressesButNotBack)
 {
     const EnvironmentVariable trusted("SSL_CERT_FILE", authority);
     makeClient();
@@ -334,14 +361,14 @@ TEST_F(CurlHttpClientTests, redirectsLeadToSecureAddressesButNotBack)
               "The server redirected from a secure to an insecure address.");
 }
 
-TEST_F(CurlHttpClientTests, redirectsNeverLeaveHttp)
+TEST_P(RealHttpClientTests, redirectsNeverLeaveHttp)
 {
     EXPECT_EQ(describe(get(http + "/redirect/to-file")),
               "The server redirected to an address that is not HTTP.");
     EXPECT_FALSE(get(http + "/redirect/to-nonsense"));
 }
 
-TEST_F(CurlHttpClientTests, anAddressThatIsNotHttpIsAnsweredWithoutStatusAndNeverRead)
+TEST_P(RealHttpClientTests, anAddressThatIsNotHttpIsAnsweredWithoutStatusAndNeverRead)
 {
     for (const std::string url :
          {"file:///etc/hostname", "ftp://127.0.0.1/", "content.example.invalid", "data:,x", ""}) {
@@ -352,7 +379,7 @@ TEST_F(CurlHttpClientTests, anAddressThatIsNotHttpIsAnsweredWithoutStatusAndNeve
     }
 }
 
-TEST_F(CurlHttpClientTests, anHttpAddressWithoutSenseIsATransportError)
+TEST_P(RealHttpClientTests, anHttpAddressWithoutSenseIsATransportError)
 {
     for (const std::string url :
          {"http://", "https:", "http://[nonsense/", "http://127.0.0.1:port/", "http://a b/"}) {
@@ -360,12 +387,12 @@ TEST_F(CurlHttpClientTests, anHttpAddressWithoutSenseIsATransportError)
     }
 }
 
-TEST_F(CurlHttpClientTests, theSchemesCaseDoesNotMatter)
+TEST_P(RealHttpClientTests, theSchemesCaseDoesNotMatter)
 {
     EXPECT_EQ(get("HTTP" + http.substr(4) + "/redirects/0").value().body, "arrived");
 }
 
-TEST_F(CurlHttpClientTests, aTestAuthorityIsTrustedThroughEitherVariable)
+TEST_P(RealHttpClientTests, aTestAuthorityIsTrustedThroughEitherVariable)
 {
     for (const char* variable : {"SSL_CERT_FILE", "CURL_CA_BUNDLE"}) {
         const EnvironmentVariable trusted(variable, authority);
@@ -380,7 +407,7 @@ TEST_F(CurlHttpClientTests, aTestAuthorityIsTrustedThroughEitherVariable)
     }
 }
 
-TEST_F(CurlHttpClientTests, withoutTrustThereIsNoAnswer)
+TEST_P(RealHttpClientTests, withoutTrustThereIsNoAnswer)
 {
     const auto result = get(https + "/text");
 
@@ -388,7 +415,7 @@ TEST_F(CurlHttpClientTests, withoutTrustThereIsNoAnswer)
     EXPECT_THAT(result.error().description, HasSubstr("certificate"));
 }
 
-TEST_F(CurlHttpClientTests, aCertificateThatNobodySignedOrForAnotherNameIsRefused)
+TEST_P(RealHttpClientTests, aCertificateThatNobodySignedOrForAnotherNameIsRefused)
 {
     const EnvironmentVariable trusted("SSL_CERT_FILE", authority);
     makeClient();
@@ -402,7 +429,7 @@ TEST_F(CurlHttpClientTests, aCertificateThatNobodySignedOrForAnotherNameIsRefuse
     EXPECT_THAT(strangerResult.error().description, HasSubstr("certificate"));
 }
 
-TEST_F(CurlHttpClientTests, aTrustFileThatIsMissingIsATransportError)
+TEST_P(RealHttpClientTests, aTrustFileThatIsMissingIsATransportError)
 {
     const EnvironmentVariable trusted("SSL_CERT_FILE", documents + "/missing.pem");
     makeClient();
@@ -411,7 +438,7 @@ TEST_F(CurlHttpClientTests, aTrustFileThatIsMissingIsATransportError)
     EXPECT_TRUE(get(http + "/text"));
 }
 
-TEST_F(CurlHttpClientTests, aBodyOfExactlyTheLimitArrivesAndOneByteMoreDoesNot)
+TEST_P(RealHttpClientTests, aBodyOfExactlyTheLimitArrivesAndOneByteMoreDoesNot)
 {
     HttpRequest request;
     request.url = http + "/text";
@@ -423,7 +450,7 @@ TEST_F(CurlHttpClientTests, aBodyOfExactlyTheLimitArrivesAndOneByteMoreDoesNot)
               "The response is larger than " + std::to_string(request.maximumBodySize) + " bytes.");
 }
 
-TEST_F(CurlHttpClientTests, progressIsToldOnTheMainThreadAndBeforeTheAnswer)
+TEST_P(RealHttpClientTests, progressIsToldOnTheMainThreadAndBeforeTheAnswer)
 {
     std::vector<std::uint64_t> told;
     QThread* thread = nullptr;
@@ -450,7 +477,7 @@ TEST_F(CurlHttpClientTests, progressIsToldOnTheMainThreadAndBeforeTheAnswer)
     EXPECT_EQ(thread, QCoreApplication::instance()->thread());
 }
 
-TEST_F(CurlHttpClientTests, progressMayCancelTheRequestAndIsNotToldAgain)
+TEST_P(RealHttpClientTests, progressMayCancelTheRequestAndIsNotToldAgain)
 {
     int toldCount = 0;
     bool isAnswered = false;
@@ -471,7 +498,7 @@ TEST_F(CurlHttpClientTests, progressMayCancelTheRequestAndIsNotToldAgain)
     EXPECT_FALSE(isAnswered);
 }
 
-TEST_F(CurlHttpClientTests, theLimitCountsDecodedBytes)
+TEST_P(RealHttpClientTests, theLimitCountsDecodedBytes)
 {
     HttpRequest request;
     request.url = http + "/brotli";
@@ -481,7 +508,7 @@ TEST_F(CurlHttpClientTests, theLimitCountsDecodedBytes)
     EXPECT_THAT(describe(send(request)), HasSubstr("The response is larger than"));
 }
 
-TEST_F(CurlHttpClientTests, aDeclaredLengthAboveTheLimitIsRefusedBeforeTheBodyIsSent)
+TEST_P(RealHttpClientTests, aDeclaredLengthAboveTheLimitIsRefusedBeforeTheBodyIsSent)
 {
     const std::string path = unique("/big");
 
@@ -491,14 +518,14 @@ TEST_F(CurlHttpClientTests, aDeclaredLengthAboveTheLimitIsRefusedBeforeTheBodyIs
     EXPECT_LT(std::stoul(field(exchange(path), 5)), whole / 2);
 }
 
-TEST_F(CurlHttpClientTests, aSmallBodyThatUnpacksToAHugeOneIsRefused)
+TEST_P(LengthyHttpClientTests, aSmallBodyThatUnpacksToAHugeOneIsRefused)
 {
     EXPECT_EQ(describe(get(http + "/bomb", {acceptEncoding})), "The response is larger than 33554432 bytes.");
     EXPECT_EQ(describe(get(http + "/big-without-length", {acceptEncoding})),
               "The response is larger than 33554432 bytes.");
 }
 
-TEST_F(CurlHttpClientTests, headersWithoutEndAreRefused)
+TEST_P(RealHttpClientTests, headersWithoutEndAreRefused)
 {
     const LoopbackServer server([](const LoopbackServer::Send& sendBytes) {
         bool isListening = sendBytes("HTTP/1.1 200 OK\r\n");
@@ -510,14 +537,14 @@ TEST_F(CurlHttpClientTests, headersWithoutEndAreRefused)
     EXPECT_EQ(describe(get(server.address())), "The response's headers are too large.");
 }
 
-TEST_F(CurlHttpClientTests, aServerThatNeverAnswersTimesOut)
+TEST_P(RealHttpClientTests, aServerThatNeverAnswersTimesOut)
 {
     const LoopbackServer server;
 
     EXPECT_EQ(describe(getWithTimeout(server.address(), 200ms)), "The request timed out.");
 }
 
-TEST_F(CurlHttpClientTests, aServerThatStopsInTheMiddleTimesOut)
+TEST_P(RealHttpClientTests, aServerThatStopsInTheMiddleTimesOut)
 {
     std::atomic<bool> isOver = false;
     const LoopbackServer server([&isOver](const LoopbackServer::Send& sendBytes) {
@@ -531,7 +558,7 @@ TEST_F(CurlHttpClientTests, aServerThatStopsInTheMiddleTimesOut)
     EXPECT_EQ(describe(result), "The request timed out.");
 }
 
-TEST_F(CurlHttpClientTests, aServerThatTricklesWithoutEndTimesOut)
+TEST_P(LengthyHttpClientTests, aServerThatTricklesWithoutEndTimesOut)
 {
     const LoopbackServer server([](const LoopbackServer::Send& sendBytes) {
         bool isListening = sendBytes("HTTP/1.1 200 OK\r\nContent-Length: 1000000\r\n\r\n");
@@ -544,7 +571,7 @@ TEST_F(CurlHttpClientTests, aServerThatTricklesWithoutEndTimesOut)
     EXPECT_EQ(describe(getWithTimeout(server.address(), 200ms)), "The request timed out.");
 }
 
-TEST_F(CurlHttpClientTests, aSlowServerThatKeepsSendingDoesNotTimeOut)
+TEST_P(LengthyHttpClientTests, aSlowServerThatKeepsSendingDoesNotTimeOut)
 {
     constexpr int pieces = 30;
     const LoopbackServer server([](const LoopbackServer::Send& sendBytes) {
@@ -562,7 +589,7 @@ TEST_F(CurlHttpClientTests, aSlowServerThatKeepsSendingDoesNotTimeOut)
     EXPECT_EQ(result.value().body, std::string(pieces, 'x'));
 }
 
-TEST_F(CurlHttpClientTests, anAnswerThatIsNoHttpOrBreaksOffIsATransportError)
+TEST_P(RealHttpClientTests, anAnswerThatIsNoHttpOrBreaksOffIsATransportError)
 {
     const LoopbackServer stranger(
         [](const LoopbackServer::Send& sendBytes) { sendBytes("SSH-2.0-OpenSSH_9.2\r\n"); });
@@ -579,7 +606,7 @@ TEST_F(CurlHttpClientTests, anAnswerThatIsNoHttpOrBreaksOffIsATransportError)
     }
 }
 
-TEST_F(CurlHttpClientTests, whereNobodyListensIsATransportError)
+TEST_P(RealHttpClientTests, whereNobodyListensIsATransportError)
 {
     std::string address;
     {
@@ -593,7 +620,7 @@ TEST_F(CurlHttpClientTests, whereNobodyListensIsATransportError)
     EXPECT_THAT(result.error().description, HasSubstr("connect"));
 }
 
-TEST_F(CurlHttpClientTests, oneStalledRequestHoldsUpNoOther)
+TEST_P(RealHttpClientTests, oneStalledRequestHoldsUpNoOther)
 {
     const LoopbackServer server;
     HttpRequest stalled;
@@ -606,7 +633,7 @@ TEST_F(CurlHttpClientTests, oneStalledRequestHoldsUpNoOther)
     EXPECT_FALSE(stalledAnswered);
 }
 
-TEST_F(CurlHttpClientTests, connectionsAreReused)
+TEST_P(RealHttpClientTests, connectionsAreReused)
 {
     const std::string first = unique("/text");
     const std::string second = unique("/status/404");
@@ -617,7 +644,7 @@ TEST_F(CurlHttpClientTests, connectionsAreReused)
     EXPECT_EQ(field(exchange(first), 4), field(exchange(second), 4));
 }
 
-TEST_F(CurlHttpClientTests, requestsAtOnceShareASecureConnection)
+TEST_P(RealHttpClientTests, requestsAtOnceShareASecureConnection)
 {
     const EnvironmentVariable trusted("SSL_CERT_FILE", authority);
     makeClient();
@@ -640,7 +667,7 @@ TEST_F(CurlHttpClientTests, requestsAtOnceShareASecureConnection)
     }
 }
 
-TEST_F(CurlHttpClientTests, manyRequestsAtOnceAreAllAnswered)
+TEST_P(RealHttpClientTests, manyRequestsAtOnceAreAllAnswered)
 {
     constexpr int count = 100;
     int arrived = 0;
@@ -656,7 +683,7 @@ TEST_F(CurlHttpClientTests, manyRequestsAtOnceAreAllAnswered)
     EXPECT_TRUE(handleEventsUntil([&] { return arrived == count; }));
 }
 
-TEST_F(CurlHttpClientTests, destroyingTheClientCancelsEverythingWithoutWaitingForServers)
+TEST_P(RealHttpClientTests, destroyingTheClientCancelsEverythingWithoutWaitingForServers)
 {
     const LoopbackServer server;
     int answers = 0;
@@ -679,7 +706,7 @@ TEST_F(CurlHttpClientTests, destroyingTheClientCancelsEverythingWithoutWaitingFo
     EXPECT_EQ(answers, 0);
 }
 
-TEST_F(CurlHttpClientTests, aCompletionMayDestroyTheClient)
+TEST_P(RealHttpClientTests, aCompletionMayDestroyTheClient)
 {
     bool answered = false;
     HttpRequest request;
@@ -692,7 +719,7 @@ TEST_F(CurlHttpClientTests, aCompletionMayDestroyTheClient)
     EXPECT_TRUE(handleEventsUntil([&] { return answered; }));
 }
 
-TEST_F(CurlHttpClientTests, cancellingGivesUpWhatTheCompletionHeldAtOnce)
+TEST_P(RealHttpClientTests, cancellingGivesUpWhatTheCompletionHeldAtOnce)
 {
     const LoopbackServer server;
     const auto held = std::make_shared<int>(0);

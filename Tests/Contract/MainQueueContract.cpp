@@ -2,6 +2,7 @@
 
 #include "Contract/EventLoop.h"
 #include "Fakes/FakeTime.h"
+#include "Platform/Linux/PollMainQueue.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>
@@ -15,6 +16,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <poll.h>
 
 namespace glimmerwick::contract {
 namespace {
@@ -42,6 +45,22 @@ private:
     QtMainQueue m_queue;
 };
 
+class PollSubject {
+public:
+    MainQueue& queue() { return m_queue; }
+    bool runUntil(const std::function<bool()>& condition)
+    {
+        return eventually(condition, [this] {
+            pollfd descriptor{m_queue.descriptor(), POLLIN, 0};
+            ::poll(&descriptor, 1, m_queue.timeUntilDue());
+            m_queue.runDueWork();
+        });
+    }
+
+private:
+    PollMainQueue m_queue;
+};
+
 template <typename Subject> class MainQueueContract : public ::testing::Test {
 protected:
     std::vector<int> record;
@@ -54,7 +73,7 @@ protected:
     }
 };
 
-using Subjects = ::testing::Types<FakeSubject, QtSubject>;
+using Subjects = ::testing::Types<FakeSubject, QtSubject, PollSubject>;
 TYPED_TEST_SUITE(MainQueueContract, Subjects);
 
 TYPED_TEST(MainQueueContract, workRunsLaterAndInOrder)
@@ -239,6 +258,58 @@ TEST(QtMainQueueTests, destroyingTheQueueDropsWhatWaits)
     ASSERT_TRUE(handleEventsUntil([&] { return later; }));
     EXPECT_FALSE(ran);
     EXPECT_EQ(held.use_count(), 1);
+}
+
+TEST(PollMainQueueTests, workFromOtherThreadsWakesWhoPolls)
+{
+    PollMainQueue queue;
+    std::thread::id ranOn;
+    EXPECT_EQ(queue.timeUntilDue(), -1);
+    std::thread thread([&] { queue.async([&] { ranOn = std::this_thread::get_id(); }); });
+
+    // Without a time limit: it is the work that ends the waiting.
+    pollfd descriptor{queue.descriptor(), POLLIN, 0};
+    EXPECT_EQ(::poll(&descriptor, 1, -1), 1);
+    queue.runDueWork();
+    thread.join();
+
+    EXPECT_EQ(ranOn, std::this_thread::get_id());
+    EXPECT_EQ(::poll(&descriptor, 1, 0), 0);
+}
+
+TEST(PollMainQueueTests, workThatWorkSubmitsIsLeftForTheNextTime)
+{
+    PollMainQueue queue;
+    std::vector<int> record;
+    queue.async([&] {
+        record.push_back(1);
+        queue.async([&] { record.push_back(2); });
+    });
+
+    queue.runDueWork();
+    EXPECT_EQ(record, std::vector<int>{1});
+    pollfd descriptor{queue.descriptor(), POLLIN, 0};
+    EXPECT_EQ(::poll(&descriptor, 1, 0), 1);
+    queue.runDueWork();
+    EXPECT_EQ(record, (std::vector<int>{1, 2}));
+}
+
+TEST(PollMainQueueTests, destroyingTheQueueDropsWhatWaits)
+{
+    const auto held = std::make_shared<int>(0);
+    Registration once;
+    Registration always;
+    {
+        PollMainQueue queue;
+        queue.async([held] {});
+        queue.asyncAfter(0ns, [held] {}).release();
+        once = queue.asyncAfter(1ms, [held] {});
+        always = queue.every(1ms, [held] {});
+    }
+
+    EXPECT_EQ(held.use_count(), 1);
+    once.reset();
+    always.reset();
 }
 
 } // namespace

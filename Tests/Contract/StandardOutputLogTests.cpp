@@ -102,6 +102,22 @@ TEST_F(StandardOutputLogTests, linesArriveOneByOneInOrder)
     EXPECT_TRUE(eventually([&] { return output.readAvailable() == "first\n\nthird \u2603\n"; }));
 }
 
+TEST_F(StandardOutputLogTests, aFullDiskCostsTheLinesAloneAndIsToldOfOnce)
+{
+    const int full = ::open("/dev/full", O_WRONLY | O_CLOEXEC);
+    ASSERT_GE(full, 0);
+    auto log = std::make_unique<StandardOutputLog>(full, diagnostics.writeEnd());
+    for (const char* line : {"first", "second", "third"}) {
+        log->print(line);
+    }
+
+    log.reset();
+
+    ::close(full);
+    EXPECT_EQ(diagnostics.readAvailable(),
+              "glimmerwick: 3 log lines were dropped because standard output did not take them\n");
+}
+
 TEST_F(StandardOutputLogTests, aLineIsWrittenWithoutWaitingForMore)
 {
     auto log = makeLog();

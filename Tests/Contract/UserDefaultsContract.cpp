@@ -1,8 +1,14 @@
 #include "Platform/Qt/QtUserDefaults.h"
 
+#include "Platform/Qt/IniText.h"
+
 #include "Contract/EventLoop.h"
 #include "Contract/TemporaryFolder.h"
 #include "Fakes/FakeServices.h"
+
+#include <QMap>
+#include <QSettings>
+#include <QString>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -170,6 +176,26 @@ TEST_F(QtUserDefaultsTests, changesAreWrittenWithoutBeingAskedFor)
     EXPECT_TRUE(handleEventsUntil([&] { return readFile(file).find("value") != std::string::npos; }));
 }
 
+TEST_F(QtUserDefaultsTests, nobodyElseReadsThem)
+{
+    using std::filesystem::perms;
+    const auto permissions = [](const path& of) { return std::filesystem::status(of).permissions(); };
+    const mode_t usual = ::umask(0);
+    defaults->setString("key", "value");
+    restart();
+    EXPECT_EQ(permissions(file), perms::owner_read | perms::owner_write);
+
+    // As earlier versions left it.
+    std::filesystem::permissions(file, perms::all & ~perms::owner_exec);
+    restart();
+    EXPECT_EQ(permissions(file), perms::owner_read | perms::owner_write);
+    writeFile(file, "of no sense\n");
+    std::filesystem::permissions(file, perms::all & ~perms::owner_exec);
+    restart();
+    EXPECT_EQ(permissions(file.string() + ".corrupt"), perms::owner_read | perms::owner_write);
+    ::umask(usual);
+}
+
 TEST_F(QtUserDefaultsTests, aLineThatIsNoSettingCostsNoOtherSetting)
 {
     defaults->setString("first", "1f3fd");
@@ -224,6 +250,21 @@ TEST_F(QtUserDefaultsTests, aFileOfZeroesIsKeptAside)
     expectKeptAside(restart(), zeroes);
 }
 
+TEST_F(QtUserDefaultsTests, aControlCharacterInAValueIsDamageOnlyOnce)
+{
+    const std::string damaged("[General]\nfirst=\"\\\"a\0b\\\"\"\nsecond=\"\\\"\\x1 \\\"\"\n", 44);
+    std::filesystem::create_directories(file.parent_path());
+    writeFile(file, damaged);
+
+    expectKeptAside(restart(), damaged);
+
+    EXPECT_EQ(defaults->string("first"), std::string("a\0b", 3));
+    EXPECT_EQ(defaults->string("second"), "\x01 ");
+    EXPECT_EQ(restart(), "");
+    EXPECT_EQ(defaults->string("first"), std::string("a\0b", 3));
+    EXPECT_EQ(defaults->string("second"), "\x01 ");
+}
+
 TEST_F(QtUserDefaultsTests, anEmptyFileIsNotDamaged)
 {
     std::filesystem::create_directories(file.parent_path());
@@ -271,11 +312,96 @@ TEST_F(QtUserDefaultsTests, aPlaceThatCannotBeWrittenIsReportedOncePerAttemptAnd
     defaults->synchronize();
     const std::string report = ::testing::internal::GetCapturedStderr();
 
-    EXPECT_EQ(report, "glimmerwick: the settings cannot be stored in " + file.string() + "\n");
+    EXPECT_EQ(report,
+              "glimmerwick: the settings cannot be stored in " + file.string() + ": Not a directory\n");
     EXPECT_EQ(defaults->string("key"), "value");
     std::filesystem::remove(file.parent_path());
     EXPECT_EQ(restart(), "");
     EXPECT_EQ(defaults->string("key"), "value");
+}
+
+TEST_F(QtUserDefaultsTests, aFailedSaveThatNobodyAskedForIsReported)
+{
+    defaults.reset();
+    writeFile(file.parent_path(), "a file where the folder should be");
+    defaults = std::make_unique<QtUserDefaults>(file);
+
+    ::testing::internal::CaptureStderr();
+    defaults->setString("key", "value");
+    defaults->setString("other", "value");
+    std::string report;
+    handleEventsUntil([&report] {
+        report += ::testing::internal::GetCapturedStderr();
+        ::testing::internal::CaptureStderr();
+        return !report.empty();
+    });
+    report += ::testing::internal::GetCapturedStderr();
+
+    EXPECT_EQ(report,
+              "glimmerwick: the settings cannot be stored in " + file.string() + ": Not a directory\n");
+    std::filesystem::remove(file.parent_path());
+}
+
+TEST_F(QtUserDefaultsTests, whatOthersWriteMeanwhileIsKept)
+{
+    defaults->setString("ours", "first");
+    defaults->synchronize();
+    writeFile(file, "[General]\nours=\"\\\"somebody else's\\\"\"\ntheirs=true\n");
+
+    defaults->setString("ours", "second");
+    EXPECT_EQ(restart(), "");
+
+    EXPECT_EQ(defaults->string("ours"), "second");
+    EXPECT_EQ(defaults->boolean("theirs"), true);
+}
+
+TEST_F(QtUserDefaultsTests, damageThatComesMeanwhileCostsNothing)
+{
+    defaults->setString("first", "one");
+    defaults->synchronize();
+    writeFile(file, "what is this\n");
+
+    defaults->setString("second", "two");
+    expectKeptAside(restart(), "what is this\n");
+
+    EXPECT_EQ(defaults->string("first"), "one");
+    EXPECT_EQ(defaults->string("second"), "two");
+}
+
+TEST_F(QtUserDefaultsTests, aFileBehindALinkIsWrittenThere)
+{
+    const path elsewhere = folder.path() / "dotfiles.ini";
+    writeFile(elsewhere, "");
+    std::filesystem::create_directories(file.parent_path());
+    std::filesystem::create_symlink(elsewhere, file);
+
+    defaults->setBoolean("key", true);
+    EXPECT_EQ(restart(), "");
+
+    EXPECT_TRUE(std::filesystem::is_symlink(file));
+    EXPECT_EQ(readFile(elsewhere), "[General]\nkey=true\n");
+}
+
+TEST_F(QtUserDefaultsTests, theFileIsOneThatTheToolkitReads)
+{
+    const QString odd = QString::fromUtf8("\"quoted\\\" a=b; c, \t\n [x] %41 \\x41 \u00e9\U0001F600 ");
+    const QMap<QString, QString> values = {{"plain", "true"},
+                                           {"Glimmerwick.tone", odd},
+                                           {"with space", "x"},
+                                           {QString::fromUtf8("\u00fc\u6f22"), "y"},
+                                           {"section/key", "in a section"},
+                                           {"General/key", "in the section of that name"},
+                                           {"empty", ""}};
+    std::filesystem::create_directories(file.parent_path());
+    writeFile(file, iniText(values).toStdString());
+
+    const QSettings settings(QString::fromStdString(file.string()), QSettings::IniFormat);
+
+    EXPECT_EQ(settings.allKeys().size(), values.size());
+    for (auto value = values.begin(); value != values.end(); ++value) {
+        EXPECT_EQ(settings.value(value.key()).toString(), value.value()) << value.key().toStdString();
+    }
+    EXPECT_EQ(settings.status(), QSettings::NoError);
 }
 
 } // namespace

@@ -10,6 +10,8 @@
 #include <sstream>
 #include <string>
 
+#include <sys/stat.h>
+
 namespace glimmerwick::contract {
 namespace {
 
@@ -28,6 +30,19 @@ TEST(PasteChordsTests, anApplicationThatIsNotListedPastesWithControlV)
 {
     EXPECT_EQ(chords("").find("Mousepad"), (PasteChord{Keys::controlV, Readiness::atOnce}));
     EXPECT_EQ(PasteChords().find(""), PasteChord());
+}
+
+TEST(PasteChordsTests, whatIsNoRegularFileIsNotWaitedFor)
+{
+    const TemporaryFolder folder;
+    const auto fifo = folder.path() / "paste-chords.txt";
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    const auto file = folder.path() / "file";
+    std::ofstream(file) << "xterm shift+insert\n";
+
+    const PasteChords chords({fifo, "/dev/zero", folder.path(), folder.path() / "missing", file});
+
+    EXPECT_EQ(chords.find("xterm").keys, Keys::shiftInsert);
 }
 
 TEST(PasteChordsTests, readsClassKeysAndReadinessInAnyCase)

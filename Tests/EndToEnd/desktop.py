@@ -528,6 +528,19 @@ class Desktop(Session):
         return found.value if found and len(found.value) > 0 else None
 
 
+def files_in_memory(process):
+    with open(f"/proc/{process}/maps", encoding="utf-8") as maps:
+        return {line.split("/")[-1].strip() for line in maps if "/" in line}
+
+
+def children_of_task(task):
+    try:
+        return (task / "children").read_text(encoding="ascii").split()
+    except (FileNotFoundError, ProcessLookupError):
+        # Of a thread that has just ended.
+        return []
+
+
 class Picker:
     """The product, started in a desktop."""
 
@@ -561,8 +574,12 @@ class Picker:
 
     def loaded_files(self):
         """What the process has in its memory, by the names of the files."""
-        with open(f"/proc/{self.program.process.pid}/maps", encoding="utf-8") as maps:
-            return {line.split("/")[-1].strip() for line in maps if "/" in line}
+        return files_in_memory(self.program.process.pid)
+
+    def children(self):
+        """The processes that it has started, even those that have ended, until it takes note of that."""
+        tasks = pathlib.Path(f"/proc/{self.program.process.pid}/task")
+        return [int(child) for task in tasks.iterdir() for child in children_of_task(task)]
 
     def is_open(self):
         """Whether it says that it is shown, which it does once it also has the keys. Grabbing the keyboard to find

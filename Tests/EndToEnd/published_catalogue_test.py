@@ -6,7 +6,7 @@ usage: published_catalogue_test.py --picker BINARY --qt-target BINARY
 
 import json
 
-from desktop import wait_until
+from desktop import Picker, files_in_memory, wait_until
 from pictures import pixels_by_colour, png
 from testcase import EndToEndTest, argument, main
 
@@ -14,6 +14,8 @@ from testcase import EndToEndTest, argument, main
 from catalogue_server import CatalogueServer
 from publishing import BUNDLED, PublishingProject
 
+# What the library for transfers is and brings along.
+TRANSFER_LIBRARIES = ("libcurl", "libssl", "libcrypto", "libgnutls", "libkrb5", "libldap", "libnghttp2", "libssh2")
 # Nothing like this word is in the bundled catalogue.
 NEW_WORD = "whirligig"
 RENAMED = ("1f680", "🚀")
@@ -79,6 +81,29 @@ class PublishedCatalogueTest(EndToEndTest):
         self.desktop.press("Return")
 
         target.wait_for_text(RENAMED[1])
+
+    def test_what_transfers_need_is_in_a_process_that_ends_with_them(self):
+        self.use_address(self.server.address)
+        with self.server.suspended():
+            picker = Picker(self.desktop, self.picker_binary)
+            wait_until(lambda: any("libcurl" in name for child in picker.children() for name in files_in_memory(child)),
+                       "a program for the transfer runs")
+            self.assertEqual(len(picker.children()), 1)
+            self.assert_nothing_of_transfers_is_loaded(picker)
+        self.wait_for_request("GET /manifest.json 200 br")
+        picker.wait_until_ready()
+
+        # One that has ended and was not waited for would be among them.
+        wait_until(lambda: picker.children() == [], "the program has ended")
+
+        self.assert_nothing_of_transfers_is_loaded(picker)
+        self.assertEqual(self.cached_name(), NEW_WORD)
+        self.assertEqual([line for line in picker.program.lines() if line.startswith("glimmerwick")], [])
+
+    def assert_nothing_of_transfers_is_loaded(self, picker):
+        files = picker.loaded_files()
+        self.assertTrue(any(name.startswith("libQt6Core") for name in files))
+        self.assertEqual([name for name in files if name.startswith(TRANSFER_LIBRARIES)], [])
 
     def test_image_that_the_font_lacks_is_downloaded_cached_and_shown(self):
         self.use_address(self.server.address)

@@ -188,6 +188,12 @@ class SingleInstanceTest(EndToEndTest):
             self.assertRegex(ended.stderr, "^glimmerwick: .*\nTry 'glimmerwick --help'.\n$")
         self.assertIsNone(self.owner())
 
+    def test_a_problem_is_one_line_whatever_is_in_it(self):
+        ended = self.start_again("--two\nlines\x1b[31m")
+
+        self.assertEqual(ended.stderr, "glimmerwick: unknown option '--two\\nlines\\u{1b}[31m'\n"
+                                       "Try 'glimmerwick --help'.\n")
+
     def test_help_and_version_go_to_standard_output_and_start_nothing(self):
         for flag, text in (("--help", "^Usage: glimmerwick "), ("--version", r"^Glimmerwick \d+\.\d+\.\d+\n$")):
             ended = self.start_again(flag)

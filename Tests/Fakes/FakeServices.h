@@ -171,6 +171,15 @@ public:
         ++writeCount;
         return Success{};
     }
+    Result<Success, FileError> remove(const std::filesystem::path& path) override
+    {
+        ++accessCount;
+        if (unwritable.count(path) != 0) {
+            return failure("remove", path);
+        }
+        files.erase(path);
+        return Success{};
+    }
     Result<Success, FileError> createDirectories(const std::filesystem::path& path) override
     {
         ++accessCount;

@@ -1140,6 +1140,26 @@ TEST_F(AppDelegateTest, withoutACatalogueItIsNeverReady)
     EXPECT_THAT(states, IsEmpty());
 }
 
+TEST_F(AppDelegateTest, settlesAWhileAfterTheLaunchAndAfterThePickerWasHidden)
+{
+    int settledCount = 0;
+    launch();
+    delegate->onSettled = [&] { ++settledCount; };
+
+    system.time.advance(std::chrono::seconds(10));
+    EXPECT_EQ(settledCount, 1);
+
+    pressShortcut();
+    QCoreApplication::processEvents();
+    system.time.advance(std::chrono::seconds(10));
+    EXPECT_EQ(settledCount, 1) << "the picker is shown";
+
+    pressShortcut();
+    QCoreApplication::processEvents();
+    system.time.advance(std::chrono::seconds(10));
+    EXPECT_EQ(settledCount, 2);
+}
+
 } // namespace
 
 } // namespace glimmerwick

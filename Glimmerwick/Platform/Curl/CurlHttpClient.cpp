@@ -1,5 +1,6 @@
 #include "Platform/Curl/CurlHttpClient.h"
 
+#include "Platform/HttpListeners.h"
 #include "Platform/MainQueue.h"
 
 #include <curl/curl.h>
@@ -30,8 +31,7 @@ namespace glimmerwick {
 
 namespace {
 
-using RequestId = std::uint64_t;
-using Progress = std::function<void(std::uint64_t)>;
+using RequestId = HttpListeners::Id;
 using HttpResult = Result<HttpResponse, TransportError>;
 using TimePoint = std::chrono::steady_clock::time_point;
 
@@ -118,46 +118,6 @@ template <typename Value> void setOption(CURL* easy, CURLoption option, Value va
         throw std::bad_alloc();
     }
 }
-
-} // namespace
-
-/// The main thread's side: who waits for which answer. Only the main thread touches it.
-struct CurlHttpClient::Waiting {
-    struct Listener {
-        Completion completion;
-        Progress progress;
-    };
-
-    RequestId lastId = 0;
-    std::map<RequestId, Listener> listeners;
-
-    static void finish(const std::weak_ptr<Waiting>& weak, RequestId id, HttpResult result)
-    {
-        const auto waiting = weak.lock();
-        if (!waiting) {
-            return;
-        }
-        // Out of the map first: the completion may cancel or start anything, or destroy the client.
-        if (const auto item = waiting->listeners.extract(id)) {
-            item.mapped().completion(std::move(result));
-        }
-    }
-
-    static void tellProgress(const std::weak_ptr<Waiting>& weak, RequestId id, std::uint64_t received)
-    {
-        const auto waiting = weak.lock();
-        if (!waiting) {
-            return;
-        }
-        if (const auto found = waiting->listeners.find(id); found != waiting->listeners.end()) {
-            // A copy: what is told may cancel the request.
-            const Progress progress = found->second.progress;
-            progress(received);
-        }
-    }
-};
-
-namespace {
 
 /// One request under way, over all its redirects. Belongs to the client's thread.
 class Transfer {
@@ -625,14 +585,15 @@ private:
 };
 
 CurlHttpClient::CurlHttpClient(MainQueue& mainQueue, std::string userAgent)
-    : m_mainQueue(mainQueue), m_waiting(std::make_shared<Waiting>()),
-      m_worker(std::make_shared<Worker>(
-          std::move(userAgent),
-          [&mainQueue, waiting = std::weak_ptr<Waiting>(m_waiting)](RequestId id, HttpResult result) {
-              mainQueue.async([waiting, id, result = std::move(result)]() mutable {
-                  Waiting::finish(waiting, id, std::move(result));
-              });
-          }))
+    : m_mainQueue(mainQueue), m_listeners(std::make_shared<HttpListeners>()),
+      m_worker(std::make_shared<Worker>(std::move(userAgent),
+                                        [&mainQueue, listeners = std::weak_ptr<HttpListeners>(m_listeners)](
+                                            RequestId id, HttpResult result) {
+                                            mainQueue.async(
+                                                [listeners, id, result = std::move(result)]() mutable {
+                                                    HttpListeners::finish(listeners, id, std::move(result));
+                                                });
+                                        }))
 {
 }
 
@@ -640,20 +601,19 @@ CurlHttpClient::~CurlHttpClient() = default;
 
 Registration CurlHttpClient::get(HttpRequest request, Completion completion)
 {
-    const RequestId id = ++m_waiting->lastId;
-    const auto answerLater = [this, id](HttpResult result) {
-        m_mainQueue.async(
-            [waiting = std::weak_ptr<Waiting>(m_waiting), id, result = std::move(result)]() mutable {
-                Waiting::finish(waiting, id, std::move(result));
-            });
+    const auto progress = std::exchange(request.progress, nullptr);
+    const RequestId id = m_listeners->add(std::move(completion), progress);
+    const std::weak_ptr<HttpListeners> listeners(m_listeners);
+    const auto answerLater = [this, listeners, id](HttpResult result) {
+        m_mainQueue.async([listeners, id, result = std::move(result)]() mutable {
+            HttpListeners::finish(listeners, id, std::move(result));
+        });
     };
-    const Progress progress = std::exchange(request.progress, nullptr);
-    m_waiting->listeners.emplace(id, Waiting::Listener{std::move(completion), progress});
     if (progress) {
         // What the caller gave stays on this thread; the other one is given what sends there.
-        request.progress = [&mainQueue = m_mainQueue, waiting = std::weak_ptr<Waiting>(m_waiting),
-                            id](std::uint64_t received) {
-            mainQueue.async([waiting, id, received] { Waiting::tellProgress(waiting, id, received); });
+        request.progress = [&mainQueue = m_mainQueue, listeners, id](std::uint64_t received) {
+            mainQueue.async(
+                [listeners, id, received] { HttpListeners::tellProgress(listeners, id, received); });
         };
     }
 
@@ -669,16 +629,13 @@ Registration CurlHttpClient::get(HttpRequest request, Completion completion)
         }
     }
 
-    return Registration(
-        [waiting = std::weak_ptr<Waiting>(m_waiting), worker = std::weak_ptr<Worker>(m_worker), id] {
-            if (const auto stillWaiting = waiting.lock()) {
-                const auto cancelled = stillWaiting->listeners.extract(id);
-                const auto stillWorking = worker.lock();
-                if (cancelled && stillWorking) {
-                    stillWorking->cancel(id);
-                }
-            }
-        });
+    return Registration([listeners, worker = std::weak_ptr<Worker>(m_worker), id] {
+        const auto stillWaiting = listeners.lock();
+        const auto stillWorking = worker.lock();
+        if (stillWaiting && stillWaiting->remove(id) == HttpListeners::Removal::wasWaiting && stillWorking) {
+            stillWorking->cancel(id);
+        }
+    });
 }
 
 } // namespace glimmerwick

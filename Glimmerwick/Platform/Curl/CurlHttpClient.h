@@ -7,6 +7,7 @@
 
 namespace glimmerwick {
 
+class HttpListeners;
 class MainQueue;
 
 /// Sends requests with libcurl from one thread, which starts with the first request.
@@ -25,10 +26,9 @@ public:
 
 private:
     class Worker;
-    struct Waiting;
 
     MainQueue& m_mainQueue;
-    std::shared_ptr<Waiting> m_waiting;
+    std::shared_ptr<HttpListeners> m_listeners;
     std::shared_ptr<Worker> m_worker;
 };
 

@@ -233,6 +233,12 @@ std::optional<std::vector<GlyphRun>> HarfBuzzTextLayout::layOut(std::string_view
     return std::vector<GlyphRun>{std::move(run)};
 }
 
+std::optional<std::filesystem::path> HarfBuzzTextLayout::colourEmojiFontFile()
+{
+    const Font* const emojiFont = font();
+    return emojiFont ? std::optional(emojiFont->file) : std::nullopt;
+}
+
 std::optional<std::filesystem::path> HarfBuzzTextLayout::ambiguousFontFile()
 {
     const Font* const emojiFont = font();

@@ -24,7 +24,10 @@ public:
     /// The font's family, to draw with; nothing when there is no such font.
     std::optional<std::string> colourEmojiFontFamily();
 
-    /// The font's file, where another one bears the same family's name and might be drawn with in its stead.
+    /// The font's file; nothing when there is no such font.
+    std::optional<std::filesystem::path> colourEmojiFontFile();
+
+    /// The same, where another one bears the same family's name and might be drawn with in its stead.
     std::optional<std::filesystem::path> ambiguousFontFile();
 
 private:

@@ -4,12 +4,12 @@
 #include "Platform/Linux/Files.h"
 #include "Platform/Linux/GLibHandles.h"
 #include "Platform/Linux/InstalledFile.h"
+#include "Platform/Linux/WholeFile.h"
 
+#include <cerrno>
 #include <optional>
 #include <sstream>
 #include <system_error>
-
-#include <sys/stat.h>
 
 namespace glimmerwick {
 
@@ -202,18 +202,9 @@ Result<Success, std::string> AutostartEntry::write(const DesktopEntry& entry)
 {
     constexpr int onlyForTheUser = 0700;
     constexpr mode_t usualMode = 0644;
-    constexpr mode_t permissions = 0777;
-    // Makes a new file and gives it the name at the end, so that there is always a whole one.
-    constexpr auto inOneStep =
-        static_cast<GFileSetContentsFlags>(G_FILE_SET_CONTENTS_CONSISTENT | G_FILE_SET_CONTENTS_DURABLE);
     g_mkdir_with_parents(m_userFile.parent_path().c_str(), onlyForTheUser);
-    struct stat status { };
-    const mode_t mode = ::stat(m_userFile.c_str(), &status) == 0 ? status.st_mode & permissions : usualMode;
-    const std::string text = entry.text();
-    GErrorHandle error;
-    if (!g_file_set_contents_full(m_userFile.c_str(), text.data(), static_cast<gssize>(text.size()),
-                                  inOneStep, static_cast<int>(mode), error.out())) {
-        return Failure{error.message()};
+    if (!writeWholeFile(m_userFile, entry.text(), usualMode, Durability::onTheDisk)) {
+        return Failure{"cannot write " + m_userFile.string() + ": " + std::generic_category().message(errno)};
     }
     return Success{};
 }

@@ -1,6 +1,7 @@
 #include "Platform/Linux/Files.h"
 
 #include "Platform/Linux/FileDescriptor.h"
+#include "Platform/Linux/WholeFile.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -36,6 +37,8 @@ Failure<FileError> failure(const char* action, const path& subject, const std::s
 // reader.
 constexpr int neverWait = O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
+constexpr mode_t readableByAll = 0666;
+
 /// Reads to the end of the file, which may change meanwhile. An empty reason is success.
 std::string readAll(int descriptor, std::size_t limit, std::string& bytes)
 {
@@ -64,14 +67,11 @@ std::string readAll(int descriptor, std::size_t limit, std::string& bytes)
     }
 }
 
-/// Takes the room before the old contents are touched, so that a full disk does not cost them. False: see
-/// errno.
-bool reserveRoom(int descriptor, std::size_t size)
+/// What is no regular file keeps its place and is written into. False: see errno.
+bool writeInto(const path& path, std::string_view bytes)
 {
-    if (size == 0 || ::fallocate(descriptor, FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size)) == 0) {
-        return true;
-    }
-    return errno != ENOSPC && errno != EDQUOT;
+    FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | neverWait, readableByAll));
+    return file && writeAll(file, bytes) && file.close();
 }
 
 std::chrono::system_clock::time_point toTimePoint(const timespec& time)
@@ -139,28 +139,18 @@ Result<std::string, FileError> LocalFileSystem::read(const path& path)
 
 Result<Success, FileError> LocalFileSystem::write(const path& path, std::string_view bytes)
 {
-    constexpr const char* action = "write";
-    constexpr mode_t readableByAll = 0666;
-    constexpr int flags = O_WRONLY | O_CREAT | neverWait;
-    int descriptor = ::open(path.c_str(), flags | O_EXCL, readableByAll);
-    const bool isNew = descriptor >= 0;
-    if (!isNew && errno == EEXIST) {
-        descriptor = ::open(path.c_str(), flags, readableByAll);
-    }
-    FileDescriptor file(descriptor);
     struct stat status { };
-    if (!file || ::fstat(file.get(), &status) != 0) {
-        return failure(action, path, describeErrno());
+    const bool isSpecial = ::lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
+    if (!(isSpecial ? writeInto(path, bytes) : writeWholeFile(path, bytes, readableByAll))) {
+        return failure("write", path, describeErrno());
     }
-    const bool isRegular = S_ISREG(status.st_mode);
-    if ((isRegular && !reserveRoom(file.get(), bytes.size())) || !writeAll(file, bytes)
-        || (isRegular && ::ftruncate(file.get(), static_cast<off_t>(bytes.size())) != 0) || !file.close()) {
-        const auto failed = failure(action, path, describeErrno());
-        // A part of the contents would pass for the whole.
-        if (isNew) {
-            ::unlink(path.c_str());
-        }
-        return failed;
+    return Success{};
+}
+
+Result<Success, FileError> LocalFileSystem::remove(const path& path)
+{
+    if (::unlink(path.c_str()) != 0 && errno != ENOENT) {
+        return failure("remove", path, describeErrno());
     }
     return Success{};
 }

@@ -17,6 +17,7 @@ public:
     bool leadsThroughLink(const std::filesystem::path& folder, const std::filesystem::path& path) override;
     Result<std::string, FileError> read(const std::filesystem::path& path) override;
     Result<Success, FileError> write(const std::filesystem::path& path, std::string_view bytes) override;
+    Result<Success, FileError> remove(const std::filesystem::path& path) override;
     Result<Success, FileError> rename(const std::filesystem::path& from,
                                       const std::filesystem::path& to) override;
     Result<Success, FileError> createDirectories(const std::filesystem::path& path) override;

@@ -1,10 +1,12 @@
 #include "Platform/Linux/PasteChords.h"
 
+#include "Platform/Linux/Files.h"
+
 #include <algorithm>
 #include <cstdio>
-#include <fstream>
 #include <iterator>
 #include <sstream>
+#include <utility>
 #include <vector>
 
 namespace glimmerwick {
@@ -89,8 +91,10 @@ PasteChords::PasteChords(const std::vector<std::filesystem::path>& files)
 
 void PasteChords::load(const std::filesystem::path& file)
 {
-    std::ifstream lines(file);
-    load(lines, file.string());
+    if (auto text = LocalFileSystem().read(file)) {
+        std::istringstream lines(std::move(text).value());
+        load(lines, file.string());
+    }
 }
 
 void PasteChords::load(std::istream& lines, const std::string& name)

@@ -37,7 +37,8 @@ public:
     /// Of all files, a later one's lines winning over an earlier one's.
     explicit PasteChords(const std::vector<std::filesystem::path>& files);
 
-    /// Adds the file's lines, which win over earlier ones. A file that cannot be opened adds nothing.
+    /// Adds the file's lines, which win over earlier ones. What cannot be read, or is no regular file, adds
+    /// nothing.
     void load(const std::filesystem::path& file);
     void load(std::istream& lines, const std::string& name);
 

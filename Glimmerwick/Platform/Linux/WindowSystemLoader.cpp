@@ -1,6 +1,5 @@
 #include "Platform/Linux/WindowSystemLoader.h"
 
-#include "Platform/Linux/ProcessInfo.h"
 #include "Platform/WindowSystem.h"
 
 #include <dlfcn.h>
@@ -21,13 +20,6 @@ std::string lastProblem()
 }
 
 } // namespace
-
-std::filesystem::path windowSystemFolder()
-{
-    const auto executable = currentSurroundings().executable;
-    return executable.empty() ? std::filesystem::path()
-                              : (executable.parent_path() / GLIMMERWICK_MODULES).lexically_normal();
-}
 
 Result<WindowSystemLibrary*, std::string> loadWindowSystem(const std::filesystem::path& folder,
                                                            ToolkitRoute which)

@@ -10,10 +10,6 @@ namespace glimmerwick {
 
 class WindowSystemLibrary;
 
-/// Where this installation keeps the libraries of the window systems; empty when the program's own place is
-/// unknown.
-std::filesystem::path windowSystemFolder();
-
 /// Loads the library of a window system, which stays until the process ends. The error is a sentence without
 /// the program's name. Main thread.
 Result<WindowSystemLibrary*, std::string> loadWindowSystem(const std::filesystem::path& folder,

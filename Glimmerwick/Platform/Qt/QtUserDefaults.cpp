@@ -1,22 +1,29 @@
 #include "Platform/Qt/QtUserDefaults.h"
 
+#include "Platform/Linux/WholeFile.h"
+#include "Platform/Qt/IniText.h"
 #include "Platform/Qt/Text.h"
 
 #include <QByteArray>
 #include <QFile>
-#include <QHash>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonValue>
+#include <QMetaObject>
+#include <QObject>
 #include <QSettings>
-#include <QStringList>
 #include <QVariant>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <string_view>
 #include <system_error>
 #include <utility>
+
+#include <sys/stat.h>
 
 namespace glimmerwick {
 
@@ -59,19 +66,9 @@ QJsonValue decode(const QVariant& stored)
     return list.size() == 1 ? list.first() : QJsonValue(QJsonValue::Undefined);
 }
 
-QJsonValue read(const QSettings& settings, const std::string& key)
-{
-    return decode(settings.value(toQString(key)));
-}
-
-void write(QSettings& settings, const std::string& key, const QJsonValue& value)
-{
-    settings.setValue(toQString(key), encode(value));
-}
-
 /// What a file of settings holds, and whether that is all that was ever put there.
 struct Contents {
-    QHash<QString, QString> values;
+    QMap<QString, QString> values;
     bool isDamaged = false;
 };
 
@@ -81,6 +78,13 @@ bool hasStrayControls(const QByteArray& bytes)
     return std::any_of(bytes.begin(), bytes.end(), [](char byte) {
         return static_cast<unsigned char>(byte) < ' ' && byte != '\n' && byte != '\r' && byte != '\t';
     });
+}
+
+/// Qt takes the name of a section with nothing in it, or of a key, for another's: what stands there would
+/// come back in the place of something else.
+bool isPlainPath(const QString& key)
+{
+    return !key.startsWith('/') && !key.endsWith('/') && !key.contains(QStringLiteral("//"));
 }
 
 bool isReadableFile(const path& file)
@@ -102,11 +106,13 @@ Contents readContents(const path& file)
     contents.isDamaged = !bytes.open(QIODevice::ReadOnly) || hasStrayControls(bytes.readAll());
     const auto settings = open(file);
     for (const QString& key : settings->allKeys()) {
-        const QVariant stored = settings->value(key);
-        if (decode(stored).isUndefined()) {
+        const QJsonValue value = isPlainPath(key) ? decode(settings->value(key)) : QJsonValue::Undefined;
+        if (value.isUndefined()) {
             contents.isDamaged = true;
         } else {
-            contents.values.insert(key, stored.toString());
+            // Not as it stands there: Qt's reader of JSON takes control characters in a text, which would be
+            // written back as they are, and be damage the next time.
+            contents.values.insert(key, encode(value));
         }
     }
     // Known only now: a section is parsed when it is first asked for.
@@ -139,42 +145,125 @@ bool keepAside(const path& file)
     return !error;
 }
 
-/// The settings of the file, which is replaced by what can be read of it when it is damaged.
-std::unique_ptr<QSettings> load(const path& file)
+/// The file that a symbolic link leads to, which stays one.
+path behindLinks(const path& file)
 {
     std::error_code error;
-    if (!std::filesystem::exists(file, error)) {
-        return open(file);
+    const path target = std::filesystem::canonical(file, error);
+    return error ? file : target;
+}
+
+/// Settings hold what was picked last and the portal's token for typing. Earlier versions let everybody read
+/// them.
+void closeToOthers(const path& file)
+{
+    using std::filesystem::perms;
+    std::error_code error;
+    if (std::filesystem::is_regular_file(file, error)) {
+        std::filesystem::permissions(file, perms::group_all | perms::others_all,
+                                     std::filesystem::perm_options::remove, error);
     }
-    const Contents contents = readContents(file);
-    const bool isReplaced = contents.isDamaged && keepAside(file);
-    auto settings = open(file);
-    if (isReplaced) {
-        for (auto value = contents.values.begin(); value != contents.values.end(); ++value) {
-            settings->setValue(value.key(), value.value());
-        }
+}
+
+/// Nothing when there is no file.
+std::optional<QtUserDefaults::FileVersion> versionOf(const path& file)
+{
+    struct stat status { };
+    if (::stat(file.c_str(), &status) != 0) {
+        return std::nullopt;
     }
-    return settings;
+    return QtUserDefaults::FileVersion{status.st_ino, status.st_size, status.st_mtim.tv_sec,
+                                       status.st_mtim.tv_nsec};
+}
+
+/// Empty when it is stored.
+std::string store(const path& file, const QMap<QString, QString>& values)
+{
+    constexpr mode_t onlyForTheUser = 0600;
+    std::error_code error;
+    std::filesystem::create_directories(file.parent_path(), error);
+    if (error) {
+        return error.message();
+    }
+    const QByteArray text = iniText(values);
+    const std::string_view bytes(text.constData(), static_cast<std::size_t>(text.size()));
+    if (!writeWholeFile(behindLinks(file), bytes, onlyForTheUser, Durability::onTheDisk)) {
+        return std::generic_category().message(errno);
+    }
+    return {};
 }
 
 } // namespace
 
-QtUserDefaults::QtUserDefaults(path file) : m_file(std::move(file)), m_settings(load(m_file)) { }
+QtUserDefaults::QtUserDefaults(path file) : m_file(std::move(file))
+{
+    load();
+}
 
 QtUserDefaults::~QtUserDefaults()
 {
     synchronize();
 }
 
+/// What others have changed in the file comes in, except for what waits to be written.
+void QtUserDefaults::load()
+{
+    const auto version = versionOf(m_file);
+    if (!version || version == m_knownVersion) {
+        return;
+    }
+    m_knownVersion = version;
+    closeToOthers(m_file);
+    Contents contents = readContents(m_file);
+    const bool isOutOfTheWay = contents.isDamaged && keepAside(m_file);
+    for (auto value = m_values.begin(); value != m_values.end(); ++value) {
+        if (contents.isDamaged || m_unsaved.contains(value.key())) {
+            contents.values.insert(value.key(), value.value());
+        }
+    }
+    m_values = std::move(contents.values);
+    if (isOutOfTheWay && !m_values.isEmpty()) {
+        m_isReplacementDue = true;
+        saveWhenIdle();
+    }
+}
+
+QJsonValue QtUserDefaults::get(const std::string& key) const
+{
+    const auto value = m_values.find(toQString(key));
+    return value == m_values.end() ? QJsonValue(QJsonValue::Undefined) : decode(*value);
+}
+
+void QtUserDefaults::set(const std::string& key, const QJsonValue& value)
+{
+    const QString name = toQString(key);
+    m_values.insert(name, encode(value));
+    m_unsaved.insert(name);
+    saveWhenIdle();
+}
+
+void QtUserDefaults::saveWhenIdle()
+{
+    if (m_pendingSave) {
+        return;
+    }
+    m_pendingSave = std::make_unique<QObject>();
+    const auto save = [this] {
+        m_pendingSave.release()->deleteLater();
+        synchronize();
+    };
+    QMetaObject::invokeMethod(m_pendingSave.get(), save, Qt::QueuedConnection);
+}
+
 std::optional<std::string> QtUserDefaults::string(const std::string& key)
 {
-    const QJsonValue value = read(*m_settings, key);
+    const QJsonValue value = get(key);
     return value.isString() ? std::optional(toUtf8(value.toString())) : std::nullopt;
 }
 
 std::optional<std::vector<std::string>> QtUserDefaults::stringArray(const std::string& key)
 {
-    const QJsonValue value = read(*m_settings, key);
+    const QJsonValue value = get(key);
     if (!value.isArray()) {
         return std::nullopt;
     }
@@ -190,13 +279,13 @@ std::optional<std::vector<std::string>> QtUserDefaults::stringArray(const std::s
 
 std::optional<bool> QtUserDefaults::boolean(const std::string& key)
 {
-    const QJsonValue value = read(*m_settings, key);
+    const QJsonValue value = get(key);
     return value.isBool() ? std::optional(value.toBool()) : std::nullopt;
 }
 
 void QtUserDefaults::setString(const std::string& key, const std::string& value)
 {
-    write(*m_settings, key, toQString(value));
+    set(key, toQString(value));
 }
 
 void QtUserDefaults::setStringArray(const std::string& key, const std::vector<std::string>& value)
@@ -205,24 +294,31 @@ void QtUserDefaults::setStringArray(const std::string& key, const std::vector<st
     for (const std::string& element : value) {
         list.append(toQString(element));
     }
-    write(*m_settings, key, list);
+    set(key, list);
 }
 
 void QtUserDefaults::setBoolean(const std::string& key, bool value)
 {
-    write(*m_settings, key, value);
+    set(key, value);
 }
 
 void QtUserDefaults::synchronize()
 {
-    // A QSettings that has failed once says so for ever; a new one shares its unsaved values, but not its
-    // past.
-    auto renewed = open(m_file);
-    renewed->sync();
-    if (renewed->status() == QSettings::AccessError) {
-        report("the settings cannot be stored in " + m_file.string());
+    m_pendingSave.reset();
+    if (m_unsaved.isEmpty() && !m_isReplacementDue) {
+        return;
     }
-    m_settings = std::move(renewed);
+    // Another instance, or the user, may have written there.
+    load();
+    m_pendingSave.reset();
+    const std::string problem = store(m_file, m_values);
+    if (!problem.empty()) {
+        report("the settings cannot be stored in " + m_file.string() + ": " + problem);
+        return;
+    }
+    m_knownVersion = versionOf(m_file);
+    m_unsaved.clear();
+    m_isReplacementDue = false;
 }
 
 } // namespace glimmerwick

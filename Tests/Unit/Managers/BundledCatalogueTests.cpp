@@ -373,12 +373,23 @@ TEST_F(BundledImagesTests, OneThatCannotBeReadDoesNotKeepTheOthersOut)
     EXPECT_EQ(problems, Problems{"bundled catalogue: cannot read " + (bundledImages / "1f6d8.png").string()});
 }
 
+TEST_F(BundledImagesTests, OneThatAPowerCutLeftEmptyIsReplaced)
+{
+    bundleImage("1facd.png", "PNG orca");
+    fakes.fileSystem.files[cachedImages / "1facd.png"] = {"", std::nullopt};
+
+    seed();
+
+    EXPECT_EQ(cachedImage("1facd.png"), "PNG orca");
+    EXPECT_EQ(problems, Problems{});
+}
+
 TEST_F(BundledImagesTests, OneThatCannotBeWrittenDoesNotKeepTheOthersOut)
 {
     bundleImage("1f6d8.png", "PNG landslide");
     bundleImage("1fa8a.png", "PNG trombone");
     bundleImage("1facd.png", "PNG orca");
-    fakes.fileSystem.unwritable = {cachedImages / "1f6d8.png.seed", cachedImages / "1fa8a.png"};
+    fakes.fileSystem.unwritable = {cachedImages / "1f6d8.png", cachedImages / "1fa8a.png"};
 
     seed();
 
@@ -387,8 +398,8 @@ TEST_F(BundledImagesTests, OneThatCannotBeWrittenDoesNotKeepTheOthersOut)
     EXPECT_EQ(cachedImage("1facd.png"), "PNG orca");
     EXPECT_EQ(problems,
               (Problems{
-                  "bundled catalogue: cannot write " + (cachedImages / "1f6d8.png.seed").string(),
-                  "bundled catalogue: cannot rename " + (cachedImages / "1fa8a.png.seed").string(),
+                  "bundled catalogue: cannot write " + (cachedImages / "1f6d8.png").string(),
+                  "bundled catalogue: cannot write " + (cachedImages / "1fa8a.png").string(),
               }));
 }
 
@@ -419,7 +430,7 @@ TEST_F(BundledImagesTests, AFolderThatCannotBeMadeIsReportedAndTheManifestIsSeed
     EXPECT_EQ(problems, Problems{"bundled catalogue: cannot create " + cachedImages.string()});
 }
 
-/// Runs full in the middle of a write, or ends the program's work before a date is set.
+/// Has no room for anything, or ends the program's work before a date is set.
 class InterruptedFileSystem : public fakes::FakeFileSystem {
 public:
     enum class Interruption { none, whileWriting, beforeDating };
@@ -429,7 +440,6 @@ public:
         if (interruption != Interruption::whileWriting) {
             return FakeFileSystem::write(path, bytes);
         }
-        static_cast<void>(FakeFileSystem::write(path, bytes.substr(0, 10)));
         return Failure{FileError{"No space left on device"}};
     }
     Result<Success, FileError> setModificationDate(const std::filesystem::path& path,
@@ -457,6 +467,7 @@ TEST_P(InterruptedSeedingTests, LeaveNothingThatLooksLikeACacheAndAreMadeUpForNe
     BundledCatalogue::seed(fileSystem, bundle, cacheDirectory, report);
     EXPECT_EQ(problems.size(), 1u);
     EXPECT_FALSE(fileSystem.exists(cached));
+    EXPECT_FALSE(fileSystem.exists(unfinished));
     fileSystem.interruption = InterruptedFileSystem::Interruption::none;
     BundledCatalogue::seed(fileSystem, bundle, cacheDirectory, report);
 
@@ -479,7 +490,6 @@ TEST(InterruptedImageSeedingTests, LeavesNothingThatLooksLikeAnImageAndIsMadeUpF
     BundledCatalogue::seed(fileSystem, bundle, cacheDirectory, ignore);
 
     EXPECT_EQ(fileSystem.files.at(cachedImages / "1facd.png").bytes, "PNG picture of an orca");
-    EXPECT_FALSE(fileSystem.exists(cachedImages / "1facd.png.seed"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Interruptions, InterruptedSeedingTests,

@@ -1,5 +1,7 @@
 #include "Views/EmojiPixmapCache.h"
 
+#include "Fakes/FakePictureStore.h"
+
 #include <QImage>
 
 #include <gtest/gtest.h>
@@ -81,6 +83,90 @@ TEST(EmojiPixmapCacheTests, aPictureLargerThanTheCacheIsStillDrawn)
 
     EXPECT_FALSE(cache.pixmap("😀", 28, 40, 1).isNull());
     EXPECT_EQ(cache.bytes(), 0U);
+}
+
+class StoredEmojiTests : public ::testing::Test {
+protected:
+    StoredEmojiTests() { cache.setStore(&store, "maker"); }
+
+    QImage picture(EmojiPixmapCache& from) { return from.pixmap("😀", 28, 40, 1.25).toImage(); }
+
+    fakes::FakePictureStore store;
+    EmojiPixmapCache cache{plenty};
+};
+
+TEST_F(StoredEmojiTests, whatWasDrawnOnceIsReadByALaterProcess)
+{
+    const QImage drawn = picture(cache);
+    store.keepWritten();
+
+    EmojiPixmapCache later(plenty);
+    later.setStore(&store, "maker");
+    const QImage read = picture(later);
+
+    EXPECT_EQ(later.drawCount(), 0U);
+    EXPECT_EQ(read, drawn);
+    EXPECT_EQ(read.size(), QSize(50, 50));
+    EXPECT_EQ(read.devicePixelRatio(), 1.25);
+}
+
+TEST_F(StoredEmojiTests, anotherMakersPicturesAreNotUsed)
+{
+    picture(cache);
+    store.keepWritten();
+
+    EmojiPixmapCache later(plenty);
+    later.setStore(&store, "a newer font");
+    picture(later);
+
+    EXPECT_EQ(later.drawCount(), 1U);
+}
+
+TEST_F(StoredEmojiTests, aPictureThatCannotBeReadIsDrawnAndKeptAnew)
+{
+    picture(cache);
+    store.keepWritten();
+    store.damaged.insert("😀");
+    cache.clear();
+
+    picture(cache);
+    store.keepWritten();
+    cache.clear();
+    picture(cache);
+
+    EXPECT_EQ(cache.drawCount(), 2U);
+    EXPECT_EQ(store.writeCount, 2);
+}
+
+TEST_F(StoredEmojiTests, picturesAreDrawnForTheStoreAlone)
+{
+    EXPECT_TRUE(cache.store("😀", 28, 40, 1.25));
+    store.keepWritten();
+
+    EXPECT_FALSE(cache.store("😀", 28, 40, 1.25)) << "it is there";
+    EXPECT_EQ(cache.bytes(), 0U);
+    picture(cache);
+    EXPECT_EQ(cache.drawCount(), 1U);
+}
+
+TEST_F(StoredEmojiTests, withoutAStoreNothingIsDrawnForIt)
+{
+    cache.setStore(nullptr, {});
+
+    EXPECT_FALSE(cache.store("😀", 28, 40, 1.25));
+    EXPECT_EQ(cache.drawCount(), 0U);
+}
+
+TEST_F(StoredEmojiTests, forgottenGlyphsAreDrawnAsBefore)
+{
+    const QImage before = picture(cache);
+    cache.setStore(nullptr, {});
+    cache.clear();
+
+    cache.forgetGlyphs();
+
+    EXPECT_EQ(picture(cache), before);
+    EXPECT_EQ(cache.drawCount(), 2U);
 }
 
 } // namespace

@@ -155,6 +155,17 @@ TEST_F(SearchBarViewTests, aTextOfSpacesIsSearched)
     EXPECT_THAT(results[0], IsEmpty());
 }
 
+TEST_F(SearchBarViewTests, clearForgetsWhatWasTyped)
+{
+    press(Qt::Key_W, "w");
+    ASSERT_TRUE(field().isUndoAvailable());
+
+    bar->clear();
+
+    EXPECT_FALSE(field().isUndoAvailable());
+    EXPECT_FALSE(field().isRedoAvailable());
+}
+
 TEST_F(SearchBarViewTests, clearEmptiesTheFieldAndPostsNothing)
 {
     connectManager();

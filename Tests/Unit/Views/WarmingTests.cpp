@@ -1,3 +1,4 @@
+#include "Fakes/FakePictureStore.h"
 #include "Views/CollectionView.h"
 #include "Views/EmojiCell.h"
 #include "Views/EmojiGridViewController.h"
@@ -8,6 +9,7 @@
 #include <QScreen>
 
 #include <algorithm>
+#include <chrono>
 #include <memory>
 
 namespace glimmerwick {
@@ -345,6 +347,90 @@ TEST_F(WarmingTests, onEveryScreenAtItsOwnRatio)
         EXPECT_EQ(first.drawnTexts, 0U) << "at a device pixel ratio of " << screen->devicePixelRatio();
         window.hide();
     }
+}
+
+/// The same with a store.
+class StoringTests : public WarmingTests {
+protected:
+    StoringTests()
+    {
+        EmojiPixmapCache::shared().setStore(&store, "maker");
+        grid->onDrawnAhead = [this] { ++drawnAheadCount; };
+    }
+    ~StoringTests() override { EmojiPixmapCache::shared().setStore(nullptr, {}); }
+
+    /// The store keeps what it is given within the millisecond.
+    void letTimePass()
+    {
+        for (int step = 0; step < 3000; ++step) {
+            fakes.time.advance(std::chrono::milliseconds(1));
+            store.keepWritten();
+        }
+    }
+
+    static constexpr int emojiCount = 140 + 70 + 7;
+    fakes::FakePictureStore store;
+    int drawnAheadCount = 0;
+};
+
+TEST_F(StoringTests, allEmojiAreDrawnOnceForTheStore)
+{
+    publish(document());
+    letTimePass();
+    const int written = store.writeCount;
+    EXPECT_GE(written, emojiCount);
+    EXPECT_EQ(drawnAheadCount, 1);
+
+    const std::size_t drawnBefore = EmojiPixmapCache::shared().drawCount();
+    grid->reloadData();
+    letTimePass();
+
+    EXPECT_EQ(EmojiPixmapCache::shared().drawCount(), drawnBefore);
+    EXPECT_EQ(store.writeCount, written);
+    EXPECT_EQ(drawnAheadCount, 2);
+}
+
+TEST_F(StoringTests, notMoreThanOneIsDrawnWhileOtherWorkWaits)
+{
+    publish(document());
+    while (store.writeCount < 60) {
+        fakes.time.advance(std::chrono::milliseconds(1));
+    }
+
+    std::size_t mostAtOnce = 0;
+    while (drawnAheadCount == 0) {
+        const std::size_t before = EmojiPixmapCache::shared().drawCount();
+        fakes.time.advance(std::chrono::milliseconds(1));
+        mostAtOnce = std::max(mostAtOnce, EmojiPixmapCache::shared().drawCount() - before);
+    }
+
+    EXPECT_EQ(mostAtOnce, 1U);
+}
+
+TEST_F(StoringTests, nothingIsDrawnForTheStoreWhileTheGridIsShown)
+{
+    window.show();
+    publish(document());
+    letTimePass();
+    EXPECT_EQ(drawnAheadCount, 0);
+    EXPECT_LT(store.writeCount, emojiCount);
+
+    window.hide();
+    letTimePass();
+
+    EXPECT_EQ(drawnAheadCount, 1);
+    EXPECT_GE(store.writeCount, emojiCount);
+}
+
+TEST_F(StoringTests, withoutAStoreTheFirstScreenIsAll)
+{
+    EmojiPixmapCache::shared().setStore(nullptr, {});
+
+    publish(document());
+    letTimePass();
+
+    EXPECT_EQ(drawnAheadCount, 1);
+    EXPECT_EQ(store.writeCount, 0);
 }
 
 } // namespace
