@@ -81,7 +81,12 @@ def threads(pid):
     return found
 
 
-def wait_until_idle(pid, span=1.0, deadline=60.0):
+# Five seconds after it was used the picker frees what it needed for that, and five seconds after a transfer the program
+# for transfers ends.
+SETTLED = 7.0
+
+
+def wait_until_idle(pid, span=SETTLED, deadline=120.0):
     """Waits until no thread of the process has been awake for `span` seconds."""
     def observe():
         now = threads(pid).values()

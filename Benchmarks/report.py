@@ -40,6 +40,7 @@ GOALS = {
     "memory.pss-above-empty": 12,
     "memory.growth": 1,
     "idle.wake-ups": 0,
+    "idle.wake-ups-used": 0,
 }
 # The goal is a bound that itself is too much.
 BELOW = {"memory.growth"}
@@ -247,6 +248,11 @@ def verdict(figure, others):
     return "missed"
 
 
+def without_figure(outcomes):
+    """The goals that nothing was measured for, as after a figure was renamed."""
+    return sorted(set(GOALS) - {figure["id"] for outcome in outcomes for figure in outcome.figures})
+
+
 def rows(outcome):
     """A row for each figure: what, value, goal, verdict."""
     if outcome.problem:
@@ -365,11 +371,14 @@ def main():
         print(f"- {note}")
     print(f"load average {min(loads):.1f} to {max(loads):.1f}; others had at most "
           f"{busiest(outcomes).others:.0%} of the processors")
+    missing = [] if options.programs else without_figure(outcomes)
+    for identifier in missing:
+        print(f"nothing was measured for the goal of {identifier}")
     if options.write:
         text = REPORT.read_text(encoding="utf-8")
         date = datetime.datetime.now(datetime.timezone.utc).strftime("%Y-%m-%d")
         REPORT.write_text(with_tables(text, tables_of(outcomes, loads, date)), encoding="utf-8")
-    return 1 if any(outcome.problem for outcome in outcomes) else 0
+    return 1 if missing or any(outcome.problem for outcome in outcomes) else 0
 
 
 if __name__ == "__main__":

@@ -66,6 +66,12 @@ class VerdictTest(unittest.TestCase):
         self.assertEqual(report.goal_text("idle.wake-ups", ""), "at most 0")
 
 
+    def test_a_goal_without_a_figure_is_told(self):
+        measured = [figure(identifier, 0) for identifier in report.GOALS if identifier != "show.p99"]
+        outcome = report.Outcome(SHOWS, measured)
+        self.assertEqual(report.without_figure([outcome]), ["show.p99"])
+
+
 class OutputTest(unittest.TestCase):
     def setUp(self):
         self.folder = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
