@@ -162,8 +162,10 @@ void AppDelegate::setupPickerWindow()
         EmojiRenderer::shared(), SkinTonePopoverController::shared());
     m_emojiGridViewController->setDelegate(this);
     m_emojiGridViewController->onDrawnAhead = [this] {
-        m_bytesDrawnAhead = EmojiPixmapCache::shared().bytes();
-        m_pickerWindow->drawAhead();
+        if (m_bytesDrawnAhead == 0) {
+            m_bytesDrawnAhead = EmojiPixmapCache::shared().bytes();
+            m_pickerWindow->drawAhead();
+        }
         settleLater();
     };
 

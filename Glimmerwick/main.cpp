@@ -409,6 +409,8 @@ int main(int argc, char** argv)
         return EXIT_FAILURE;
     }
     std::signal(SIGPIPE, SIG_IGN);
+    // Who ignored it hands that on; the programs that this one starts would then vanish unnoticed.
+    std::signal(SIGCHLD, SIG_DFL);
     glimmerwick::useOneHeap();
     try {
         return glimmerwick::runCommandLine(argc, argv);

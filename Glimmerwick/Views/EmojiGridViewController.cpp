@@ -173,6 +173,7 @@ void EmojiGridViewController::loadEmojiData()
                          + " total emojis");
     loadRecentEmojis();
     reloadCollectionView();
+    m_isStoringDue = true;
     drawAhead();
 }
 
@@ -256,7 +257,7 @@ void EmojiGridViewController::warm(const Emoji& emoji)
 void EmojiGridViewController::storePictures(std::size_t from, int generation)
 {
     const auto& manifest = m_emojiDataManager.manifest();
-    if (!manifest || !EmojiPixmapCache::shared().hasStore()) {
+    if (!manifest || !m_isStoringDue || !EmojiPixmapCache::shared().hasStore()) {
         tellThatAllIsDrawn();
         return;
     }
@@ -273,6 +274,7 @@ void EmojiGridViewController::storePictures(std::size_t from, int generation)
         }
     }
     if (end == emojis->size()) {
+        m_isStoringDue = false;
         tellThatAllIsDrawn();
         return;
     }
@@ -406,6 +408,7 @@ void EmojiGridViewController::handleSkinTonePreferenceChanged()
 {
     if (!redispatch([this] { handleSkinTonePreferenceChanged(); })) {
         reloadCollectionView();
+        m_isStoringDue = true;
         drawAhead();
     }
 }

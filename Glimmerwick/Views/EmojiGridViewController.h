@@ -86,7 +86,8 @@ public:
     /// Any thread.
     void scrollToTop(Animation animation);
     /// Draws the emoji that the picker opens with, a few per turn of the main queue, for every screen that it
-    /// may open on; and, where pictures are stored, all others for the store, one at a time. Main thread.
+    /// may open on; and, where pictures are stored, once for each catalogue and tone all others for the
+    /// store, one at a time. Main thread.
     void drawAhead();
     /// Told when that is done.
     std::function<void()> onDrawnAhead;
@@ -154,6 +155,7 @@ private:
     int m_scrollToCategory = 0;
     int m_warmGeneration = 0;
     Registration m_storing;
+    bool m_isStoringDue = false;
     std::unordered_map<std::string, PrefetchTask> m_activePrefetchTasks;
     std::vector<Registration> m_observers;
     Lifetime m_lifetime;

@@ -13,6 +13,7 @@
 #include <private/qrawfont_p.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <span>
 #include <utility>
@@ -38,9 +39,11 @@ QByteArray makeKey(const std::string& text, int fontSize, int side, double devic
         + makeDetail(fontSize, side, devicePixelRatio);
 }
 
+/// Of the ratio as the detail has it: else one detail could stand for two sizes.
 QSize sizeInPixels(int side, double devicePixelRatio)
 {
-    return QSize(side, side) * devicePixelRatio;
+    constexpr double thousand = 1000;
+    return QSize(side, side) * (std::round(devicePixelRatio * thousand) / thousand);
 }
 
 std::span<std::byte> pixels(QImage& image)

@@ -20,6 +20,7 @@
 #include <string>
 #include <vector>
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace glimmerwick::contract {
@@ -194,6 +195,55 @@ TEST_F(QtUserDefaultsTests, nobodyElseReadsThem)
     restart();
     EXPECT_EQ(permissions(file.string() + ".corrupt"), perms::owner_read | perms::owner_write);
     ::umask(usual);
+}
+
+TEST_F(QtUserDefaultsTests, inPlaceOfALinkToNothingNobodyElseReadsThemEither)
+{
+    using std::filesystem::perms;
+    std::filesystem::create_directories(file.parent_path());
+    std::filesystem::create_symlink("nothing", file);
+
+    defaults->setString("key", "value");
+    defaults->synchronize();
+
+    EXPECT_EQ(std::filesystem::status(file).permissions(), perms::owner_read | perms::owner_write);
+}
+
+TEST_F(QtUserDefaultsTests, aDamagedFileBehindALinkIsKeptAsideWhereItIs)
+{
+    const path elsewhere = folder.path() / "dotfiles.ini";
+    writeFile(elsewhere, "of no sense\n");
+    std::filesystem::create_directories(file.parent_path());
+    std::filesystem::create_symlink(elsewhere, file);
+
+    restart();
+    defaults->setString("key", "value");
+    restart();
+
+    EXPECT_TRUE(std::filesystem::is_symlink(file));
+    EXPECT_TRUE(std::filesystem::exists(elsewhere.string() + ".corrupt"));
+    EXPECT_EQ(defaults->string("key"), "value");
+}
+
+TEST_F(QtUserDefaultsTests, aFileThatCannotBeReadForTheMomentIsNotWrittenOver)
+{
+    defaults->setString("first", "1f3fd");
+    restart();
+    writeFile(file, "[General]\nsecond=\"\\\"theirs\\\"\"\n");
+    rlimit usual{};
+    ::getrlimit(RLIMIT_NOFILE, &usual);
+    rlimit none = usual;
+    none.rlim_cur = 0;
+    ::setrlimit(RLIMIT_NOFILE, &none);
+    defaults->setString("third", "1f3fe");
+    defaults->synchronize();
+    ::setrlimit(RLIMIT_NOFILE, &usual);
+    EXPECT_FALSE(std::filesystem::exists(file.string() + ".corrupt"));
+
+    restart();
+
+    EXPECT_EQ(defaults->string("second"), "theirs");
+    EXPECT_EQ(defaults->string("third"), "1f3fe");
 }
 
 TEST_F(QtUserDefaultsTests, aLineThatIsNoSettingCostsNoOtherSetting)

@@ -47,10 +47,18 @@ bool reserveRoom(const FileDescriptor& file, std::size_t size)
     return errno != ENOSPC && errno != EDQUOT;
 }
 
+/// Some file systems, of networks and of other systems, know no modes to be changed.
+bool giveMode(const FileDescriptor& file, mode_t mode)
+{
+    struct stat status { };
+    const bool hasIt = ::fstat(file.get(), &status) == 0 && (status.st_mode & permissionBits) == mode;
+    return hasIt || ::fchmod(file.get(), mode) == 0 || errno == EPERM || errno == EOPNOTSUPP;
+}
+
 bool fill(const FileDescriptor& file, const Request& request)
 {
     return reserveRoom(file, request.bytes.size()) && writeAll(file, request.bytes)
-        && (!request.oldMode || ::fchmod(file.get(), *request.oldMode) == 0)
+        && (!request.oldMode || giveMode(file, *request.oldMode))
         && (request.durability == Durability::untilPowerFails || ::fdatasync(file.get()) == 0);
 }
 
@@ -112,9 +120,9 @@ bool writeWholeFile(const path& path, std::string_view bytes, mode_t mode, Durab
 {
     struct stat status { };
     const bool exists = ::lstat(path.c_str(), &status) == 0;
-    const Request request{path, bytes, mode,
-                          exists ? std::optional<mode_t>(status.st_mode & permissionBits) : std::nullopt,
-                          durability};
+    // A link lets everybody do everything; the file that takes its place must not.
+    const mode_t oldMode = S_ISLNK(status.st_mode) ? mode : status.st_mode & permissionBits;
+    const Request request{path, bytes, mode, exists ? std::optional(oldMode) : std::nullopt, durability};
     return writeUnnamed(request) || writeNamed(request);
 }
 

@@ -1,5 +1,6 @@
 #include "Platform/Qt/QtUserDefaults.h"
 
+#include "Platform/Linux/FileDescriptor.h"
 #include "Platform/Linux/WholeFile.h"
 #include "Platform/Qt/IniText.h"
 #include "Platform/Qt/Text.h"
@@ -23,6 +24,7 @@
 #include <system_error>
 #include <utility>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 namespace glimmerwick {
@@ -95,6 +97,13 @@ bool isReadableFile(const path& file)
         && QFile(fileName(file)).open(QIODevice::ReadOnly);
 }
 
+/// Whether it is the machine that is in trouble at this moment, and not the file.
+bool isOutOfReach(const path& file)
+{
+    const FileDescriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    return !descriptor && (errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == EIO);
+}
+
 Contents readContents(const path& file)
 {
     Contents contents;
@@ -133,6 +142,14 @@ path nameForDamaged(const path& file)
     return name;
 }
 
+/// The file that a symbolic link leads to, which stays one.
+path behindLinks(const path& file)
+{
+    std::error_code error;
+    const path target = std::filesystem::canonical(file, error);
+    return error ? file : target;
+}
+
 /// Whether the file is out of the way.
 bool keepAside(const path& file)
 {
@@ -143,14 +160,6 @@ bool keepAside(const path& file)
            + (error ? "it cannot be renamed: " + error.message()
                     : "it is kept as " + aside.string() + ", and what could be read stays in use"));
     return !error;
-}
-
-/// The file that a symbolic link leads to, which stays one.
-path behindLinks(const path& file)
-{
-    std::error_code error;
-    const path target = std::filesystem::canonical(file, error);
-    return error ? file : target;
 }
 
 /// Settings hold what was picked last and the portal's token for typing. Earlier versions let everybody read
@@ -212,10 +221,14 @@ void QtUserDefaults::load()
     if (!version || version == m_knownVersion) {
         return;
     }
+    if (isOutOfReach(m_file)) {
+        report("the settings in " + m_file.string() + " cannot be read now");
+        return;
+    }
     m_knownVersion = version;
     closeToOthers(m_file);
     Contents contents = readContents(m_file);
-    const bool isOutOfTheWay = contents.isDamaged && keepAside(m_file);
+    const bool isOutOfTheWay = contents.isDamaged && keepAside(behindLinks(m_file));
     for (auto value = m_values.begin(); value != m_values.end(); ++value) {
         if (contents.isDamaged || m_unsaved.contains(value.key())) {
             contents.values.insert(value.key(), value.value());
@@ -311,6 +324,10 @@ void QtUserDefaults::synchronize()
     // Another instance, or the user, may have written there.
     load();
     m_pendingSave.reset();
+    if (isOutOfReach(m_file)) {
+        // What it holds is not known, and must not be written over.
+        return;
+    }
     const std::string problem = store(m_file, m_values);
     if (!problem.empty()) {
         report("the settings cannot be stored in " + m_file.string() + ": " + problem);

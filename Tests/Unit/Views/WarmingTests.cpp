@@ -390,6 +390,20 @@ TEST_F(StoringTests, allEmojiAreDrawnOnceForTheStore)
     EXPECT_EQ(drawnAheadCount, 2);
 }
 
+TEST_F(StoringTests, aPickDrawsNothingForAStoreThatKeepsNothing)
+{
+    publish(document());
+    fakes.time.advance(std::chrono::seconds(10));
+    ASSERT_EQ(drawnAheadCount, 1);
+    const int written = store.writeCount;
+
+    recents.addRecent("1f600");
+    fakes.time.advance(std::chrono::seconds(10));
+
+    EXPECT_EQ(drawnAheadCount, 2);
+    EXPECT_EQ(store.writeCount, written);
+}
+
 TEST_F(StoringTests, notMoreThanOneIsDrawnWhileOtherWorkWaits)
 {
     publish(document());
