@@ -17,6 +17,7 @@
 #include <QDBusPendingCall>
 #include <QDBusVirtualObject>
 #include <QObject>
+#include <QPoint>
 
 #include <chrono>
 #include <functional>
@@ -435,6 +436,9 @@ TEST_F(SessionBusTest, whateverSaysThatTheScreenLocksIsHeard)
 
     // Signals of one sender come in order, so the last shows that those before it counted for nothing.
     say("org.freedesktop.ScreenSaver", "ActiveChanged", {false});
+    say("org.freedesktop.ScreenSaver", "ActiveChanged", {QPoint(1, 1)});
+    say("org.freedesktop.ScreenSaver", "ActiveChanged", {"true"});
+    say("org.freedesktop.ScreenSaver", "ActiveChanged", {});
     say("org.freedesktop.ScreenSaver", "ActiveChanged", {true});
     EXPECT_TRUE(handleEventsUntil([&] { return locked == expected + 3; }));
     say("org.freedesktop.login1.Manager", "PrepareForSleep", {false});

@@ -2,6 +2,8 @@
 
 #include "Platform/DBus/SessionBus.h"
 
+#include <QVariant>
+
 #include <utility>
 
 namespace glimmerwick {
@@ -25,11 +27,13 @@ ScreenLockWatcher::ScreenLockWatcher(const SessionBus& sessionBus, std::function
 {
     QDBusConnection session = sessionBus.connection();
     for (const char* screenSaver : screenSavers) {
-        session.connect(QString(), QString(), screenSaver, "ActiveChanged", this, SLOT(lockIf(bool)));
+        session.connect(QString(), QString(), screenSaver, "ActiveChanged", this,
+                        SLOT(lockIf(const QDBusMessage&)));
     }
     // Of whichever session: a picker that hides without need does no harm.
     m_systemBus.connect(QString(), QString(), loginSession, "Lock", this, SLOT(lock()));
-    m_systemBus.connect(QString(), QString(), loginManager, "PrepareForSleep", this, SLOT(lockIf(bool)));
+    m_systemBus.connect(QString(), QString(), loginManager, "PrepareForSleep", this,
+                        SLOT(lockIf(const QDBusMessage&)));
 }
 
 ScreenLockWatcher::~ScreenLockWatcher()
@@ -42,9 +46,10 @@ void ScreenLockWatcher::lock()
     m_screenWillLock();
 }
 
-void ScreenLockWatcher::lockIf(bool isActive)
+void ScreenLockWatcher::lockIf(const QDBusMessage& message)
 {
-    if (isActive) {
+    const QVariant isActive = message.arguments().value(0);
+    if (isActive.typeId() == QMetaType::Bool && isActive.toBool()) {
         lock();
     }
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QDBusConnection>
+#include <QDBusMessage>
 #include <QObject>
 
 #include <functional>
@@ -23,7 +24,9 @@ public:
 
 private slots:
     void lock();
-    void lockIf(bool isActive);
+    /// The message as it came: asked for a boolean, Qt would end the program where somebody sends a
+    /// structure.
+    void lockIf(const QDBusMessage& message);
 
 private:
     const std::function<void()> m_screenWillLock;
