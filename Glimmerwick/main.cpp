@@ -230,12 +230,6 @@ private:
     }
 };
 
-/// One heap for all threads: each more would hold on to what its thread needed once.
-void useOneHeap()
-{
-    mallopt(M_ARENA_MAX, 1);
-}
-
 /// To the system, what the launch and the last use of the picker needed for a while.
 void giveMemoryBack()
 {
@@ -411,7 +405,6 @@ int main(int argc, char** argv)
     std::signal(SIGPIPE, SIG_IGN);
     // Who ignored it hands that on; the programs that this one starts would then vanish unnoticed.
     std::signal(SIGCHLD, SIG_DFL);
-    glimmerwick::useOneHeap();
     try {
         return glimmerwick::runCommandLine(argc, argv);
     } catch (const std::exception& error) {

@@ -45,7 +45,8 @@ constexpr std::size_t warmedCount = 56;
 /// Few enough to be looked for in the store, and found, within a millisecond.
 constexpr std::size_t storedPerTurn = 64;
 constexpr std::chrono::milliseconds storingDelay(4);
-constexpr std::chrono::milliseconds storingWhileShownDelay(1000);
+/// After the launch, and after the picker was seen in use: picks have the processor for themselves.
+constexpr std::chrono::seconds storingPause(10);
 /// Of the picture that a cell draws before it has one from the server.
 constexpr double renderingFontSize = 28;
 
@@ -228,7 +229,8 @@ void EmojiGridViewController::warm(std::vector<Emoji> emojis, int generation)
     std::for_each(emojis.begin(), end, [this](const Emoji& emoji) { warm(emoji); });
     emojis.erase(emojis.begin(), end);
     if (emojis.empty()) {
-        storePictures(0, generation);
+        tellThatAllIsDrawn();
+        storePicturesLater(storingPause, 0, generation);
         return;
     }
     m_platform.mainQueue.async(
@@ -258,11 +260,10 @@ void EmojiGridViewController::storePictures(std::size_t from, int generation)
 {
     const auto& manifest = m_emojiDataManager.manifest();
     if (!manifest || !m_isStoringDue || !EmojiPixmapCache::shared().hasStore()) {
-        tellThatAllIsDrawn();
         return;
     }
     if (m_view && m_view->isVisible()) {
-        storePicturesLater(storingWhileShownDelay, from, generation);
+        storePicturesLater(storingPause, from, generation);
         return;
     }
     const auto emojis = manifest->sharedEmojis();

@@ -89,7 +89,7 @@ public:
     /// may open on; and, where pictures are stored, once for each catalogue and tone all others for the
     /// store, one at a time. Main thread.
     void drawAhead();
-    /// Told when that is done.
+    /// Told when the first is done, and again when the second is.
     std::function<void()> onDrawnAhead;
     /// Does nothing while searching or when the category is unknown. Any thread.
     void scrollToCategory(const EmojiCategory& category, Animation animation);
