@@ -230,7 +230,9 @@ void EmojiGridViewController::warm(std::vector<Emoji> emojis, int generation)
     emojis.erase(emojis.begin(), end);
     if (emojis.empty()) {
         tellThatAllIsDrawn();
-        storePicturesLater(storingPause, 0, generation);
+        if (m_isStoringDue && EmojiPixmapCache::shared().hasStore()) {
+            storePicturesLater(storingPause, 0, generation);
+        }
         return;
     }
     m_platform.mainQueue.async(
@@ -259,7 +261,7 @@ void EmojiGridViewController::warm(const Emoji& emoji)
 void EmojiGridViewController::storePictures(std::size_t from, int generation)
 {
     const auto& manifest = m_emojiDataManager.manifest();
-    if (!manifest || !m_isStoringDue || !EmojiPixmapCache::shared().hasStore()) {
+    if (!manifest || !EmojiPixmapCache::shared().hasStore()) {
         return;
     }
     if (m_view && m_view->isVisible()) {
