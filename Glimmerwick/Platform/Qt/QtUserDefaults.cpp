@@ -147,7 +147,12 @@ path behindLinks(const path& file)
 {
     std::error_code error;
     const path target = std::filesystem::canonical(file, error);
-    return error ? file : target;
+    if (!error) {
+        return target;
+    }
+    // A link to what is not there yet, or no longer: unless its folder is missing as well, it is made there.
+    const path missing = file.parent_path() / std::filesystem::read_symlink(file, error);
+    return !error && std::filesystem::is_directory(missing.parent_path(), error) ? missing : file;
 }
 
 /// Whether the file is out of the way.
