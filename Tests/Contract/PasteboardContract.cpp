@@ -725,6 +725,25 @@ TEST_F(X11PasteboardTest, onlyTheContentsThemselvesCountAsTaken)
     }));
 }
 
+TEST_F(X11PasteboardTest, aTargetThatGoesOnAskingMayTakeItTwice)
+{
+    constexpr std::chrono::milliseconds busy{600};
+    Requestor target;
+
+    // On a slow machine the time limit may end the paste first.
+    EXPECT_TRUE(eventually([&] {
+        putText("😀");
+        pasteboard.pasteWillBegin(target.window(), PasteSelections::clipboard);
+        putText("the user's text");
+        EXPECT_EQ(textSeenBy(target), "😀");
+        target.targets();
+        const auto end = std::chrono::steady_clock::now() + busy;
+        eventually([end] { return std::chrono::steady_clock::now() > end; });
+        return textSeenBy(target) == "😀";
+    }));
+    EXPECT_TRUE(eventually([&] { return textSeenBy(target) == "the user's text"; }));
+}
+
 TEST_F(X11PasteboardTest, aPasteOfTheClipboardLeavesTheSelectedTextAlone)
 {
     Requestor terminal;

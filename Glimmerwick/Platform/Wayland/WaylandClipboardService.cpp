@@ -18,11 +18,9 @@ namespace {
 using namespace std::chrono_literals;
 using SteadyClock = std::chrono::steady_clock;
 
-// A paste lasts until this long after somebody has last taken it, but not longer than the other. With these,
-// and a keyboard that was there before, 180 of 180 pastes arrived in GTK, Qt, foot and programs under
-// XWayland.
-constexpr auto pasteAfterTaking = 100ms;
-constexpr auto longestPaste = 700ms;
+// Nothing tells who takes it: a clipboard history may have done so, before the application. Nor does anything
+// tell that Chromium, which takes it twice, is between the two.
+constexpr auto pasteAfterTaking = 500ms;
 
 // Contents follow the clearing at once, and the paste or the mark that tells what histories may do with them
 // a little later. On a busy machine the main thread may take so long for that.
@@ -262,8 +260,8 @@ void WaylandClipboardService::send(const SharedWaylandClipboardContents& content
     }
     const bool isTaken = m_transfers.begin(descriptor, bytes) && type != historyHint::target;
     if (isTaken && m_paste && m_paste->contents == contents) {
-        m_paste->isTaken = true;
-        letPasteEnd(SteadyClock::now() + pasteAfterTaking);
+        m_paste->span.noteTaking(SteadyClock::now());
+        letPasteEnd();
     }
 }
 
@@ -282,8 +280,7 @@ bool WaylandClipboardService::beginPaste(PasteSelections selections)
     showClipboard();
     // What was read since the contents were put here are these contents.
     m_lastRead.reset();
-    Paste paste;
-    paste.contents = m_contents;
+    Paste paste{m_contents, PasteSpan(SteadyClock::now(), pasteAfterTaking), {}, false, nullptr};
     if (selections == PasteSelections::clipboardAndPrimary
         && m_control->controls(WaylandSelection::primary)) {
         replacePrimary(paste);
@@ -292,17 +289,16 @@ bool WaylandClipboardService::beginPaste(PasteSelections selections)
         putPrimaryBack(paste);
         return false;
     }
-    paste.latestEnd = SteadyClock::now() + longestPaste;
     m_paste = std::move(paste);
-    letPasteEnd(m_paste->latestEnd);
+    letPasteEnd();
     return true;
 }
 
 // Nothing in what an application asks for tells two pastes apart.
 void WaylandClipboardService::awaitEarlierPaste()
 {
-    if (m_paste && !m_paste->isTaken) {
-        m_display.turnUntil([this] { return !m_paste; }, m_paste->latestEnd);
+    if (m_paste && !m_paste->span.isTaken()) {
+        m_display.turnUntil([this] { return !m_paste; }, Time::max());
     }
 }
 
@@ -315,16 +311,25 @@ void WaylandClipboardService::replacePrimary(Paste& paste)
     show(WaylandSelection::primary, paste.contents);
 }
 
-void WaylandClipboardService::letPasteEnd(Time end)
+void WaylandClipboardService::letPasteEnd()
 {
-    m_paste->end = m_display.at(std::min(end, m_paste->latestEnd), [this] { endPaste(); });
+    m_paste->end = m_display.at(m_paste->span.end(), [this] { expirePaste(); });
 }
 
 void WaylandClipboardService::cancelPaste()
 {
     if (m_paste) {
-        m_paste->isTaken = true;
         endPaste();
+    }
+}
+
+void WaylandClipboardService::expirePaste()
+{
+    const bool isTaken = m_paste->span.isTaken();
+    endPaste();
+    if (!isTaken) {
+        std::fprintf(stderr, "glimmerwick: nobody has taken the emoji from the clipboard\n");
+        m_onPasteNotTaken();
     }
 }
 
@@ -334,10 +339,6 @@ void WaylandClipboardService::endPaste()
     putPrimaryBack(paste);
     if (std::exchange(m_isChangeUntold, false)) {
         showClipboard();
-    }
-    if (!paste.isTaken) {
-        std::fprintf(stderr, "glimmerwick: nobody has taken the emoji from the clipboard\n");
-        m_onPasteNotTaken();
     }
 }
 

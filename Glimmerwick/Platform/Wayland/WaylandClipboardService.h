@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Linux/PasteSpan.h"
 #include "Platform/PasteSurroundings.h"
 #include "Platform/Registration.h"
 #include "Platform/Wayland/WaylandClipboardContents.h"
@@ -53,9 +54,8 @@ private:
     };
     struct Paste {
         SharedWaylandClipboardContents contents;
-        Time latestEnd;
+        PasteSpan span;
         Registration end;
-        bool isTaken = false;
         bool usesPrimary = false;
         WaylandClipboardContents::Bytes savedPrimary;
     };
@@ -86,7 +86,8 @@ private:
 
     void awaitEarlierPaste();
     void replacePrimary(Paste& paste);
-    void letPasteEnd(Time end);
+    void letPasteEnd();
+    void expirePaste();
     void endPaste();
     void putPrimaryBack(const Paste& paste);
 

@@ -21,10 +21,7 @@ using SteadyClock = std::chrono::steady_clock;
 
 constexpr int noDescriptor = -1;
 
-// A paste lasts from the chord until this long after the target has last got the contents, but not longer
-// than the other.
 constexpr auto pasteAfterTaking = 250ms;
-constexpr auto longestPaste = 2s;
 // A compositor that asks on behalf of its windows asks for itself at first, and may do so before the window
 // has handled the chord.
 constexpr auto pasteAfterTakingByAnybody = 700ms;
@@ -348,9 +345,8 @@ bool X11SelectionService::beginPaste(xcb_window_t target, PasteSelections select
         return false;
     }
     markPassing();
-    Paste paste;
-    paste.client = m_connection.clientOf(target);
-    awaitEarlierPaste(paste.client);
+    const std::uint32_t client = m_connection.clientOf(target);
+    awaitEarlierPaste(client);
     if (const auto earlier = std::exchange(m_paste, std::nullopt)) {
         putPrimaryBack(*earlier);
     }
@@ -362,16 +358,12 @@ bool X11SelectionService::beginPaste(xcb_window_t target, PasteSelections select
     // What was read since the contents were put here are these contents.
     m_lastRead.reset();
 
-    paste.contents = m_clipboard.contents;
-    if (selections == PasteSelections::clipboardAndPrimary) {
-        paste.usesPrimary = true;
-        paste.savedPrimary = readPrimary();
-        if (takeOwnership(m_primary)) {
-            m_primary.contents = paste.contents;
-        }
-    }
-    paste.latestEnd = paste.end = SteadyClock::now() + longestPaste;
-    m_paste = std::move(paste);
+    const SharedSelectionContents contents = m_clipboard.contents;
+    const bool usesPrimary = selections == PasteSelections::clipboardAndPrimary;
+    auto savedPrimary = usesPrimary ? replacePrimary(contents) : nullptr;
+    const auto afterTaking = client == anyClient ? pasteAfterTakingByAnybody : pasteAfterTaking;
+    m_paste = Paste{client, contents, PasteSpan(SteadyClock::now(), afterTaking), usesPrimary,
+                    std::move(savedPrimary)};
     return true;
 }
 
@@ -395,12 +387,21 @@ void X11SelectionService::markPassing()
 // for one paste.
 void X11SelectionService::awaitEarlierPaste(std::uint32_t client)
 {
-    if (!m_paste || m_paste->client != client || m_paste->isTaken) {
+    if (!m_paste || m_paste->client != client || m_paste->span.isTaken()) {
         return;
     }
     while (m_paste) {
-        wait(m_paste->end, noDescriptor);
+        wait(m_paste->span.end(), noDescriptor);
     }
+}
+
+X11SelectionContents::Bytes X11SelectionService::replacePrimary(const SharedSelectionContents& contents)
+{
+    auto saved = readPrimary();
+    if (takeOwnership(m_primary)) {
+        m_primary.contents = contents;
+    }
+    return saved;
 }
 
 X11SelectionContents::Bytes X11SelectionService::readPrimary()
@@ -559,9 +560,9 @@ void X11SelectionService::answerPasteTarget(const xcb_selection_request_event_t&
 {
     const auto given = m_server.answer(request, *m_paste->contents, selection.ownedSince);
     if (given == X11SelectionServer::Given::contents) {
-        m_paste->isTaken = true;
-        const auto afterTaking = m_paste->client == anyClient ? pasteAfterTakingByAnybody : pasteAfterTaking;
-        m_paste->end = std::min(m_paste->latestEnd, SteadyClock::now() + afterTaking);
+        m_paste->span.noteTaking(SteadyClock::now());
+    } else if (given == X11SelectionServer::Given::facts) {
+        m_paste->span.noteQuestion(SteadyClock::now());
     }
 }
 
@@ -601,7 +602,7 @@ std::optional<X11SelectionService::Time> X11SelectionService::nextDeadline() con
     std::optional<Time> next = m_server.nextStall();
     const auto include = [&next](Time time) { next = next ? std::min(*next, time) : time; };
     if (m_paste) {
-        include(m_paste->end);
+        include(m_paste->span.end());
     }
     if (!m_held.empty()) {
         include(m_holdUntil);
@@ -616,7 +617,7 @@ void X11SelectionService::meetDeadlines()
     if (now >= m_holdUntil) {
         answerHeld();
     }
-    if (m_paste && now >= m_paste->end) {
+    if (m_paste && now >= m_paste->span.end()) {
         endPaste();
     }
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Linux/PasteSpan.h"
 #include "Platform/X11/X11Connection.h"
 #include "Platform/X11/X11SelectionContents.h"
 #include "Platform/X11/X11SelectionServer.h"
@@ -79,9 +80,7 @@ private:
     struct Paste {
         std::uint32_t client = 0;
         SharedSelectionContents contents;
-        Time latestEnd;
-        Time end;
-        bool isTaken = false;
+        PasteSpan span;
         bool usesPrimary = false;
         X11SelectionContents::Bytes savedPrimary;
     };
@@ -122,6 +121,8 @@ private:
                                              const Offer& offer, const Patience& patience);
     void markPassing();
     void awaitEarlierPaste(std::uint32_t client);
+    /// Returns what it was.
+    X11SelectionContents::Bytes replacePrimary(const SharedSelectionContents& contents);
     X11SelectionContents::Bytes readPrimary();
     void setText(Selection& selection, X11SelectionContents::Bytes text);
     std::vector<xcb_atom_t> readTargets(const std::string& type);
