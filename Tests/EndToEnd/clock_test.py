@@ -42,7 +42,9 @@ class ClockTest(EndToEndTest):
 
     def start(self):
         sanitizer = os.environ.get("ASAN_OPTIONS", "")
-        environment = {**self.desktop.environment, "LD_PRELOAD": str(self.library), "GLIMMERWICK_CLOCK": str(self.shift),
+        environment = {**self.desktop.environment,
+                       "LD_PRELOAD": str(self.library),
+                       "GLIMMERWICK_CLOCK": str(self.shift),
                        "ASAN_OPTIONS": ":".join(filter(None, (sanitizer, "verify_asan_link_order=0")))}
         picker = Picker.__new__(Picker)
         picker.desktop = self.desktop

@@ -203,7 +203,8 @@ class Session(contextlib.AbstractContextManager):
     def call(self, *command, text=None, timeout=DEADLINE):
         """Runs a short command in the desktop and returns its output; raises when it fails."""
         result = subprocess.run([str(part) for part in command], input=text, capture_output=True, check=False,
-                                encoding="utf-8", errors="backslashreplace", env=self.environment, timeout=timeout, cwd=self.folder)
+                                encoding="utf-8", errors="backslashreplace", env=self.environment, timeout=timeout,
+                                cwd=self.folder)
         if result.returncode != 0:
             raise DesktopError(f"{command[0]} failed ({result.returncode}): {result.stderr.strip()}")
         return result.stdout

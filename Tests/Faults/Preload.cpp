@@ -11,6 +11,7 @@
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <string_view>
@@ -39,8 +40,11 @@ Fault faultOf(std::string_view name, const std::string& call)
         fault.error = EROFS;
     } else if (name == "EACCES") {
         fault.error = EACCES;
-    } else {
+    } else if (name == "ENOSPC") {
         fault.error = ENOSPC;
+    } else {
+        std::fprintf(stderr, "faults: there is no fault called \"%s\"\n", std::string(name).c_str());
+        std::_Exit(EXIT_FAILURE);
     }
     return fault;
 }
