@@ -49,12 +49,12 @@ TEST_F(PasteSpanTest, aTargetThatWasSlowToAskIsGivenMoreTime)
     EXPECT_EQ(span.end(), begin + 700ms + 1400ms);
 }
 
-TEST_F(PasteSpanTest, aTargetThatAsksWhatThereIsIsWaitedForAnew)
+TEST_F(PasteSpanTest, aTargetThatAsksWhatThereIsIsWaitedForLonger)
 {
     span.noteQuestion(begin + 1900ms);
 
     EXPECT_FALSE(span.isTaken());
-    EXPECT_EQ(span.end(), begin + 1900ms + PasteSpan::patience);
+    EXPECT_EQ(span.end(), begin + PasteSpan::longest);
 }
 
 TEST_F(PasteSpanTest, aTargetThatGoesOnAskingTakesItTwice)
@@ -62,7 +62,7 @@ TEST_F(PasteSpanTest, aTargetThatGoesOnAskingTakesItTwice)
     span.noteQuestion(begin + 20ms);
     span.noteTaking(begin + 21ms);
     span.noteQuestion(begin + 30ms);
-    EXPECT_EQ(span.end(), begin + 20ms + PasteSpan::patience);
+    EXPECT_EQ(span.end(), begin + PasteSpan::longest);
 
     span.noteTaking(begin + 80ms);
     EXPECT_EQ(span.end(), begin + 80ms + usual);
@@ -71,17 +71,16 @@ TEST_F(PasteSpanTest, aTargetThatGoesOnAskingTakesItTwice)
     EXPECT_EQ(span.end(), begin + 80ms + usual);
 }
 
-TEST_F(PasteSpanTest, whateverTheTargetDoesItEndsSoLongAfterTheFirstRequest)
+TEST_F(PasteSpanTest, whateverTheTargetDoesItEndsInTheEnd)
 {
-    span.noteQuestion(begin + 1900ms);
-    span.noteQuestion(begin + 2900ms);
-    EXPECT_EQ(span.end(), begin + 1900ms + PasteSpan::patience);
+    span.noteTaking(begin + 1900ms);
+    EXPECT_EQ(span.end(), begin + PasteSpan::longest);
 
-    span.noteTaking(begin + 3000ms);
-    EXPECT_EQ(span.end(), begin + 1900ms + PasteSpan::patience);
+    span.noteQuestion(begin + 2000ms);
+    EXPECT_EQ(span.end(), begin + PasteSpan::longest);
 
-    span.noteTaking(begin + 3800ms);
-    EXPECT_EQ(span.end(), begin + 1900ms + PasteSpan::patience);
+    span.noteTaking(begin + 2900ms);
+    EXPECT_EQ(span.end(), begin + PasteSpan::longest);
 }
 
 } // namespace

@@ -440,6 +440,22 @@ TEST_F(WaylandPasteboardTest, aSecondPasteBeginsWhenTheFirstHasBeenTaken)
     }));
 }
 
+TEST_F(WaylandPasteboardTest, aSecondPasteIsNeverShownWithoutItsHint)
+{
+    peer.offer({{text, "the user's text"}});
+    const auto saved = beginPick();
+    put(*saved);
+    put("🚀");
+    const int before = peer.changes();
+
+    // Nobody takes the first, which ends meanwhile.
+    EXPECT_TRUE(pasteboard.pasteWillBegin(PasteSelections::clipboard));
+
+    EXPECT_EQ(peer.read(hint), "secret");
+    EXPECT_EQ(peer.read(), "🚀");
+    EXPECT_EQ(peer.changes(), before + 1);
+}
+
 TEST_F(WaylandPasteboardTest, whoCopiesDuringAPasteKeepsTheClipboard)
 {
     peer.offer({{text, "the user's text"}});

@@ -140,7 +140,7 @@ private:
         }
         const auto start = m_display.now();
         service.beginPaste(target, selections);
-        requireInvariant(m_display.now() - start <= 7s, "a paste begins soon");
+        requireInvariant(m_display.now() - start <= 8s, "a paste begins soon");
     }
 
     void handOver(X11SelectionService& service)

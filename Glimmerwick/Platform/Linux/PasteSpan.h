@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <utility>
 
 namespace glimmerwick {
 
@@ -16,12 +15,15 @@ public:
     using Time = std::chrono::steady_clock::time_point;
     using Duration = std::chrono::steady_clock::duration;
 
-    /// Until the first request, and from then on to the last.
+    /// For a target that asks for nothing.
     static constexpr Duration patience = std::chrono::seconds(2);
+    /// For one that does, whatever it does.
+    static constexpr Duration longest = std::chrono::seconds(3);
 
     /// After it has been taken, a paste lasts at least as long as given.
     PasteSpan(Time begin, Duration afterTaking)
-        : m_lastRequest(begin), m_afterTaking(afterTaking), m_latestEnd(begin + patience), m_end(m_latestEnd)
+        : m_latestEnd(begin + longest), m_lastRequest(begin), m_afterTaking(afterTaking),
+          m_end(begin + patience)
     {
     }
 
@@ -52,19 +54,15 @@ private:
 
     void noteRequest(Time now)
     {
-        if (!std::exchange(m_isAsked, true)) {
-            m_latestEnd = now + patience;
-        }
         m_longestGap = std::max(m_longestGap, now - m_lastRequest);
         m_lastRequest = now;
     }
 
+    Time m_latestEnd;
     Time m_lastRequest;
     Duration m_longestGap{};
     Duration m_afterTaking;
-    Time m_latestEnd;
     Time m_end;
-    bool m_isAsked = false;
     int m_takings = 0;
 };
 

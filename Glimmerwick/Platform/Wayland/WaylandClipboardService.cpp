@@ -270,17 +270,15 @@ bool WaylandClipboardService::beginPaste(PasteSelections selections)
     if (!stillOwns()) {
         return false;
     }
+    markPassing();
     awaitEarlierPaste();
     if (const auto earlier = std::exchange(m_paste, std::nullopt)) {
         putPrimaryBack(*earlier);
     }
-    auto contents = *m_contents;
-    contents.isPassing = true;
-    m_contents = std::make_shared<const WaylandClipboardContents>(std::move(contents));
     showClipboard();
     // What was read since the contents were put here are these contents.
     m_lastRead.reset();
-    Paste paste{m_contents, PasteSpan(SteadyClock::now(), pasteAfterTaking), {}, false, nullptr};
+    Paste paste(m_contents);
     if (selections == PasteSelections::clipboardAndPrimary
         && m_control->controls(WaylandSelection::primary)) {
         replacePrimary(paste);
@@ -289,9 +287,21 @@ bool WaylandClipboardService::beginPaste(PasteSelections selections)
         putPrimaryBack(paste);
         return false;
     }
+    // Not before: what took time until here was not the application.
+    paste.span = PasteSpan(SteadyClock::now(), pasteAfterTaking);
     m_paste = std::move(paste);
     letPasteEnd();
     return true;
+}
+
+// Before an earlier paste is waited for, whose end would show them without their mark otherwise.
+void WaylandClipboardService::markPassing()
+{
+    auto contents = *m_contents;
+    contents.isPassing = true;
+    m_contents = std::make_shared<const WaylandClipboardContents>(std::move(contents));
+    m_showing.reset();
+    m_isChangeUntold = false;
 }
 
 // Nothing in what an application asks for tells two pastes apart.

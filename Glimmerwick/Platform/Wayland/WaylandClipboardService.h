@@ -13,6 +13,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace glimmerwick {
 
@@ -53,8 +54,10 @@ private:
         std::shared_ptr<WaylandDataOffer> offer;
     };
     struct Paste {
+        explicit Paste(SharedWaylandClipboardContents ofPaste) : contents(std::move(ofPaste)) { }
+
         SharedWaylandClipboardContents contents;
-        PasteSpan span;
+        PasteSpan span{Time(), {}};
         Registration end;
         bool usesPrimary = false;
         WaylandClipboardContents::Bytes savedPrimary;
@@ -84,6 +87,7 @@ private:
     void send(const SharedWaylandClipboardContents& contents, const std::string& type, int descriptor);
     void loseClipboard();
 
+    void markPassing();
     void awaitEarlierPaste();
     void replacePrimary(Paste& paste);
     void letPasteEnd();

@@ -43,11 +43,11 @@ public:
     std::optional<std::string> string(const std::string& type) override;
 
     /// A paste chord is about to be pressed. What the clipboard holds now is what everybody gets from here
-    /// on, until 100 ms after somebody has last taken it and for 700 ms at most, even if other text is put on
-    /// the clipboard meanwhile; that is shown when the time is over.
+    /// on for as long as a paste lasts (`PasteSpan`), even if other text is put on the clipboard meanwhile;
+    /// that is shown when the time is over.
     ///
-    /// False when another program owns the clipboard: the chord would paste that one's text. Blocks for 700
-    /// ms at most while nobody has taken the paste before this one.
+    /// False when another program owns the clipboard: the chord would paste that one's text. Blocks for 3 s
+    /// at most while nobody has taken the paste before this one.
     bool pasteWillBegin(PasteSelections selections);
     /// The chord is not pressed after all.
     void pasteWasCancelled();

@@ -35,11 +35,11 @@ public:
     std::optional<std::string> string(const std::string& type) override;
 
     /// A paste chord is about to be pressed in the application that the window belongs to. What the clipboard
-    /// holds now is what that application gets, until 250 ms after it has last got it and for 2 s at most,
-    /// even if other text is put on the clipboard meanwhile. Programs that watch the clipboard learn of that
+    /// holds now is what that application gets for as long as a paste lasts (`PasteSpan`), even if other text
+    /// is put on the clipboard meanwhile. Programs that watch the clipboard learn of that
     /// text when the time is over.
     ///
-    /// False when another program owns the clipboard: the chord would paste that one's text. Blocks for 2 s
+    /// False when another program owns the clipboard: the chord would paste that one's text. Blocks for 3 s
     /// at most while the application has yet to take the paste before this one.
     bool pasteWillBegin(xcb_window_t target, X11SelectionService::PasteSelections selections);
     /// The chord is not pressed after all.

@@ -561,7 +561,7 @@ void X11SelectionService::answerPasteTarget(const xcb_selection_request_event_t&
     const auto given = m_server.answer(request, *m_paste->contents, selection.ownedSince);
     if (given == X11SelectionServer::Given::contents) {
         m_paste->span.noteTaking(SteadyClock::now());
-    } else if (given == X11SelectionServer::Given::facts) {
+    } else if (given == X11SelectionServer::Given::facts && m_paste->client != anyClient) {
         m_paste->span.noteQuestion(SteadyClock::now());
     }
 }
