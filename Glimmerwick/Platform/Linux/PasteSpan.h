@@ -36,11 +36,13 @@ public:
         }
     }
 
-    /// The target has been given the contents.
+    /// The target has been given the contents. Who takes them again and again does not keep them by it.
     void noteTaking(Time now)
     {
         noteRequest(now);
-        ++m_takings;
+        if (++m_takings > mostTakings) {
+            return;
+        }
         m_end = std::min(m_latestEnd, now + std::max(m_afterTaking, gapsToCome * m_longestGap));
     }
 
