@@ -36,8 +36,8 @@ public:
 
     /// A paste chord is about to be pressed in the application that the window belongs to. What the clipboard
     /// holds now is what that application gets for as long as a paste lasts (`PasteSpan`), even if other text
-    /// is put on the clipboard meanwhile. Programs that watch the clipboard learn of that
-    /// text when the time is over.
+    /// is put on the clipboard meanwhile. Programs that watch the clipboard learn of that text when the time
+    /// is over.
     ///
     /// False when another program owns the clipboard: the chord would paste that one's text. Blocks for 3 s
     /// at most while the application has yet to take the paste before this one.

@@ -21,6 +21,7 @@ using SteadyClock = std::chrono::steady_clock;
 
 constexpr int noDescriptor = -1;
 
+// For `PasteSpan`.
 constexpr auto pasteAfterTaking = 250ms;
 // A compositor that asks on behalf of its windows asks for itself at first, and may do so before the window
 // has handled the chord.
