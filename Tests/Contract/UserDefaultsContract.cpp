@@ -441,6 +441,8 @@ TEST_F(QtUserDefaultsTests, theFileIsOneThatTheToolkitReads)
                                            {QString::fromUtf8("\u00fc\u6f22"), "y"},
                                            {"section/key", "in a section"},
                                            {"General/key", "in the section of that name"},
+                                           {"general/key", "in one in small letters"},
+                                           {"GENERAL/key", "in one in capitals"},
                                            {"empty", ""}};
     std::filesystem::create_directories(file.parent_path());
     writeFile(file, iniText(values).toStdString());

@@ -66,13 +66,14 @@ QByteArray escapedValue(const QString& value)
     return escaped + '"';
 }
 
-/// Keys without a section have one that is called so; one that is really called so is marked.
+/// Keys without a section have one that is called so; one that is really called so, however it writes its
+/// letters, is marked.
 QByteArray headOf(const QByteArray& section)
 {
     if (section.isEmpty()) {
         return "[General]\n";
     }
-    return section.toLower() == "general" ? "[%General]\n" : '[' + section + "]\n";
+    return (section.toLower() == "general" ? "[%" : "[") + section + "]\n";
 }
 
 } // namespace
