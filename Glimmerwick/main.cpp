@@ -205,18 +205,23 @@ NotificationMirror mirrorNotifications(NotificationCenter& notificationCenter, I
             }};
 }
 
-/// Keeps drawn emoji in the store for as long as it lives.
-class StoredPictures {
+/// Has emoji drawn from the font's pictures, and kept in the store, for as long as it lives.
+class EmojiPictures {
 public:
-    explicit StoredPictures(Services& services)
+    explicit EmojiPictures(Services& services)
     {
+        EmojiPixmapCache::shared().setGlyphPictures(&services.textLayout);
         if (const auto file = services.textLayout.colourEmojiFontFile()) {
             EmojiPixmapCache::shared().setStore(&services.pictureStore, maker(*file));
         }
     }
-    ~StoredPictures() { EmojiPixmapCache::shared().setStore(nullptr, {}); }
-    StoredPictures(const StoredPictures&) = delete;
-    StoredPictures& operator=(const StoredPictures&) = delete;
+    ~EmojiPictures()
+    {
+        EmojiPixmapCache::shared().setStore(nullptr, {});
+        EmojiPixmapCache::shared().setGlyphPictures(nullptr);
+    }
+    EmojiPictures(const EmojiPictures&) = delete;
+    EmojiPictures& operator=(const EmojiPictures&) = delete;
 
 private:
     /// Other fonts, and other versions of what draws, draw other pictures.
@@ -299,7 +304,7 @@ int runApplication(const Process& process, const CommandLine& commandLine, Sessi
     if (const auto family = services.textLayout.colourEmojiFontFamily()) {
         style::setEmojiFontFamily(toQString(*family));
     }
-    const StoredPictures storedPictures(services);
+    const EmojiPictures emojiPictures(services);
 
     installTranslations(process.resourcesDirectory / "translations");
     const PortalSettings portalSettings(bus, style::setDesktopAppearance);

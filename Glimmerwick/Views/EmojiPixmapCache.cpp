@@ -1,5 +1,6 @@
 #include "Views/EmojiPixmapCache.h"
 
+#include "Platform/GlyphPictures.h"
 #include "Platform/PictureStore.h"
 #include "Platform/Qt/Text.h"
 #include "Views/Style.h"
@@ -46,6 +47,40 @@ QSize sizeInPixels(int side, double devicePixelRatio)
     return QSize(side, side) * (std::round(devicePixelRatio * thousand) / thousand);
 }
 
+/// The picture's place, in pixels, when its line is in the middle of the square. Null when the square would
+/// show little of it, or nothing.
+QRect placeOf(const GlyphPicture& picture, double lineHeight, double squareSide)
+{
+    const QPointF line = QPointF(squareSide - picture.lineWidth * lineHeight, squareSide - lineHeight) / 2;
+    const QRectF place(line + QPointF(picture.left, picture.top) * lineHeight,
+                       QSizeF(picture.width, picture.height) * lineHeight);
+    const QRectF surroundings(-squareSide, -squareSide, 3 * squareSide, 3 * squareSide);
+    return place.isValid() && surroundings.contains(place)
+        ? QRect(place.topLeft().toPoint(), place.size().toSize())
+        : QRect();
+}
+
+/// Whether there was something to draw.
+bool drawPicture(QPainter& painter, const GlyphPicture& picture, int fontSize, int side, double ratio)
+{
+    const QRect place = placeOf(picture, fontSize * ratio, side * ratio);
+    if (place.isEmpty()) {
+        return false;
+    }
+    const QByteArrayView png(picture.png.data(), static_cast<qsizetype>(picture.png.size()));
+    const QImage whole = QImage::fromData(png, "PNG");
+    if (whole.isNull()) {
+        return false;
+    }
+    // All pixels of the picture count, and it begins and ends with a pixel of the screen's: a painter that
+    // scales leaves pixels out.
+    QImage scaled = whole.convertToFormat(QImage::Format_ARGB32_Premultiplied)
+                        .scaled(place.size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    scaled.setDevicePixelRatio(ratio);
+    painter.drawImage(QPointF(place.topLeft()) / ratio, scaled);
+    return true;
+}
+
 std::span<std::byte> pixels(QImage& image)
 {
     return std::as_writable_bytes(std::span(image.bits(), static_cast<std::size_t>(image.sizeInBytes())));
@@ -75,6 +110,11 @@ EmojiPixmapCache::EmojiPixmapCache(std::size_t maximumBytes) : m_entries(std::ma
 }
 
 EmojiPixmapCache::~EmojiPixmapCache() = default;
+
+void EmojiPixmapCache::setGlyphPictures(GlyphPictures* pictures)
+{
+    m_glyphPictures = pictures;
+}
 
 void EmojiPixmapCache::setStore(PictureStore* store, std::string maker)
 {
@@ -121,14 +161,22 @@ QImage EmojiPixmapCache::draw(const std::string& text, int fontSize, int side, d
     m_canvas.setDevicePixelRatio(devicePixelRatio);
     m_canvas.fill(Qt::transparent);
     QPainter painter(&m_canvas);
+    const auto picture = m_glyphPictures ? m_glyphPictures->glyphPicture(text) : std::nullopt;
+    if (!picture || !drawPicture(painter, *picture, fontSize, side, devicePixelRatio)) {
+        drawText(painter, text, fontSize, side);
+    }
+    painter.end();
+    ++m_drawCount;
+    return m_canvas.copy();
+}
+
+void EmojiPixmapCache::drawText(QPainter& painter, const std::string& text, int fontSize, int side)
+{
     painter.setRenderHints(QPainter::TextAntialiasing | QPainter::SmoothPixmapTransform);
     painter.setFont(style::emojiFont(fontSize));
     painter.setPen(style::label());
     painter.drawText(QRect(0, 0, side, side), Qt::AlignCenter | Qt::TextSingleLine, toQString(text));
-    painter.end();
     m_fontSizes.insert(fontSize);
-    ++m_drawCount;
-    return m_canvas.copy();
 }
 
 PictureKind EmojiPixmapCache::kind(int fontSize, int side, double devicePixelRatio) const

@@ -72,6 +72,7 @@ TEST_F(EmojiFontChoiceTests, withoutAnyFontNothingIsLaidOut)
 
     EXPECT_EQ(layout.colourEmojiFontFamily(), std::nullopt);
     EXPECT_FALSE(layout.layOut("\U0001F600", pointSize));
+    EXPECT_FALSE(layout.glyphPicture("\U0001F600"));
 }
 
 TEST_F(EmojiFontChoiceTests, emojiInBlackAndWhiteDoNotCount)
@@ -112,6 +113,7 @@ TEST_F(EmojiFontChoiceTests, aFontOfLayersCounts)
     EXPECT_EQ(layout.colourEmojiFontFamily(), "Layered");
     EXPECT_EQ(glyphs("\U0001F600"), Glyphs{1});
     EXPECT_EQ(glyphs("\U0001F601"), Glyphs{0});
+    EXPECT_FALSE(layout.glyphPicture("\U0001F600")) << "layers are no picture";
 }
 
 TEST_F(EmojiFontChoiceTests, aFontOfLayersAndPaintsCounts)

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -150,6 +151,38 @@ TEST_F(HarfBuzzTextLayoutTests, theSizeDoesNotMatter)
 {
     EXPECT_EQ(layout.layOut("\U0001F600", 16)->front().glyphs,
               layout.layOut("\U0001F600", 0)->front().glyphs);
+}
+
+TEST_F(HarfBuzzTextLayoutTests, theFontHasPicturesOfItsEmoji)
+{
+    for (const std::string_view text :
+         {"\U0001F600", "\u2764\ufe0f", "\U0001F44D\U0001F3FD", "\U0001F1E9\U0001F1EA"}) {
+        const auto picture = layout.glyphPicture(text);
+
+        ASSERT_TRUE(picture) << text;
+        ASSERT_GT(picture->png.size(), 8U);
+        EXPECT_EQ(std::memcmp(picture->png.data(), "\x89PNG\r\n\x1a\n", 8), 0);
+        // 136 by 128 pixels, as high as the line.
+        EXPECT_NEAR(picture->width, 136. / 128, 0.01);
+        EXPECT_NEAR(picture->height, 1, 0.01);
+        EXPECT_NEAR(picture->lineWidth, picture->width, 0.01);
+        EXPECT_NEAR(picture->left, 0, 0.01);
+        EXPECT_NEAR(picture->top, 0, 0.01);
+    }
+    EXPECT_NE(layout.glyphPicture("\U0001F600")->png.data(), layout.glyphPicture("\U0001F601")->png.data());
+}
+
+TEST_F(HarfBuzzTextLayoutTests, whatIsNotOneGlyphOfTheFontHasNoPicture)
+{
+    for (const std::string_view text : {
+             "", "a", "\xff", "\u200d",
+             "\U0001F600\U0001F601", // two emoji
+             "\U0001F600\u200d\U0001F680", // a sequence that falls apart
+             "\U0001FAE9", // newer than the font
+             "\U0001F1FD\U0001F1FD", // the flag of no country
+         }) {
+        EXPECT_FALSE(layout.glyphPicture(text)) << text;
+    }
 }
 
 TEST_F(HarfBuzzTextLayoutTests, threadsMayShareIt)

@@ -8,6 +8,7 @@
 #include <iterator>
 #include <limits>
 #include <mutex>
+#include <span>
 #include <utility>
 
 namespace glimmerwick {
@@ -231,6 +232,39 @@ std::optional<std::vector<GlyphRun>> HarfBuzzTextLayout::layOut(std::string_view
         run.glyphs.push_back(missingGlyph);
     }
     return std::vector<GlyphRun>{std::move(run)};
+}
+
+std::optional<GlyphPicture> HarfBuzzTextLayout::glyphPicture(std::string_view text)
+{
+    const auto runs = layOut(text, 0);
+    if (!runs || runs->size() != 1 || runs->front().glyphs.size() != 1) {
+        return std::nullopt;
+    }
+    const std::uint32_t glyph = runs->front().glyphs.front();
+    hb_font_t* const emojiFont = font()->font.get();
+    hb_glyph_extents_t box;
+    hb_font_extents_t line;
+    if (glyph == missingGlyph || !hb_font_get_glyph_extents(emojiFont, glyph, &box)
+        || !hb_font_get_h_extents(emojiFont, &line) || line.ascender <= line.descender) {
+        return std::nullopt;
+    }
+    // What the handle gives up here is the font's, whose file stays mapped.
+    const BlobHandle blob(hb_ot_color_glyph_reference_png(emojiFont, glyph));
+    unsigned int length = 0;
+    const char* const png = hb_blob_get_data(blob.get(), &length);
+    if (length == 0) {
+        return std::nullopt;
+    }
+    const double lineHeight = line.ascender - line.descender;
+    GlyphPicture picture;
+    picture.png = std::as_bytes(std::span(png, length));
+    picture.left = box.x_bearing / lineHeight;
+    picture.top = (line.ascender - box.y_bearing) / lineHeight;
+    picture.width = box.width / lineHeight;
+    // Upwards is positive.
+    picture.height = -box.height / lineHeight;
+    picture.lineWidth = hb_font_get_glyph_h_advance(emojiFont, glyph) / lineHeight;
+    return picture;
 }
 
 std::optional<std::filesystem::path> HarfBuzzTextLayout::colourEmojiFontFile()

@@ -1,10 +1,20 @@
 #include "Views/EmojiPixmapCache.h"
 
 #include "Fakes/FakePictureStore.h"
+#include "Platform/GlyphPictures.h"
+#include "Platform/HarfBuzz/HarfBuzzTextLayout.h"
 
+#include <QBuffer>
 #include <QImage>
+#include <QRect>
 
 #include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdlib>
+#include <optional>
+#include <span>
+#include <string_view>
 
 namespace glimmerwick {
 namespace {
@@ -167,6 +177,131 @@ TEST_F(StoredEmojiTests, forgottenGlyphsAreDrawnAsBefore)
 
     EXPECT_EQ(picture(cache), before);
     EXPECT_EQ(cache.drawCount(), 2U);
+}
+
+/// Where anything of the picture can be seen.
+QRect visibleBox(const QImage& image)
+{
+    QRect box;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            if (image.pixelColor(x, y).alpha() > 0) {
+                box |= QRect(x, y, 1, 1);
+            }
+        }
+    }
+    return box;
+}
+
+/// The same blue picture, 8 pixels wide and 4 high, for every text.
+class BluePictures : public GlyphPictures {
+public:
+    BluePictures()
+    {
+        QImage image(8, 4, QImage::Format_RGB32);
+        image.fill(Qt::blue);
+        QBuffer buffer(&m_png);
+        image.save(&buffer, "PNG");
+        picture =
+            GlyphPicture{std::as_bytes(std::span(m_png.constData(), m_png.size())), 0.25, 0.25, 1, 0.5, 1.5};
+    }
+    std::optional<GlyphPicture> glyphPicture(std::string_view) override { return picture; }
+
+    std::optional<GlyphPicture> picture;
+
+private:
+    QByteArray m_png;
+};
+
+class GlyphPictureTests : public ::testing::Test {
+protected:
+    GlyphPictureTests() { cache.setGlyphPictures(&pictures); }
+
+    QImage drawn(double ratio = 1) { return cache.pixmap("😀", 20, 40, ratio).toImage(); }
+    /// A yellow face in the middle.
+    bool isDrawnAsText()
+    {
+        const QColor middle = drawn().pixelColor(20, 17);
+        return middle.alpha() == 255 && middle.red() > middle.blue() + 80;
+    }
+
+    BluePictures pictures;
+    EmojiPixmapCache cache{plenty};
+};
+
+TEST_F(GlyphPictureTests, aPictureStandsWhereTheFontPlacesItInTheLine)
+{
+    // The line is 30 wide and 20 high, so its corner is at 5, 10; the picture 20 wide and 10 high.
+    EXPECT_EQ(visibleBox(drawn()), QRect(10, 15, 20, 10));
+    EXPECT_EQ(drawn().pixelColor(20, 20), QColor(Qt::blue));
+}
+
+TEST_F(GlyphPictureTests, aPictureIsAsSharpAsTheScreen)
+{
+    const QImage image = drawn(2);
+
+    EXPECT_EQ(image.devicePixelRatio(), 2);
+    EXPECT_EQ(visibleBox(image), QRect(20, 30, 40, 20));
+}
+
+TEST_F(GlyphPictureTests, aPictureIsDrawnOnceAsWell)
+{
+    drawn();
+    drawn();
+
+    EXPECT_EQ(cache.drawCount(), 1U);
+}
+
+TEST_F(GlyphPictureTests, whatHasNoPictureIsDrawnAsText)
+{
+    pictures.picture = std::nullopt;
+
+    EXPECT_TRUE(isDrawnAsText());
+}
+
+TEST_F(GlyphPictureTests, aPictureThatIsDamagedIsDrawnAsText)
+{
+    pictures.picture->png = pictures.picture->png.first(20);
+
+    EXPECT_TRUE(isDrawnAsText());
+}
+
+TEST_F(GlyphPictureTests, aPictureOfNoSizeOrFarFromItsLineIsDrawnAsText)
+{
+    const QRectF places[] = {{0, 0, 0, 1},   {0, 0, 1, 0},     {0, 0, -1, 1},    {0, 0, 1, -1},
+                             {0, 0, 100, 1}, {0, 0, 1, 100},   {0, 0, 1, 1e300}, {10, 0, 1, 1},
+                             {0, 10, 1, 1},  {-1e300, 0, 1, 1}};
+    for (const QRectF& place : places) {
+        cache.clear();
+        pictures.picture->left = place.left();
+        pictures.picture->top = place.top();
+        pictures.picture->width = place.width();
+        pictures.picture->height = place.height();
+
+        EXPECT_TRUE(isDrawnAsText()) << place.width() << " by " << place.height() << " at " << place.left()
+                                     << ", " << place.top();
+    }
+}
+
+TEST_F(GlyphPictureTests, theSystemsFontHasThemWhereTextIsDrawn)
+{
+    HarfBuzzTextLayout font;
+    EmojiPixmapCache asText(plenty);
+    cache.setGlyphPictures(&font);
+    for (const char* const emoji :
+         {"😀", "❤️", "👍🏽", "🇩🇪", "👩‍❤️‍💋‍👨", "1️⃣"}) {
+        ASSERT_TRUE(font.glyphPicture(emoji)) << emoji;
+        for (const double ratio : {1.0, 1.25, 2.0}) {
+            const QRect picture = visibleBox(cache.pixmap(emoji, 28, 40, ratio).toImage());
+            const QRect text = visibleBox(asText.pixmap(emoji, 28, 40, ratio).toImage());
+
+            constexpr int tolerance = 2;
+            EXPECT_LE(std::abs(picture.left() - text.left()), tolerance) << emoji << " at " << ratio;
+            EXPECT_LE(std::abs(picture.top() - text.top()), tolerance) << emoji << " at " << ratio;
+            EXPECT_LE(std::abs(picture.right() - text.right()), tolerance) << emoji << " at " << ratio;
+            EXPECT_LE(std::abs(picture.bottom() - text.bottom()), tolerance) << emoji << " at " << ratio;
+        }
+    }
 }
 
 } // namespace
