@@ -99,6 +99,7 @@ public:
         if (const auto family = m_textLayout.colourEmojiFontFamily()) {
             style::setEmojiFontFamily(toQString(*family));
         }
+        EmojiPixmapCache::shared().setGlyphPictures(&m_textLayout);
         m_window.resize(gridSize);
         m_grid.view()->setParent(&m_window);
         m_grid.view()->setGeometry(QRect(QPoint(), gridSize));
@@ -112,6 +113,9 @@ public:
         m_window.show();
         QCoreApplication::processEvents();
     }
+    ~Grid() { EmojiPixmapCache::shared().setGlyphPictures(nullptr); }
+    Grid(const Grid&) = delete;
+    Grid& operator=(const Grid&) = delete;
 
     bool isReady() const
     {
