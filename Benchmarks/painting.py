@@ -14,8 +14,8 @@ CATALOGUE_LOADED = "[Glimmerwick] Manifest loaded successfully"
 PAUSE_MS = 15
 # Longer than anything that is loaded makes the picker wait.
 SETTLED_MS = 400
-# Seconds without any work: longer than the picker waits before it goes on with what is not urgent.
-SPARE_TIME = 2.0
+# Seconds without any work: longer than the 10 that the picker waits before it draws what is not urgent.
+SPARE_TIME = 12.0
 
 
 class PaintWatcher:

@@ -26,6 +26,8 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
+    QRegion withoutEdges() const;
+
     QWidget* m_glassContentView = nullptr;
     Backdrop m_backdrop = Backdrop::translucent;
 };
