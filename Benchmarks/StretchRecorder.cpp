@@ -8,6 +8,7 @@
 //   cpu          nanoseconds that the processor worked on it
 //   queued       nanoseconds of it spent waiting for a processor that was busy with other programs
 //   waited       nanoseconds of it spent waiting for other processes, such as for the display's answers
+//   slept        nanoseconds of it that the program asked to sleep
 //   stacks       where the thread was, from STRETCHES_SAMPLES_AFTER microseconds on (8000 by default), every
 //                millisecond or as often as that: frames from the inmost outwards, as a module's path and a
 //                place in it
@@ -86,6 +87,7 @@ public:
         m_processorStart = now(CLOCK_THREAD_CPUTIME_ID);
         m_queuedBefore = queued();
         m_waited = 0;
+        m_slept = 0;
         sampleCount = 0;
         setTimer(m_delay);
     }
@@ -100,6 +102,7 @@ public:
     }
 
     void addWait(std::int64_t nanoseconds) { m_waited += nanoseconds; }
+    void addSleep(std::int64_t nanoseconds) { m_slept += nanoseconds; }
 
 private:
     void makeTimer()
@@ -145,7 +148,7 @@ private:
         std::string line = R"({"start":)" + std::to_string(m_start) + R"(,"end":)" + std::to_string(end)
             + R"(,"cpu":)" + std::to_string(processorTime) + R"(,"queued":)"
             + std::to_string(queued() - m_queuedBefore) + R"(,"waited":)" + std::to_string(m_waited)
-            + R"(,"stacks":[)";
+            + R"(,"slept":)" + std::to_string(m_slept) + R"(,"stacks":[)";
         for (std::size_t index = 0; index < static_cast<std::size_t>(sampleCount); ++index) {
             line += index == 0 ? "[" : ",[";
             appendFrames(line, samples[index]);
@@ -181,6 +184,7 @@ private:
     std::int64_t m_processorStart = 0;
     std::int64_t m_queuedBefore = 0;
     std::int64_t m_waited = 0;
+    std::int64_t m_slept = 0;
 };
 
 Recorder& recorder()
@@ -251,5 +255,21 @@ extern "C" {
 {
     static auto* const wait = next<int(pollfd*, nfds_t, const timespec*, const sigset_t*)>("ppoll");
     return observed(__builtin_return_address(0), [&] { return wait(descriptors, count, timeout, signals); });
+}
+
+/// What sleeps of the standard library are, again after each signal. That a busy machine wakes the thread
+/// later than it asked for does not count.
+[[gnu::visibility("default")]] int nanosleep(const timespec* time, timespec* rest)
+{
+    static auto* const wait = next<int(const timespec*, timespec*)>("nanosleep");
+    const std::int64_t asked = time->tv_sec * nanosecondsPerSecond + time->tv_nsec;
+    const std::int64_t before = now(CLOCK_MONOTONIC);
+    const int result = wait(time, rest);
+    const int error = errno;
+    if (gettid() == getpid()) {
+        recorder().addSleep(std::min(asked, now(CLOCK_MONOTONIC) - before));
+    }
+    errno = error;
+    return result;
 }
 }
