@@ -153,6 +153,12 @@ class Window:
             event_mask=Xlib.X.SubstructureRedirectMask | Xlib.X.SubstructureNotifyMask)
         display.flush()
 
+    def touch(self):
+        """Changes a property of it that means nothing: whoever watches the window gets an event with the time."""
+        display = self._desktop.display
+        self._resource.change_property(display.get_atom("_GLIMMERWICK_TOUCHED"), Xlib.Xatom.INTEGER, 32, [0])
+        display.sync()
+
     def geometry(self):
         """x, y, width, height on the screen."""
         geometry = self._resource.get_geometry()
@@ -340,6 +346,9 @@ class Desktop(Session):
 
     def activate(self, window):
         """Brings a window to the front, as a click on a task bar does."""
+        # xfwm4 moves the focus as of the last event that it saw, and the server refuses that when the focus has
+        # moved since. It would see a click; what it sees instead is this.
+        window.touch()
         self.call("xdotool", "windowactivate", window.identifier)
         wait_until(lambda: self.active_window() == window, "the window is active")
 
