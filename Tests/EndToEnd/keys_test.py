@@ -4,6 +4,8 @@
 usage: keys_test.py --picker BINARY --qt-target BINARY --window-manager openbox|xfwm4
 """
 
+import signal
+
 from desktop import wait_until, wait_until_stable
 from keyboard import SHORTCUT
 from keys_testcase import NOTHING_COPIED, KeysTestCase
@@ -243,6 +245,21 @@ class FocusTest(KeysTestCase):
             close()
 
             self.desktop.wait_for_no_panel()
+        self.assert_types_into(other)
+
+    def test_a_key_right_behind_the_focus_closes_it_however_late_the_picker_notices(self):
+        other = self.focused_target("qt")
+        self.target.focus()
+        self.open()
+        picker = self.picker.program.process
+        self.addCleanup(picker.send_signal, signal.SIGCONT)
+        picker.send_signal(signal.SIGSTOP)
+        self.desktop.activate(other.window)
+        self.keyboard.press("Escape")
+
+        picker.send_signal(signal.SIGCONT)
+
+        self.desktop.wait_for_no_panel()
         self.assert_types_into(other)
 
     def click_panel_and_close(self):

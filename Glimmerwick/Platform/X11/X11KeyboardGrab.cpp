@@ -188,6 +188,9 @@ void X11KeyboardGrab::panelLostFocus()
     m_previousFocus.reset();
     m_watcher.stopWatchingFocus();
     tellToolkit(focus);
+    // At once: a key behind this may have arrived with it, and as long as the toolkit calls the panel
+    // focused, whoever looks at raw keys leaves that one to the toolkit, which never gets it.
+    QWindowSystemInterface::sendWindowSystemEvents(QEventLoop::ExcludeUserInputEvents);
     engage();
 }
 
