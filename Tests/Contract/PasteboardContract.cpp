@@ -880,7 +880,8 @@ protected:
 
 TEST_F(X11PasteboardSecretTest, aSecretIsStillOneWhenItIsPutBack)
 {
-    const ForeignOwner passwordManager("CLIPBOARD", copied("password", "secret"));
+    const ForeignOwner passwordManager("CLIPBOARD", copied("password", "secret"),
+                                       ForeignOwner::Manner::listing);
 
     // What is read of it the second time is this program's own.
     for (int pick = 0; pick < 2; ++pick) {
@@ -897,7 +898,8 @@ TEST_F(X11PasteboardSecretTest, aSecretIsStillOneWhenItIsPutBack)
 
 TEST_F(X11PasteboardSecretTest, aSecretIsStillOneWhenAnotherPickComesBeforeItIsPutBack)
 {
-    const ForeignOwner passwordManager("CLIPBOARD", copied("password", "secret"));
+    const ForeignOwner passwordManager("CLIPBOARD", copied("password", "secret"),
+                                       ForeignOwner::Manner::listing);
     beginPick();
     beginPick();
 
@@ -1060,7 +1062,8 @@ TEST_F(X11PasteboardEndTest, aSecretIsGivenToNoClipboardManager)
     const ForeignOwner passwordManager(
         "CLIPBOARD",
         {{"UTF8_STRING", {"UTF8_STRING", "password"}},
-         {"x-kde-passwordManagerHint", {"x-kde-passwordManagerHint", "secret"}}});
+         {"x-kde-passwordManagerHint", {"x-kde-passwordManagerHint", "secret"}}},
+        ForeignOwner::Manner::listing);
     beginPick();
 
     EXPECT_EQ(keptAtTheEnd(), std::nullopt);
