@@ -29,7 +29,7 @@ public:
     TestCompositor() : m_display(wl_display_create()), m_wake(eventfd(0, EFD_CLOEXEC))
     {
         m_name = wl_display_add_socket_auto(m_display);
-        wl_event_loop_add_fd(
+        m_wakeSource = wl_event_loop_add_fd(
             wl_display_get_event_loop(m_display), m_wake, WL_EVENT_READABLE,
             [](int, std::uint32_t, void* self) {
                 static_cast<TestCompositor*>(self)->doAsked();
@@ -123,6 +123,7 @@ public:
         }
         if (m_display) {
             wl_display_destroy_clients(m_display);
+            wl_event_source_remove(m_wakeSource);
             wl_display_destroy(std::exchange(m_display, nullptr));
         }
     }
@@ -320,6 +321,8 @@ private:
     wl_display* m_display;
     std::string m_name;
     const int m_wake;
+    /// The display does not end it.
+    wl_event_source* m_wakeSource = nullptr;
     std::thread m_thread;
     std::mutex m_mutex;
     std::vector<std::packaged_task<void()>> m_asked;
