@@ -1,13 +1,16 @@
 #include "Models/UnicodeText.h"
 
+#include "Models/ClusterRules.h"
+
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 
-#include <unicode/brkiter.h>
+#include <unicode/bytestream.h>
+#include <unicode/casemap.h>
 #include <unicode/normalizer2.h>
 #include <unicode/uchar.h>
 #include <unicode/unistr.h>
@@ -28,10 +31,14 @@ void require(UErrorCode status)
     }
 }
 
+icu::StringPiece toPiece(std::string_view text)
+{
+    return {text.data(), static_cast<std::int32_t>(text.size())};
+}
+
 icu::UnicodeString toUtf16(std::string_view text)
 {
-    return icu::UnicodeString::fromUTF8(
-        icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())));
+    return icu::UnicodeString::fromUTF8(toPiece(text));
 }
 
 std::string toUtf8(const icu::UnicodeString& text)
@@ -51,28 +58,22 @@ bool isAscii(std::string_view text)
     return std::all_of(text.begin(), text.end(), [](char byte) { return isAscii(byte); });
 }
 
-/// Setting an iterator up costs far more than a typical text, and it must not be shared between threads.
-icu::BreakIterator& characterIterator()
+void append(std::string& text, UChar32 scalar)
 {
-    thread_local const std::unique_ptr<icu::BreakIterator> iterator = [] {
-        UErrorCode status = U_ZERO_ERROR;
-        std::unique_ptr<icu::BreakIterator> made(
-            icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
-        require(status);
-        return made;
-    }();
-    return *iterator;
+    std::array<char, U8_MAX_LENGTH> bytes{};
+    std::size_t length = 0;
+    U8_APPEND_UNSAFE(bytes, length, scalar);
+    text.append(bytes.data(), length);
 }
 
-/// Calls `take` with the bounds, in UTF-16 units, of each cluster in order.
-template <typename Take> void forEachCluster(const icu::UnicodeString& text, Take take)
+/// Calls `take` with each scalar in order, and whether a cluster begins with it.
+template <typename Take> void forEachScalar(std::string_view text, Take take)
 {
-    icu::BreakIterator& iterator = characterIterator();
-    iterator.setText(text);
-    std::int32_t begin = iterator.first();
-    for (std::int32_t end = iterator.next(); end != icu::BreakIterator::DONE; end = iterator.next()) {
-        take(begin, end);
-        begin = end;
+    ClusterRules rules;
+    for (std::size_t index = 0; index < text.size();) {
+        UChar32 scalar = 0;
+        U8_NEXT_OR_FFFD(text, index, text.size(), scalar);
+        take(scalar, rules.beginsWith(static_cast<char32_t>(scalar)));
     }
 }
 
@@ -187,7 +188,16 @@ std::string lowercased(std::string_view text)
         });
         return lowered;
     }
-    return toUtf8(toUtf16(text).toLower(icu::Locale::getRoot()));
+    if (!isWellFormed(text)) {
+        return lowercased(toUtf8(toUtf16(text)));
+    }
+    // Not of a locale object: the first one makes ICU look up the user's and read what it knows of locales.
+    std::string lowered;
+    icu::StringByteSink<std::string> sink(&lowered);
+    UErrorCode status = U_ZERO_ERROR;
+    icu::CaseMap::utf8ToLower("", 0, toPiece(text), sink, nullptr, status);
+    require(status);
+    return lowered;
 }
 
 std::string trimmed(std::string_view text)
@@ -214,9 +224,11 @@ std::vector<std::string> graphemeClusters(std::string_view text)
         }
         return clusters;
     }
-    const icu::UnicodeString whole = toUtf16(text);
-    forEachCluster(whole, [&](std::int32_t begin, std::int32_t end) {
-        clusters.push_back(toUtf8(whole.tempSubStringBetween(begin, end)));
+    forEachScalar(text, [&](UChar32 scalar, bool beginsCluster) {
+        if (beginsCluster) {
+            clusters.emplace_back();
+        }
+        append(clusters.back(), scalar);
     });
     return clusters;
 }
@@ -227,7 +239,7 @@ std::size_t graphemeClusterCount(std::string_view text)
         return text.size();
     }
     std::size_t count = 0;
-    forEachCluster(toUtf16(text), [&count](std::int32_t, std::int32_t) { ++count; });
+    forEachScalar(text, [&count](UChar32, bool beginsCluster) { count += beginsCluster ? 1 : 0; });
     return count;
 }
 
@@ -239,6 +251,10 @@ std::string canonical(std::string_view text)
     UErrorCode status = U_ZERO_ERROR;
     const icu::Normalizer2* composer = icu::Normalizer2::getNFCInstance(status);
     require(status);
+    // The case of nearly all words.
+    if (text.size() < longText && isWellFormed(text) && composer->isNormalizedUTF8(toPiece(text), status)) {
+        return std::string(text);
+    }
     const icu::UnicodeString composed =
         composer->normalize(text.size() < longText ? toUtf16(text) : withMarksInOrder(text), status);
     require(status);
