@@ -14,6 +14,7 @@ Trie& Trie::operator=(Trie&&) noexcept = default;
 
 void Trie::insert(const std::string& word, const Emoji& emoji)
 {
+    recallNumbers();
     const auto known = m_numbers.find(emoji.codepoint);
     const auto added =
         add(word, known != m_numbers.end() ? m_emojis[known->second] : std::make_shared<const Emoji>(emoji));
@@ -26,6 +27,7 @@ void Trie::insert(const std::string& word, const Emoji& emoji)
 
 void Trie::insertAll(const std::shared_ptr<const std::vector<Emoji>>& emojis)
 {
+    recallNumbers();
     for (const Emoji& emoji : *emojis) {
         const std::shared_ptr<const Emoji> shared(emojis, &emoji);
         // An emoji whose words are all empty has a place in the order, too.
@@ -39,7 +41,14 @@ void Trie::insertAll(const std::shared_ptr<const std::vector<Emoji>>& emojis)
         std::ranges::for_each(emoji.keywords, addWord);
     }
     sortOrder();
+    shrink();
+}
+
+void Trie::shrink()
+{
     m_vocabulary.shrink();
+    m_numbers.clear();
+    m_numbers.rehash(0);
     m_order.shrink_to_fit();
     m_chains.shrink_to_fit();
     m_postings.shrink_to_fit();
@@ -79,6 +88,14 @@ std::unordered_set<Emoji> Trie::getEmojis(const std::string& word) const
         forEachPosting(*ending, [&](Posting posting) { emojis.insert(*m_emojis[posting.number]); });
     }
     return emojis;
+}
+
+void Trie::recallNumbers()
+{
+    for (EmojiNumber number = static_cast<EmojiNumber>(m_numbers.size()); number < m_emojis.size();
+         ++number) {
+        m_numbers.emplace(m_emojis[number]->codepoint, number);
+    }
 }
 
 Trie::EmojiNumber Trie::numberOf(const std::shared_ptr<const Emoji>& emoji)

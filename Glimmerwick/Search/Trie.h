@@ -122,6 +122,9 @@ private:
         auto operator<=>(const Found&) const = default;
     };
 
+    /// After many were inserted, gives back what only inserting needs.
+    void shrink();
+    void recallNumbers();
     EmojiNumber numberOf(const std::shared_ptr<const Emoji>& emoji);
     /// The word's number, and whether it has no place in the order yet; nothing for an empty word.
     struct Added {
@@ -150,7 +153,7 @@ private:
     std::vector<Chain> m_chains;
     std::vector<LinkedPosting> m_postings;
     std::vector<std::shared_ptr<const Emoji>> m_emojis;
-    /// The keys lie in m_emojis.
+    /// Of all emoji, or none after shrinking. The keys lie in m_emojis.
     std::unordered_map<std::string_view, EmojiNumber> m_numbers;
     /// By emoji number: how many words were inserted for it.
     std::vector<std::uint32_t> m_wordCounts;

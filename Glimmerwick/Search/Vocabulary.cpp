@@ -17,10 +17,13 @@ Vocabulary& Vocabulary::operator=(Vocabulary&&) noexcept = default;
 
 Vocabulary::WordId Vocabulary::add(std::string_view word)
 {
+    if (m_known.size() < size()) {
+        recallWords();
+    }
     auto& [graphemes, characters, ends] = *m_storage;
     const std::size_t begin = characters.size();
     graphemes.intern(unicode::lowercased(word), characters);
-    ends.push_back(characters.size());
+    ends.push_back(static_cast<std::uint32_t>(characters.size()));
     const auto candidate = static_cast<WordId>(ends.size() - 1);
     const auto [known, isNew] = m_known.insert(candidate);
     if (!isNew) {
@@ -34,6 +37,16 @@ void Vocabulary::shrink()
 {
     m_storage->characters.shrink_to_fit();
     m_storage->ends.shrink_to_fit();
+    m_known.clear();
+    m_known.rehash(0);
+}
+
+void Vocabulary::recallWords()
+{
+    m_known.reserve(size());
+    for (WordId id = 0; id < size(); ++id) {
+        m_known.insert(id);
+    }
 }
 
 std::vector<GraphemeId> Vocabulary::characters(std::string_view lowercasedText) const

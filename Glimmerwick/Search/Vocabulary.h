@@ -30,7 +30,8 @@ public:
     /// An empty word is a word.
     WordId add(std::string_view word);
 
-    /// Gives back the memory that was kept for more words.
+    /// Gives back the memory that only adding needs. The next word added then takes as long as adding all
+    /// again.
     void shrink();
 
     std::size_t size() const { return m_storage->ends.size(); }
@@ -52,7 +53,8 @@ private:
 
         GraphemeTable graphemes;
         std::vector<GraphemeId> characters;
-        std::vector<std::size_t> ends;
+        /// By word.
+        std::vector<std::uint32_t> ends;
     };
 
     /// By characters, of words in the storage.
@@ -65,8 +67,12 @@ private:
         const Storage* storage;
     };
 
+    void recallWords();
+
     /// Apart, so that moving the vocabulary leaves it where the known words look for it.
     std::unique_ptr<Storage> m_storage;
+    /// All words, or none after shrinking: only adding looks here, and it takes as much as the words
+    /// themselves.
     std::unordered_set<WordId, Hash, Equal> m_known;
 };
 

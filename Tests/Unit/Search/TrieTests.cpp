@@ -324,6 +324,27 @@ TEST_F(TrieTests, InsertingAllIsInsertingNamesAndKeywordsOneByOne)
     EXPECT_FALSE(trie.contains("do"));
 }
 
+TEST_F(TrieTests, WordsAreInsertedAfterAllAsWellAsBefore)
+{
+    trie.insertAll(std::make_shared<const std::vector<Emoji>>(std::vector{cat, grinning}));
+    Trie oneByOne;
+    oneByOne.insert("cat", cat);
+    oneByOne.insert("grinning face", grinning);
+    for (Trie* each : {&trie, &oneByOne}) {
+        each->insert("pet", cat);
+        each->insert("Cat", grinning);
+        each->insert("face", catFace);
+        each->insert("pet", catFace);
+    }
+
+    EXPECT_EQ(trie.vocabulary().size(), oneByOne.vocabulary().size());
+    for (const std::string prefix : {"c", "cat", "p", "pet", "g", "f", "x"}) {
+        EXPECT_EQ(found(prefix), codepoints(oneByOne.search(prefix))) << prefix;
+    }
+    EXPECT_THAT(trie.getEmojis("pet"), UnorderedElementsAre(cat, catFace));
+    EXPECT_THAT(trie.getEmojis("cat"), UnorderedElementsAre(cat, grinning));
+}
+
 TEST_F(TrieTests, InsertingAllSortsMoreCharactersThanSixteenBitsNumber)
 {
     auto many = std::make_shared<std::vector<Emoji>>();
