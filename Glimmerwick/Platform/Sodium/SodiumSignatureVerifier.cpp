@@ -23,27 +23,31 @@ std::optional<std::array<unsigned char, size>> bytesFromBase64(std::string_view 
 
 } // namespace
 
-SodiumSignatureVerifier::SodiumSignatureVerifier(std::string_view publicKey)
+SodiumSignatureVerifier::SodiumSignatureVerifier(std::string_view publicKey) : m_publicKey(publicKey) { }
+
+std::optional<SodiumSignatureVerifier::Key> SodiumSignatureVerifier::key() const
 {
     static_assert(keySize == crypto_sign_PUBLICKEYBYTES);
     // A failure leaves no key, so that nothing passes.
-    if (sodium_init() < 0) {
-        return;
+    if (m_publicKey.empty() || sodium_init() < 0) {
+        return std::nullopt;
     }
-    m_key = bytesFromBase64<keySize>(publicKey);
+    const auto key = bytesFromBase64<keySize>(m_publicKey);
     // The bytes of a point that no signature is ever accepted for are no key.
     std::array<unsigned char, crypto_scalarmult_curve25519_BYTES> converted{};
-    if (m_key && crypto_sign_ed25519_pk_to_curve25519(converted.data(), m_key->data()) != 0) {
-        m_key.reset();
+    if (key && crypto_sign_ed25519_pk_to_curve25519(converted.data(), key->data()) != 0) {
+        return std::nullopt;
     }
+    return key;
 }
 
 bool SodiumSignatureVerifier::isSigned(std::string_view message, std::string_view signature) const
 {
-    const auto bytes = bytesFromBase64<crypto_sign_BYTES>(signature);
-    return m_key && bytes
+    const auto known = key();
+    const auto bytes = known ? bytesFromBase64<crypto_sign_BYTES>(signature) : std::nullopt;
+    return bytes
         && crypto_sign_verify_detached(bytes->data(), reinterpret_cast<const unsigned char*>(message.data()),
-                                       message.size(), m_key->data())
+                                       message.size(), known->data())
         == 0;
 }
 

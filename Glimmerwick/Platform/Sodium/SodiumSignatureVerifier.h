@@ -4,6 +4,7 @@
 
 #include <array>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace glimmerwick {
@@ -14,13 +15,17 @@ public:
     /// The public key: 32 bytes in base64 with its padding. There is no key when it is anything else.
     explicit SodiumSignatureVerifier(std::string_view publicKey);
 
-    bool hasKey() const override { return m_key.has_value(); }
+    bool hasKey() const override { return key().has_value(); }
     bool isSigned(std::string_view message, std::string_view signature) const override;
 
 private:
     static constexpr std::size_t keySize = 32;
+    using Key = std::array<unsigned char, keySize>;
 
-    std::optional<std::array<unsigned char, keySize>> m_key;
+    std::optional<Key> key() const;
+
+    /// Read when it is asked for: the library, set up, takes memory, and looks for updates are rare.
+    const std::string m_publicKey;
 };
 
 } // namespace glimmerwick
