@@ -235,6 +235,14 @@ private:
     }
 };
 
+/// Has the threads beside the main one allocate from one region of memory. Each would get a region of its
+/// own, and little of it is used: they seldom work at the same time.
+void shareRegions()
+{
+    constexpr int mainThreadsAndTheOthers = 2;
+    mallopt(M_ARENA_MAX, mainThreadsAndTheOthers);
+}
+
 /// To the system, what the launch and the last use of the picker needed for a while.
 void giveMemoryBack()
 {
@@ -410,6 +418,7 @@ int main(int argc, char** argv)
     std::signal(SIGPIPE, SIG_IGN);
     // Who ignored it hands that on; the programs that this one starts would then vanish unnoticed.
     std::signal(SIGCHLD, SIG_DFL);
+    glimmerwick::shareRegions();
     try {
         return glimmerwick::runCommandLine(argc, argv);
     } catch (const std::exception& error) {
