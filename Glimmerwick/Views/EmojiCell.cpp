@@ -227,6 +227,11 @@ void EmojiCell::drawAhead(const std::string& text, double devicePixelRatio)
     EmojiPixmapCache::shared().pixmap(text, emojiSize, side, devicePixelRatio);
 }
 
+bool EmojiCell::isStored(const std::string& text, double devicePixelRatio)
+{
+    return EmojiPixmapCache::shared().isStored(text, emojiSize, side, devicePixelRatio);
+}
+
 bool EmojiCell::storeAhead(const std::string& text, double devicePixelRatio)
 {
     return EmojiPixmapCache::shared().store(text, emojiSize, side, devicePixelRatio);

@@ -62,7 +62,9 @@ public:
     void showSelectionFeedback();
     /// Draws a text, UTF-8, that a cell is going to show, so that its first painting is quick.
     static void drawAhead(const std::string& text, double devicePixelRatio);
-    /// The same for the store of pictures alone. Whether that was needed.
+    /// Whether the store of pictures has what a cell shows.
+    static bool isStored(const std::string& text, double devicePixelRatio);
+    /// Draws ahead for the store of pictures alone. Whether that was needed.
     static bool storeAhead(const std::string& text, double devicePixelRatio);
 
     /// Opens the tone chooser, for an emoji that has tones.

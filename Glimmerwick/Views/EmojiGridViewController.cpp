@@ -296,13 +296,21 @@ void EmojiGridViewController::storePicturesLater(std::chrono::milliseconds delay
 
 bool EmojiGridViewController::storePicture(const Emoji& emoji)
 {
-    if (!m_emojiDataManager.isEmojiNativelySupported(emoji)) {
+    const std::string text = m_skinTonePreferences.applyPreferredSkinTone(emoji);
+    std::vector<double> missing;
+    for (const QScreen* screen : QGuiApplication::screens()) {
+        if (!EmojiCell::isStored(text, screen->devicePixelRatio())) {
+            missing.push_back(screen->devicePixelRatio());
+        }
+    }
+    // Asked last: where all pictures are stored, as they are from the second launch on, laying out the whole
+    // catalogue would cost time and memory for nothing.
+    if (missing.empty() || !m_emojiDataManager.isEmojiNativelySupported(emoji)) {
         return false;
     }
-    const std::string text = m_skinTonePreferences.applyPreferredSkinTone(emoji);
     bool isDrawn = false;
-    for (const QScreen* screen : QGuiApplication::screens()) {
-        isDrawn = EmojiCell::storeAhead(text, screen->devicePixelRatio()) || isDrawn;
+    for (const double devicePixelRatio : missing) {
+        isDrawn = EmojiCell::storeAhead(text, devicePixelRatio) || isDrawn;
     }
     return isDrawn;
 }

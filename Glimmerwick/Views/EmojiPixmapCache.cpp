@@ -142,6 +142,12 @@ QPixmap EmojiPixmapCache::pixmap(const std::string& text, int fontSize, int side
     return pixmap;
 }
 
+bool EmojiPixmapCache::isStored(const std::string& text, int fontSize, int side,
+                                double devicePixelRatio) const
+{
+    return m_store && m_store->contains(kind(fontSize, side, devicePixelRatio), text);
+}
+
 bool EmojiPixmapCache::store(const std::string& text, int fontSize, int side, double devicePixelRatio)
 {
     const PictureKind kept = kind(fontSize, side, devicePixelRatio);

@@ -44,6 +44,8 @@ public:
     /// Ratios that differ by less than a thousandth are one.
     QPixmap pixmap(const std::string& text, int fontSize, int side, double devicePixelRatio);
 
+    /// Whether the store has it.
+    bool isStored(const std::string& text, int fontSize, int side, double devicePixelRatio) const;
     /// Draws it for the store alone. Whether that was needed.
     bool store(const std::string& text, int fontSize, int side, double devicePixelRatio);
 

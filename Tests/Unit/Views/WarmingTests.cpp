@@ -390,6 +390,27 @@ TEST_F(StoringTests, allEmojiAreDrawnOnceForTheStore)
     EXPECT_EQ(drawnAheadCount, 4);
 }
 
+TEST_F(StoringTests, theNextLaunchLaysOutNoMoreThanTheFirstScreen)
+{
+    publish(document());
+    letTimePass();
+
+    EmojiDataManager nextDataManager(fakes.process, fakes.log, fakes.fileSystem, fakes.fileClock, fakes.time,
+                                     fakes.httpClient, fakes.textLayout, fakes.imageCodec);
+    EmojiGridViewController nextGrid(fakes.platform, nextDataManager, recents, preferences, renderer,
+                                     popover);
+    int nextDrawnAheadCount = 0;
+    nextGrid.onDrawnAhead = [&nextDrawnAheadCount] { ++nextDrawnAheadCount; };
+    const int before = fakes.textLayout.layOutCount;
+    auto task = nextDataManager.fetchManifest(false);
+    task.start([&nextGrid](const auto&) { nextGrid.reloadData(); });
+    letTimePass();
+
+    EXPECT_EQ(nextDrawnAheadCount, 2);
+    EXPECT_GE(fakes.textLayout.layOutCount - before, 56);
+    EXPECT_LT(fakes.textLayout.layOutCount - before, 70);
+}
+
 TEST_F(StoringTests, aPickDrawsNothingForAStoreThatKeepsNothing)
 {
     publish(document());
