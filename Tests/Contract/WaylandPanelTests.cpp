@@ -98,6 +98,7 @@ public:
         m_connection.perform([this](WaylandDisplay& display) {
             zwlr_layer_surface_v1_destroy(m_role);
             wl_surface_destroy(m_surface);
+            wl_buffer_destroy(m_buffer);
             display.roundTrip();
         });
     }
@@ -111,9 +112,8 @@ private:
         const int file = memfd_create("bar", MFD_CLOEXEC);
         ASSERT_EQ(ftruncate(file, stride * height), 0);
         wl_shm_pool* const pool = wl_shm_create_pool(m_globals->shm, file, stride * height);
-        wl_surface_attach(
-            m_surface,
-            wl_shm_pool_create_buffer(pool, 0, outputWidth, height, stride, WL_SHM_FORMAT_XRGB8888), 0, 0);
+        m_buffer = wl_shm_pool_create_buffer(pool, 0, outputWidth, height, stride, WL_SHM_FORMAT_XRGB8888);
+        wl_surface_attach(m_surface, m_buffer, 0, 0);
         wl_surface_commit(m_surface);
         wl_shm_pool_destroy(pool);
         close(file);
@@ -122,6 +122,7 @@ private:
     WaylandConnection m_connection{{}};
     std::unique_ptr<WaylandProbeSurface::Globals> m_globals;
     wl_surface* m_surface = nullptr;
+    wl_buffer* m_buffer = nullptr;
     zwlr_layer_surface_v1* m_role = nullptr;
 };
 
