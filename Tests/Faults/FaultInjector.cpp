@@ -32,11 +32,14 @@ std::string currentFolder()
     return linkTarget("/proc/self/cwd");
 }
 
+// There before any constructor has run: the runtimes of the sanitizers make such calls themselves when they
+// begin.
+constinit FaultInjector injector;
+
 } // namespace
 
 FaultInjector& FaultInjector::current()
 {
-    static FaultInjector injector;
     return injector;
 }
 
