@@ -348,6 +348,7 @@ class ClickTest(KeysTestCase):
         self.open()
         events = len(target.events())
         x, y, _, height = target.window.geometry()
+        windows = len(self.desktop.visible_windows(target.name))
         self.desktop.move_pointer(x + 20, y + height - 20)
 
         self.desktop.call("xdotool", "click", button)
@@ -356,7 +357,7 @@ class ClickTest(KeysTestCase):
         wait_until(lambda: target.buttons_since(events) == [f"button {button}"],
                    "the application gets the click")
         if button == 3:
-            # Its menu.
+            wait_until(lambda: len(self.desktop.visible_windows(target.name)) > windows, "its menu is there")
             self.keyboard.press("Escape")
             wait_until(self.keyboard.is_free, "the menu is closed")
         self.assert_types_into(target)
