@@ -10,7 +10,7 @@ import os
 import signal
 import time
 
-from desktop import Picker, wait_until, wait_until_stable
+from desktop import USUAL_REPEAT, Picker, wait_until, wait_until_stable
 from keyboard import Keyboard
 from picking import COPIED, TARGETS, PickingTest
 from targets import gtk_target, qt_target
@@ -147,7 +147,7 @@ class TargetTest(PickingTest):
 
     def test_return_held_down_types_one_emoji_and_no_line(self):
         self.desktop.call("xset", "r", "rate", 400, 50)
-        self.addCleanup(self.desktop.call, "xset", "r", "rate")
+        self.addCleanup(self.desktop.call, "xset", "r", "rate", *USUAL_REPEAT)
         for target in self.each_target():
             self.assert_held_key_repeats(target)
             for pick in self.searched(COUNT):

@@ -4,7 +4,7 @@
 usage: shortcut_test.py --picker BINARY --qt-target BINARY --window-manager openbox|xfwm4
 """
 
-from desktop import wait_until, wait_until_stable
+from desktop import USUAL_REPEAT, wait_until, wait_until_stable
 from keyboard import CAPS_LOCK, NUM_LOCK, SHORTCUT
 from keys_testcase import KeysTestCase, PanelCounter
 from testcase import argument, main
@@ -83,7 +83,7 @@ class ShortcutTest(KeysTestCase):
 
     def test_held_down_it_toggles_at_every_repeat(self):
         self.desktop.call("xset", "r", "rate", 300, 20)
-        self.addCleanup(self.desktop.call, "xset", "r", "rate")
+        self.addCleanup(self.desktop.call, "xset", "r", "rate", *USUAL_REPEAT)
         counter = self.counter()
 
         with self.keyboard.held(*SHORTCUT):
