@@ -34,7 +34,7 @@ class AppDelegate : public CategoryTabBarDelegate,
 public:
     /// The managers are the process-wide ones, made from the same, installed platform.
     explicit AppDelegate(const Platform& platform);
-    ~AppDelegate();
+    ~AppDelegate() override;
 
     /// The launch sequence. Loading the catalogue goes on after it has returned.
     void applicationDidFinishLaunching();

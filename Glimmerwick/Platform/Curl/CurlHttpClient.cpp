@@ -224,7 +224,9 @@ private:
                 continue;
             }
             // The form with a semicolon is how libcurl is told of a header without value.
-            const std::string line = value.empty() ? name + ";" : name + ": " + value;
+            std::string line = name;
+            line += value.empty() ? ";" : ": ";
+            line += value;
             curl_slist* const extended = curl_slist_append(m_headers.get(), line.c_str());
             if (!extended) {
                 throw std::bad_alloc();

@@ -45,7 +45,7 @@ struct DecodedHttpFrame {
     /// Its content lies within the bytes that were given.
     HttpFrame frame;
     /// Of the whole frame, in bytes.
-    std::size_t size;
+    std::size_t size = 0;
 };
 
 /// The frame that the bytes begin with; nothing when they are only the beginning of one.

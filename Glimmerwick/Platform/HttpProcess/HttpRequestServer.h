@@ -27,7 +27,7 @@ public:
 private:
     /// An answer on its way.
     struct Answer {
-        std::uint64_t requestId;
+        std::uint64_t requestId = 0;
         Result<HttpResponse, TransportError> result;
         bool isHeadSent = false;
         std::size_t sentSize = 0;

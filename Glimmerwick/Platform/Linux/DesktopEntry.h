@@ -8,7 +8,8 @@
 #include <string_view>
 #include <vector>
 
-struct _GKeyFile;
+// The name is GLib's.
+struct _GKeyFile; // NOLINT(bugprone-reserved-identifier)
 
 namespace glimmerwick {
 

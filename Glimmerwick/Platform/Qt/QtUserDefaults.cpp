@@ -286,7 +286,7 @@ std::optional<std::vector<std::string>> QtUserDefaults::stringArray(const std::s
         return std::nullopt;
     }
     std::vector<std::string> strings;
-    for (const QJsonValue& element : value.toArray()) {
+    for (const QJsonValue element : value.toArray()) {
         if (!element.isString()) {
             return std::nullopt;
         }

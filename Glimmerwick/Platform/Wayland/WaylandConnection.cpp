@@ -3,11 +3,11 @@
 #include "Platform/Linux/WakeDescriptor.h"
 
 #include <pthread.h>
-#include <signal.h>
 #include <unistd.h>
 #include <wayland-client.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <mutex>
 #include <system_error>
