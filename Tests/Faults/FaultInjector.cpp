@@ -7,6 +7,7 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -27,20 +28,37 @@ std::string pathOf(int descriptor)
     return linkTarget("/proc/self/fd/" + std::to_string(descriptor));
 }
 
+/// Or a folder.
+bool isFile(int descriptor)
+{
+    const int before = errno;
+    struct stat status { };
+    const bool isKnown = ::fstat(descriptor, &status) == 0;
+    errno = before;
+    return isKnown && (S_ISREG(status.st_mode) || S_ISDIR(status.st_mode));
+}
+
 std::string currentFolder()
 {
     return linkTarget("/proc/self/cwd");
 }
 
-// There before any constructor has run: the runtimes of the sanitizers make such calls themselves when they
-// begin.
-constinit FaultInjector injector;
+/// There before any constructor has run, and as long as a thread runs: the runtimes of the sanitizers make
+/// such calls themselves when they begin, and other threads go on when the process ends.
+union Everlasting {
+    constexpr Everlasting() : injector() { }
+    ~Everlasting() { }
+
+    FaultInjector injector;
+};
+
+constinit Everlasting everlasting;
 
 } // namespace
 
 FaultInjector& FaultInjector::current()
 {
-    return injector;
+    return everlasting.injector;
 }
 
 void FaultInjector::arm(std::string folder, const Fault& fault)
@@ -128,7 +146,8 @@ FaultInjector::Verdict FaultInjector::judgeAt(const char* function, int folder, 
 
 FaultInjector::Verdict FaultInjector::judgeDescriptor(const char* function, int descriptor, bool isWrite)
 {
-    if (!m_isArmed) {
+    // Handlers of signals write, too, into pipes, and may not allocate.
+    if (!m_isArmed || !isFile(descriptor)) {
         return Verdict::goesOn;
     }
     const int before = errno;
