@@ -22,7 +22,7 @@ bool areAlike(const Emoji& left, const Emoji& right)
 bool operator==(const Manifest& left, const Manifest& right)
 {
     return left.m_version == right.m_version && left.m_lastUpdated == right.m_lastUpdated
-        && left.m_categories == right.m_categories
+        && left.categories() == right.categories()
         && std::ranges::equal(left.m_emojis->all, right.m_emojis->all, areAlike);
 }
 
@@ -42,7 +42,7 @@ void Manifest::setEmojis(std::unordered_map<std::string, EmojiData> emojisDict)
             all.push_back(makeEmoji(std::move(entry.key()), std::move(entry.mapped())));
         }
     };
-    for (const EmojiCategory& category : m_categories) {
+    for (const EmojiCategory& category : categories()) {
         std::ranges::for_each(category.emojis, take);
     }
     const auto unlisted = static_cast<std::ptrdiff_t>(all.size());
@@ -52,17 +52,19 @@ void Manifest::setEmojis(std::unordered_map<std::string, EmojiData> emojisDict)
     std::sort(all.begin() + unlisted, all.end(),
               [](const Emoji& left, const Emoji& right) { return left.codepoint < right.codepoint; });
 
-    emojis->dict.reserve(all.size());
+    emojis->byCodepoint.reserve(all.size());
     for (const Emoji& emoji : all) {
-        emojis->dict.emplace(emoji.codepoint, &emoji);
+        emojis->byCodepoint.push_back(&emoji);
     }
+    std::ranges::sort(emojis->byCodepoint, {}, &Emoji::codepoint);
     m_emojis = std::move(emojis);
 }
 
 const Emoji* Manifest::find(const std::string& codepoint) const
 {
-    const auto found = m_emojis->dict.find(codepoint);
-    return found == m_emojis->dict.end() ? nullptr : found->second;
+    const std::vector<const Emoji*>& known = m_emojis->byCodepoint;
+    const auto found = std::ranges::lower_bound(known, codepoint, {}, &Emoji::codepoint);
+    return found != known.end() && (*found)->codepoint == codepoint ? *found : nullptr;
 }
 
 std::optional<Emoji> Manifest::emoji(const std::string& codepoint) const

@@ -15,7 +15,7 @@
 namespace glimmerwick {
 
 /// The decoded catalogue: categories in order and every emoji once. Immutable after decoding; copies share
-/// the emoji, which are most of it.
+/// both.
 class Manifest {
 public:
     /// Reads a manifest document. Unknown members are ignored; absent and null optional members are alike;
@@ -28,7 +28,9 @@ public:
     /// Opaque strings, not parsed as numbers or dates.
     const std::string& version() const { return m_version; }
     const std::string& lastUpdated() const { return m_lastUpdated; }
-    const std::vector<EmojiCategory>& categories() const { return m_categories; }
+    const std::vector<EmojiCategory>& categories() const { return *m_categories; }
+    /// The same, there for as long as anybody holds them. Never null.
+    std::shared_ptr<const std::vector<EmojiCategory>> sharedCategories() const { return m_categories; }
 
     /// One emoji per entry of the map. The order is ours to choose: catalogue order (category by category),
     /// then whatever no category lists, by codepoint; the same on every run.
@@ -60,8 +62,9 @@ private:
 
     struct Emojis {
         std::vector<Emoji> all;
-        /// By codepoint. Refers to the others.
-        std::unordered_map<std::string_view, const Emoji*> dict;
+        /// The others, in the order of their codepoints. A table of hashes would take eight times the memory,
+        /// for a few lookups each time the picker is used.
+        std::vector<const Emoji*> byCodepoint;
     };
 
     friend struct ManifestCoding;
@@ -71,7 +74,8 @@ private:
 
     std::string m_version;
     std::string m_lastUpdated;
-    std::vector<EmojiCategory> m_categories;
+    std::shared_ptr<const std::vector<EmojiCategory>> m_categories =
+        std::make_shared<const std::vector<EmojiCategory>>();
     std::shared_ptr<const Emojis> m_emojis = std::make_shared<const Emojis>();
 };
 

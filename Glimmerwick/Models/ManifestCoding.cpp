@@ -357,7 +357,8 @@ struct ManifestCoding {
         Manifest manifest;
         manifest.m_version = node.string("version");
         manifest.m_lastUpdated = node.string("lastUpdated");
-        manifest.m_categories = node.list("categories", readCategory, maximumCategoryCount);
+        manifest.m_categories = std::make_shared<const std::vector<EmojiCategory>>(
+            node.list("categories", readCategory, maximumCategoryCount));
         manifest.setEmojis(node.map("emojis", readEmojiMembers<Manifest::EmojiData>));
         return manifest;
     }
@@ -365,7 +366,7 @@ struct ManifestCoding {
     static Json write(const Manifest& manifest)
     {
         Json categories = Json::array();
-        for (const EmojiCategory& category : manifest.m_categories) {
+        for (const EmojiCategory& category : manifest.categories()) {
             categories.push_back(writeCategory(category));
         }
         Json emojis = Json::object();

@@ -7,9 +7,9 @@ namespace glimmerwick {
 
 void GridSections::setManifest(const Manifest& manifest)
 {
-    m_categories = manifest.categories();
+    m_categories = manifest.sharedCategories();
     m_totalEmojiCount = 0;
-    for (const EmojiCategory& category : m_categories) {
+    for (const EmojiCategory& category : categories()) {
         std::vector<const Emoji*> emojis;
         for (const std::string& codepoint : category.emojis) {
             if (const Emoji* emoji = manifest.find(codepoint)) {
@@ -71,17 +71,17 @@ std::optional<std::string> GridSections::title(std::size_t section) const
         return "Recent";
     }
     const std::size_t category = section - recentSectionCount();
-    return category < m_categories.size() ? std::optional(m_categories[category].name) : std::nullopt;
+    return category < m_categories->size() ? std::optional(categories()[category].name) : std::nullopt;
 }
 
 std::optional<std::size_t> GridSections::section(const std::string& categoryId) const
 {
-    const auto found = std::find_if(m_categories.begin(), m_categories.end(),
+    const auto found = std::find_if(m_categories->begin(), m_categories->end(),
                                     [&](const EmojiCategory& category) { return category.id == categoryId; });
-    if (found == m_categories.end()) {
+    if (found == m_categories->end()) {
         return std::nullopt;
     }
-    return static_cast<std::size_t>(found - m_categories.begin()) + recentSectionCount();
+    return static_cast<std::size_t>(found - m_categories->begin()) + recentSectionCount();
 }
 
 const std::vector<const Emoji*>* GridSections::categoryEmojis(std::size_t section) const
@@ -90,10 +90,10 @@ const std::vector<const Emoji*>* GridSections::categoryEmojis(std::size_t sectio
         return nullptr;
     }
     const std::size_t category = section - recentSectionCount();
-    if (category >= m_categories.size()) {
+    if (category >= m_categories->size()) {
         return nullptr;
     }
-    const auto found = m_emojisByCategory.find(m_categories[category].id);
+    const auto found = m_emojisByCategory.find(categories()[category].id);
     return found == m_emojisByCategory.end() ? nullptr : &found->second;
 }
 

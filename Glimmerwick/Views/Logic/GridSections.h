@@ -18,7 +18,7 @@ namespace glimmerwick {
 /// searching, one section of results, or none.
 class GridSections {
 public:
-    /// Takes the manifest's categories and resolves their emoji, which it then shares.
+    /// Shares the manifest's categories and emoji.
     void setManifest(const Manifest& manifest);
     void setRecentEmojis(std::vector<Emoji> recentEmojis);
 
@@ -28,7 +28,7 @@ public:
 
     bool isSearching() const { return m_isSearching; }
     bool hasNoSearchResults() const { return m_isSearching && m_searchResults.empty(); }
-    const std::vector<EmojiCategory>& categories() const { return m_categories; }
+    const std::vector<EmojiCategory>& categories() const { return *m_categories; }
     const std::vector<Emoji>& recentEmojis() const { return m_recentEmojis; }
     /// Over all categories; an emoji listed twice counts twice.
     std::size_t totalEmojiCount() const { return m_totalEmojiCount; }
@@ -44,7 +44,7 @@ public:
     /// 1 when the recent emoji take the first section of browsing, else 0.
     std::size_t recentSectionCount() const { return m_recentEmojis.empty() ? 0 : 1; }
     /// Of browsing, also while searching.
-    std::size_t browsingSectionCount() const { return m_categories.size() + recentSectionCount(); }
+    std::size_t browsingSectionCount() const { return m_categories->size() + recentSectionCount(); }
     /// The section of browsing that shows the category.
     std::optional<std::size_t> section(const std::string& categoryId) const;
 
@@ -54,7 +54,8 @@ private:
     /// What else a section shows, if there is such a section.
     const std::vector<Emoji>* otherEmojis(std::size_t section) const;
 
-    std::vector<EmojiCategory> m_categories;
+    std::shared_ptr<const std::vector<EmojiCategory>> m_categories =
+        std::make_shared<const std::vector<EmojiCategory>>();
     std::unordered_map<std::string, std::vector<const Emoji*>> m_emojisByCategory;
     /// What those refer to.
     std::shared_ptr<const std::vector<Emoji>> m_catalogue;
