@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 
 #include <unicode/uchar.h>
 
@@ -15,7 +16,7 @@ struct Range {
 };
 
 /// Extended_Pictographic of the Unicode Character Database (Unicode-3.0). For this one property ICU would
-/// load a file of its own. What may become an emoji later is in it, so that new versions leave it as it is.
+/// load a file of its own. Code points that may become emoji later are in it.
 constexpr std::array<Range, 78> pictographs{
     {{0xa9, 0xa9},       {0xae, 0xae},       {0x203c, 0x203c},   {0x2049, 0x2049},   {0x2122, 0x2122},
      {0x2139, 0x2139},   {0x2194, 0x2199},   {0x21a9, 0x21aa},   {0x231a, 0x231b},   {0x2328, 0x2328},
@@ -34,53 +35,46 @@ constexpr std::array<Range, 78> pictographs{
      {0x1f848, 0x1f84f}, {0x1f85a, 0x1f85f}, {0x1f888, 0x1f88f}, {0x1f8ae, 0x1f8ff}, {0x1f90c, 0x1f93a},
      {0x1f93c, 0x1f945}, {0x1f947, 0x1faff}, {0x1fc00, 0x1fffd}}};
 
-bool isPictograph(char32_t scalar)
+/// Latin to Arabic and Syriac, more Latin and Greek, signs; the ideographs and kana; selectors; emoji; tags.
+/// Left out are scripts whose letters join: India's, whose rules Unicode still adds to, and Korea's.
+constexpr std::array<Range, 6> covered{{{0x20, 0x8ff},
+                                        {0x1e00, 0x2bff},
+                                        {0x3000, 0x9fff},
+                                        {0xfe00, 0xfe0f},
+                                        {0x1f000, 0x1faff},
+                                        {0xe0020, 0xe007f}}};
+
+template <std::size_t size> bool contains(const std::array<Range, size>& ranges, char32_t scalar)
 {
-    const auto* range = std::ranges::lower_bound(pictographs, scalar, {}, &Range::last);
-    return range != pictographs.end() && range->first <= scalar;
+    const auto* range = std::ranges::lower_bound(ranges, scalar, {}, &Range::last);
+    return range != ranges.end() && range->first <= scalar;
 }
 
-bool isControl(int kind)
+int kindOf(char32_t scalar)
 {
-    return kind == U_GCB_CONTROL || kind == U_GCB_CR || kind == U_GCB_LF;
-}
-
-bool isWithinSyllable(int left, int right)
-{
-    switch (left) {
-    case U_GCB_L:
-        return right == U_GCB_L || right == U_GCB_V || right == U_GCB_LV || right == U_GCB_LVT;
-    case U_GCB_LV:
-    case U_GCB_V:
-        return right == U_GCB_V || right == U_GCB_T;
-    case U_GCB_LVT:
-    case U_GCB_T:
-        return right == U_GCB_T;
-    default:
-        return false;
-    }
-}
-
-/// By their kinds alone.
-bool staysTogether(int left, int right)
-{
-    if (isControl(left) || isControl(right)) {
-        return left == U_GCB_CR && right == U_GCB_LF;
-    }
-    return isWithinSyllable(left, right) || right == U_GCB_EXTEND || right == U_GCB_ZWJ
-        || right == U_GCB_SPACING_MARK || left == U_GCB_PREPEND;
+    return u_getIntPropertyValue(static_cast<UChar32>(scalar), UCHAR_GRAPHEME_CLUSTER_BREAK);
 }
 
 } // namespace
 
-ClusterRules::ClusterRules() : m_last(U_GCB_CONTROL) { }
+bool ClusterRules::cover(char32_t scalar)
+{
+    if (!contains(covered, scalar)) {
+        return false;
+    }
+    const int kind = kindOf(scalar);
+    return kind == U_GCB_OTHER || kind == U_GCB_EXTEND || kind == U_GCB_ZWJ
+        || kind == U_GCB_REGIONAL_INDICATOR;
+}
 
 bool ClusterRules::beginsWith(char32_t scalar)
 {
-    const int kind = u_getIntPropertyValue(static_cast<UChar32>(scalar), UCHAR_GRAPHEME_CLUSTER_BREAK);
+    const int kind = kindOf(scalar);
+    const bool isMark = kind == U_GCB_EXTEND || kind == U_GCB_ZWJ;
     const bool completesFlag = m_isFlagHalf && kind == U_GCB_REGIONAL_INDICATOR;
-    const bool isJoined = m_pictograph == Pictograph::joined && isPictograph(scalar);
-    const bool begins = !completesFlag && !isJoined && !staysTogether(m_last, kind);
+    const bool isJoined = m_pictograph == Pictograph::joined && contains(pictographs, scalar);
+    const bool begins = m_isFirst || (!isMark && !completesFlag && !isJoined);
+    m_isFirst = false;
     m_isFlagHalf = kind == U_GCB_REGIONAL_INDICATOR && !completesFlag;
     follow(scalar, kind);
     return begins;
@@ -88,14 +82,13 @@ bool ClusterRules::beginsWith(char32_t scalar)
 
 void ClusterRules::follow(char32_t scalar, int kind)
 {
-    if (isPictograph(scalar)) {
+    if (contains(pictographs, scalar)) {
         m_pictograph = Pictograph::open;
     } else if (m_pictograph == Pictograph::open && kind == U_GCB_ZWJ) {
         m_pictograph = Pictograph::joined;
     } else if (m_pictograph != Pictograph::open || kind != U_GCB_EXTEND) {
         m_pictograph = Pictograph::none;
     }
-    m_last = kind;
 }
 
 } // namespace glimmerwick::unicode

@@ -8,7 +8,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 
+#include <unicode/brkiter.h>
 #include <unicode/bytestream.h>
 #include <unicode/casemap.h>
 #include <unicode/normalizer2.h>
@@ -58,23 +60,49 @@ bool isAscii(std::string_view text)
     return std::all_of(text.begin(), text.end(), [](char byte) { return isAscii(byte); });
 }
 
-void append(std::string& text, UChar32 scalar)
+void append(std::string& text, char32_t scalar)
 {
     std::array<char, U8_MAX_LENGTH> bytes{};
     std::size_t length = 0;
-    U8_APPEND_UNSAFE(bytes, length, scalar);
+    U8_APPEND_UNSAFE(bytes, length, static_cast<UChar32>(scalar));
     text.append(bytes.data(), length);
 }
 
-/// Calls `take` with each scalar in order, and whether a cluster begins with it.
+/// Calls `take` with each scalar in order, U+FFFD for what is none.
 template <typename Take> void forEachScalar(std::string_view text, Take take)
 {
-    ClusterRules rules;
     for (std::size_t index = 0; index < text.size();) {
         UChar32 scalar = 0;
         U8_NEXT_OR_FFFD(text, index, text.size(), scalar);
-        take(scalar, rules.beginsWith(static_cast<char32_t>(scalar)));
+        take(static_cast<char32_t>(scalar));
     }
+}
+
+/// Setting an iterator up costs far more than a typical text, and it must not be shared between threads.
+icu::BreakIterator& characterIterator()
+{
+    thread_local const std::unique_ptr<icu::BreakIterator> iterator = [] {
+        UErrorCode status = U_ZERO_ERROR;
+        std::unique_ptr<icu::BreakIterator> made(
+            icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
+        require(status);
+        return made;
+    }();
+    return *iterator;
+}
+
+std::vector<std::string> clustersOfAnyScript(std::string_view text)
+{
+    const icu::UnicodeString whole = toUtf16(text);
+    icu::BreakIterator& iterator = characterIterator();
+    iterator.setText(whole);
+    std::vector<std::string> clusters;
+    std::int32_t begin = iterator.first();
+    for (std::int32_t end = iterator.next(); end != icu::BreakIterator::DONE; end = iterator.next()) {
+        clusters.push_back(toUtf8(whole.tempSubStringBetween(begin, end)));
+        begin = end;
+    }
+    return clusters;
 }
 
 bool isWhiteSpace(UChar32 scalar)
@@ -224,8 +252,15 @@ std::vector<std::string> graphemeClusters(std::string_view text)
         }
         return clusters;
     }
-    forEachScalar(text, [&](UChar32 scalar, bool beginsCluster) {
-        if (beginsCluster) {
+    bool areRulesEnough = true;
+    forEachScalar(text,
+                  [&](char32_t scalar) { areRulesEnough = areRulesEnough && ClusterRules::cover(scalar); });
+    if (!areRulesEnough) {
+        return clustersOfAnyScript(text);
+    }
+    ClusterRules rules;
+    forEachScalar(text, [&](char32_t scalar) {
+        if (rules.beginsWith(scalar)) {
             clusters.emplace_back();
         }
         append(clusters.back(), scalar);
@@ -235,12 +270,7 @@ std::vector<std::string> graphemeClusters(std::string_view text)
 
 std::size_t graphemeClusterCount(std::string_view text)
 {
-    if (isPlainAscii(text)) {
-        return text.size();
-    }
-    std::size_t count = 0;
-    forEachScalar(text, [&count](UChar32, bool beginsCluster) { count += beginsCluster ? 1 : 0; });
-    return count;
+    return isPlainAscii(text) ? text.size() : graphemeClusters(text).size();
 }
 
 std::string canonical(std::string_view text)

@@ -67,40 +67,42 @@ private:
     std::unique_ptr<icu::BreakIterator> m_iterator;
 };
 
-TEST_F(ClusterRulesTests, DivideAroundEveryScalarAsTheIteratorDoes)
+TEST_F(ClusterRulesTests, DivideAroundEveryScalarTheyCoverAsTheIteratorDoes)
 {
     constexpr char32_t woman = 0x1f469;
     constexpr char32_t joiner = 0x200d;
     constexpr char32_t flagHalf = 0x1f1e6;
-    // Between the second plane and the one of tags there are ideographs and nothing.
-    constexpr char32_t ideographs = 0x20000;
-    constexpr char32_t tags = 0xe0000;
-    constexpr char32_t end = 0xe1000;
-    for (char32_t scalar = 0; scalar < end; scalar = scalar + 1 == ideographs ? tags : scalar + 1) {
-        if (scalar >= 0xd800 && scalar <= 0xdfff) {
+    constexpr char32_t afterTheLast = 0x110000;
+    int count = 0;
+    for (char32_t scalar = 0; scalar < afterTheLast; ++scalar) {
+        if (!ClusterRules::cover(scalar)) {
             continue;
         }
+        ++count;
         for (const std::u32string& text : {std::u32string{U'a', scalar, U'b'},
                                            {woman, joiner, scalar},
                                            {scalar, joiner, woman},
                                            {flagHalf, scalar, flagHalf, flagHalf},
-                                           {0x1100, scalar, 0x11a8}}) {
+                                           {scalar, scalar, 0x300, scalar}}) {
             expectSame(text);
             if (HasFatalFailure()) {
                 return;
             }
         }
     }
+    EXPECT_GT(count, 30'000);
 }
 
-TEST_F(ClusterRulesTests, DivideTextsOfAllKindsOfScalarsAsTheIteratorDoes)
+TEST_F(ClusterRulesTests, DivideTextsOfAllKindsThatTheyCoverAsTheIteratorDoes)
 {
-    const std::u32string kinds{U'a',    U'\r',   U'\n', 0x1,    0xad,    0x300,  0xfe0f, 0x20e3,
-                               0xe0067, 0x200d,  0x903, 0x600,  0x1100,  0x1161, 0x11a8, 0xac00,
-                               0xac01,  0x1f1e6, 0xa9,  0x2764, 0x1f469, 0x1f3fb};
+    const std::u32string kinds{U'a',  0xe9,  0x300,  0xfe0f, 0x20e3, 0xe0067, 0x200d,  0x1f1e6,
+                               0x5d0, 0x5b0, 0x6f22, 0x3099, 0xa9,   0x2764,  0x1f469, 0x1f3fb};
     std::mt19937 random(1);
     std::uniform_int_distribution<std::size_t> length(0, 12);
     std::uniform_int_distribution<std::size_t> kind(0, kinds.size() - 1);
+    for (const char32_t scalar : kinds) {
+        ASSERT_TRUE(ClusterRules::cover(scalar)) << static_cast<std::uint32_t>(scalar);
+    }
     for (int count = 0; count < 50'000; ++count) {
         std::u32string text(length(random), U'a');
         for (char32_t& scalar : text) {
@@ -110,6 +112,17 @@ TEST_F(ClusterRulesTests, DivideTextsOfAllKindsOfScalarsAsTheIteratorDoes)
         if (HasFatalFailure()) {
             return;
         }
+    }
+}
+
+TEST_F(ClusterRulesTests, DoNotCoverWhatOtherRulesJoin)
+{
+    for (const char32_t scalar : std::u32string{U'\r', U'\n', 0x1, 0xad, // controls
+                                                0x600, // prepended
+                                                0x903, 0x915, 0x94d, 0xc95, 0xd4d, // India's
+                                                0x1100, 0x1161, 0x11a8, 0xac00, 0xac01, // Korea's
+                                                0xfffd, 0x110bd, 0x1fc00, 0xe0001}) {
+        EXPECT_FALSE(ClusterRules::cover(scalar)) << static_cast<std::uint32_t>(scalar);
     }
 }
 

@@ -62,6 +62,15 @@ TEST(GraphemeClusters, AreWhatPeopleTakeForCharacters)
     EXPECT_EQ(graphemeClusters("🏴󠁧󠁢󠁳󠁣󠁴󠁿"), (Strings{"🏴󠁧󠁢󠁳󠁣󠁴󠁿"}));
 }
 
+TEST(GraphemeClusters, JoinLettersOfOtherScriptsAsIcuDoes)
+{
+    EXPECT_EQ(graphemeClusters("\u0915\u094d\u0937a"), (Strings{"\u0915\u094d\u0937", "a"}));
+    EXPECT_EQ(graphemeClusters("\u0928\u093f\u0932"), (Strings{"\u0928\u093f", "\u0932"}));
+    EXPECT_EQ(graphemeClusters("\u1112\u1161\u11ab\uae00"), (Strings{"\u1112\u1161\u11ab", "\uae00"}));
+    EXPECT_EQ(graphemeClusters("\u0600\u0661\u00e9"), (Strings{"\u0600\u0661", "\u00e9"}));
+    EXPECT_EQ(graphemeClusterCount("\u0915\u094d\u0937\u00e9"), 2U);
+}
+
 TEST(GraphemeClusters, TakeCarriageReturnAndLineFeedForOne)
 {
     EXPECT_EQ(graphemeClusters("a\r\nb"), (Strings{"a", "\r\n", "b"}));
