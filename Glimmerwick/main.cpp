@@ -230,17 +230,19 @@ private:
         std::error_code error;
         const auto size = std::filesystem::file_size(fontFile, error);
         const auto date = std::filesystem::last_write_time(fontFile, error).time_since_epoch().count();
+        // To be raised when the same version is to draw them in another way.
+        constexpr const char* drawing = " drawing 2";
         return fontFile.string() + ' ' + std::to_string(size) + ' ' + std::to_string(date) + ' ' + qVersion()
-            + " " GLIMMERWICK_VERSION;
+            + " " GLIMMERWICK_VERSION + drawing;
     }
 };
 
-/// Has the threads beside the main one allocate from one region of memory. Each would get a region of its
-/// own, and little of it is used: they seldom work at the same time.
+/// Has all threads allocate from two regions of memory. Each would get a region of its own, and little of it
+/// is used: they seldom work at the same time.
 void shareRegions()
 {
-    constexpr int mainThreadsAndTheOthers = 2;
-    mallopt(M_ARENA_MAX, mainThreadsAndTheOthers);
+    constexpr int mainThreadsAndAnother = 2;
+    mallopt(M_ARENA_MAX, mainThreadsAndAnother);
 }
 
 /// To the system, what the launch and the last use of the picker needed for a while.

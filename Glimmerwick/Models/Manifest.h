@@ -15,7 +15,7 @@
 namespace glimmerwick {
 
 /// The decoded catalogue: categories in order and every emoji once. Immutable after decoding; copies share
-/// both.
+/// both. Moved from, it may only be assigned to or destroyed.
 class Manifest {
 public:
     /// Reads a manifest document. Unknown members are ignored; absent and null optional members are alike;
